@@ -1,0 +1,13 @@
+# zul_room(NAME [SEES rooms...] [USES targets...]) makes one directory of src/ a target of its own. Its
+# headers are included by their bare names, and only the rooms it SEES (and what those see) are on its
+# include path: an include that goes the wrong way does not build.
+function(zul_room name)
+  cmake_parse_arguments(ROOM "" "" "SEES;USES" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp)
+  set(target zul_${name})
+  add_library(${target} OBJECT ${sources})
+  target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR}/include ${CMAKE_CURRENT_SOURCE_DIR})
+  list(TRANSFORM ROOM_SEES PREPEND zul_)
+  target_link_libraries(${target} PUBLIC ${ROOM_SEES} ${ROOM_USES} PRIVATE zul_warnings)
+  set_property(GLOBAL APPEND PROPERTY ZUL_ROOMS ${target})
+endfunction()

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "zul/Deployment.h"
+#include "zul/Export.h"
+
+namespace zul {
+
+namespace platform {
+class Bundle;
+class Clock;
+class Device;
+class Dispatcher;
+class DocumentStore;
+class HttpClient;
+class LogSink;
+class Reachability;
+class UserDefaults;
+}  // namespace platform
+
+/// Everything the library knows of the outside. A host that wants another piece replaces it here,
+/// before its first call; each interface has its own header under zul/platform/.
+struct ZUL_EXPORT Platform {
+  std::shared_ptr<platform::Clock> clock;
+  std::shared_ptr<platform::Dispatcher> dispatcher;
+  std::shared_ptr<platform::DocumentStore> store;
+  std::shared_ptr<platform::HttpClient> http;
+  std::shared_ptr<platform::Bundle> bundle;
+  std::shared_ptr<platform::Reachability> reachability;
+  std::shared_ptr<platform::Device> device;
+  std::shared_ptr<platform::UserDefaults> userDefaults;
+  std::shared_ptr<platform::LogSink> log;
+  Deployment deployment;
+};
+
+struct ZUL_EXPORT LinuxOptions {
+  /// Names the data folder and stands for the bundle identifier when the Info.plist has none. Empty:
+  /// the name of the executable.
+  std::string applicationId;
+
+  /// The folder with Info.plist and the resources. Empty: the folder of the executable.
+  std::string bundleFolder;
+
+  /// The folder for the store. Empty: $XDG_DATA_HOME/<applicationId>, or ~/.local/share/<applicationId>.
+  std::string dataFolder;
+
+  /// Hands a task to the host's own event loop, which then is the main queue. Empty: the main queue is a
+  /// thread of the library's own.
+  std::function<void(std::function<void()>)> mainLoop;
+};
+
+/// The Linux pieces for one application. Nothing is opened or started before the first use.
+ZUL_EXPORT Platform linuxPlatform(const std::string& applicationId);
+ZUL_EXPORT Platform linuxPlatform(const LinuxOptions& options);
+
+}  // namespace zul

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "zul/Dictionary.h"
+
+namespace zul::platform {
+
+/// The host application's bundle: its Info.plist, its identifier and its resources.
+class Bundle {
+ public:
+  virtual ~Bundle() = default;
+
+  /// The whole Info.plist; empty when there is none or it cannot be read.
+  virtual Dictionary infoDictionary() = 0;
+
+  /// "CFBundleIdentifier", or the application id that the platform was made with.
+  virtual std::string bundleIdentifier() = 0;
+
+  /// The bytes of the resource file `name`.
+  virtual std::optional<std::string> resource(const std::string& name) = 0;
+
+  /// Why the Info.plist could not be read; empty when it was read or does not exist.
+  virtual std::string lastError() const { return {}; }
+};
+
+}  // namespace zul::platform

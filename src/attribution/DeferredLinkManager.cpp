@@ -1,0 +1,39 @@
+#include "DeferredLinkManager.h"
+
+namespace zul {
+
+void DeferredLinkManager::setDeferredLinkCallback(std::function<void()> callback) {
+  const std::lock_guard lock(mutex_);
+  deferredLinkCallback_ = std::move(callback);
+}
+
+void DeferredLinkManager::callDeferredLinkCallback() {
+  std::function<void()> callback;
+  bool executedBefore = false;
+  {
+    const std::lock_guard lock(mutex_);
+    callback = deferredLinkCallback_;
+    executedBefore = didCallbackExecute_;
+    if (callback) didCallbackExecute_ = true;
+  }
+  if (!callback) {
+    log_.debug("callDeferredLinkCallback is nil!.");
+  } else if (executedBefore) {
+    log_.debug("This event is not install on callDeferredLinkCallback function.");
+  } else {
+    log_.debug("callDeferredLinkCallback function executed successfully.");
+    callback();
+  }
+}
+
+void DeferredLinkManager::setDeferredUrl(std::string url) {
+  const std::lock_guard lock(mutex_);
+  deferredUrl_ = std::move(url);
+}
+
+std::optional<std::string> DeferredLinkManager::getDeferredUrl() const {
+  const std::lock_guard lock(mutex_);
+  return deferredUrl_;
+}
+
+}  // namespace zul

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "Log.h"
+
+namespace zul {
+
+/// Keeps the deferred deep link and the host's callback, and calls the latter once in a process. Any thread
+/// may call it; the callback runs on the thread of the upload's completion, without a lock.
+class DeferredLinkManager {
+ public:
+  explicit DeferredLinkManager(Log log) : log_(std::move(log)) {}
+
+  void setDeferredLinkCallback(std::function<void()> callback);
+  void callDeferredLinkCallback();
+
+  void setDeferredUrl(std::string url);
+  std::optional<std::string> getDeferredUrl() const;
+
+ private:
+  Log log_;
+  mutable std::mutex mutex_;
+  std::function<void()> deferredLinkCallback_;
+  bool didCallbackExecute_ = false;
+  std::optional<std::string> deferredUrl_;
+};
+
+}  // namespace zul

@@ -1,0 +1,244 @@
+#include "Json.h"
+
+#include <array>
+#include <boost/json/object.hpp>
+#include <boost/json/parse.hpp>
+#include <boost/json/value.hpp>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+namespace zul::json {
+
+namespace {
+
+// 0: as it stands; 'u': as \u00XX; else the letter behind the backslash.
+constexpr std::array<char, 256> kEscapes = [] {
+  std::array<char, 256> table{};
+  for (int c = 0; c < 0x20; ++c) table[c] = 'u';
+  table['"'] = '"';
+  table['\\'] = '\\';
+  table['\b'] = 'b';
+  table['\f'] = 'f';
+  table['\n'] = 'n';
+  table['\r'] = 'r';
+  table['\t'] = 't';
+  return table;
+}();
+
+void appendDouble(std::string& out, double value) {
+  if (!std::isfinite(value)) {
+    out += "null";
+    return;
+  }
+  char buffer[32];
+  const auto end = std::to_chars(buffer, buffer + sizeof buffer, value).ptr;
+  const std::string_view digits(buffer, static_cast<std::size_t>(end - buffer));
+  out += digits;
+  if (digits.find_first_of(".e") == std::string_view::npos) out += ".0";
+}
+
+template <typename Integer>
+void appendInteger(std::string& out, Integer value) {
+  char buffer[24];
+  out.append(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr);
+}
+
+void appendValue(std::string& out, const boost::json::value& value) {
+  switch (value.kind()) {
+    case boost::json::kind::null:
+      out += "null";
+      break;
+    case boost::json::kind::bool_:
+      out += value.get_bool() ? "true" : "false";
+      break;
+    case boost::json::kind::int64:
+      appendInteger(out, value.get_int64());
+      break;
+    case boost::json::kind::uint64:
+      appendInteger(out, value.get_uint64());
+      break;
+    case boost::json::kind::double_:
+      appendDouble(out, value.get_double());
+      break;
+    case boost::json::kind::string:
+      appendQuoted(out, value.get_string());
+      break;
+    case boost::json::kind::array: {
+      out += '[';
+      bool first = true;
+      for (const auto& element : value.get_array()) {
+        if (!first) out += ',';
+        first = false;
+        appendValue(out, element);
+      }
+      out += ']';
+      break;
+    }
+    case boost::json::kind::object:
+      append(out, value.get_object());
+      break;
+  }
+}
+
+void newLine(std::string& out, int depth) {
+  out += '\n';
+  out.append(static_cast<std::size_t>(depth) * 2, ' ');
+}
+
+}  // namespace
+
+std::optional<boost::json::value> parse(std::string_view text) noexcept {
+  try {
+    boost::json::error_code error;
+    auto value = boost::json::parse(text, error);
+    if (error) return std::nullopt;
+    return value;
+  } catch (...) {
+    return std::nullopt;
+  }
+}
+
+std::optional<boost::json::object> parseObject(std::string_view text) noexcept {
+  auto value = parse(text);
+  if (!value || !value->is_object()) return std::nullopt;
+  return std::move(value->get_object());
+}
+
+void appendQuoted(std::string& out, std::string_view value) {
+  static constexpr char kHex[] = "0123456789abcdef";
+  out += '"';
+  std::size_t copied = 0;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(value[i]);
+    const char escape = kEscapes[byte];
+    if (escape == 0) continue;
+    out.append(value, copied, i - copied);
+    copied = i + 1;
+    out += '\\';
+    out += escape;
+    if (escape == 'u') {
+      out += "00";
+      out += kHex[byte >> 4];
+      out += kHex[byte & 15];
+    }
+  }
+  out.append(value, copied, value.size() - copied);
+  out += '"';
+}
+
+void append(std::string& out, const boost::json::object& object) {
+  out += '{';
+  bool first = true;
+  for (const auto& member : object) {
+    if (!first) out += ',';
+    first = false;
+    appendQuoted(out, member.key());
+    out += ':';
+    appendValue(out, member.value());
+  }
+  out += '}';
+}
+
+std::string text(const boost::json::value& value) {
+  std::string out;
+  appendValue(out, value);
+  return out;
+}
+
+std::string text(const boost::json::object& object) {
+  std::string out;
+  append(out, object);
+  return out;
+}
+
+void appendPretty(std::string& out, std::string_view compact, int depth) {
+  const char* at = compact.data();
+  const char* const end = at + compact.size();
+  while (at < end) {
+    // Everything between two structural characters is copied in one piece.
+    const char* piece = at;
+    while (at < end && *at != '"' && *at != '{' && *at != '}' && *at != '[' && *at != ']' && *at != ',' && *at != ':') {
+      ++at;
+    }
+    if (at < end && *at == '"') {
+      do {
+        at += *at == '\\' ? 2 : 1;
+      } while (at < end && *at != '"');
+      at = at < end ? at + 1 : end;
+      out.append(piece, at);
+      continue;
+    }
+    out.append(piece, at);
+    if (at == end) break;
+    const char c = *at++;
+    switch (c) {
+      case '{':
+      case '[':
+        out += c;
+        if (at < end && (*at == '}' || *at == ']')) {
+          out += *at++;
+        } else {
+          newLine(out, ++depth);
+        }
+        break;
+      case '}':
+      case ']':
+        newLine(out, --depth);
+        out += c;
+        break;
+      case ',':
+        out += c;
+        newLine(out, depth);
+        break;
+      default:
+        out += " : ";
+        break;
+    }
+  }
+}
+
+const boost::json::value* find(const boost::json::object& object, std::string_view key) noexcept {
+  return object.if_contains(key);
+}
+
+std::optional<std::string> string(const boost::json::object& object, std::string_view key) {
+  const auto* value = find(object, key);
+  if (!value || !value->is_string()) return std::nullopt;
+  return std::string(value->get_string());
+}
+
+std::optional<double> number(const boost::json::object& object, std::string_view key) noexcept {
+  const auto* value = find(object, key);
+  if (!value) return std::nullopt;
+  if (value->is_double()) return value->get_double();
+  if (value->is_int64()) return static_cast<double>(value->get_int64());
+  if (value->is_uint64()) return static_cast<double>(value->get_uint64());
+  return std::nullopt;
+}
+
+std::int64_t integer(const boost::json::object& object, std::string_view key) noexcept {
+  const auto* value = find(object, key);
+  if (!value) return 0;
+  if (value->is_int64()) return value->get_int64();
+  if (value->is_uint64()) return std::numeric_limits<std::int64_t>::max();
+  if (value->is_double()) return truncate(value->get_double());
+  return 0;
+}
+
+bool boolean(const boost::json::object& object, std::string_view key) noexcept {
+  const auto* value = find(object, key);
+  if (!value) return false;
+  if (value->is_bool()) return value->get_bool();
+  return number(object, key).value_or(0) != 0;
+}
+
+std::int64_t truncate(double value) noexcept {
+  constexpr double kLimit = 9223372036854775808.0;  // 2^63
+  if (std::isnan(value)) return 0;
+  if (value >= kLimit) return std::numeric_limits<std::int64_t>::max();
+  if (value < -kLimit) return std::numeric_limits<std::int64_t>::min();
+  return static_cast<std::int64_t>(value);
+}
+
+}  // namespace zul::json

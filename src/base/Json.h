@@ -1,0 +1,53 @@
+#pragma once
+
+#include <boost/json/fwd.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "zul/Dictionary.h"
+
+/// JSON text to and from the values that the code works on. Integers and doubles stay apart: a double
+/// is always written with a fraction or an exponent, so that it comes back as one.
+namespace zul::json {
+
+/// The value of a whole text; none when the text is not valid JSON or is nested too deep to be honest.
+std::optional<boost::json::value> parse(std::string_view text) noexcept;
+
+/// The same where only an object will do.
+std::optional<boost::json::object> parseObject(std::string_view text) noexcept;
+
+/// Compact text. Numbers that JSON cannot write (infinity, not a number) become null.
+std::string text(const boost::json::value& value);
+std::string text(const boost::json::object& object);
+void append(std::string& out, const boost::json::object& object);
+
+/// Appends `compact`, the text of one valid JSON value, to `out` in the indented form, as it stands at
+/// `depth` levels of indentation.
+void appendPretty(std::string& out, std::string_view compact, int depth);
+
+/// Appends `value` to `out` as a quoted JSON string.
+void appendQuoted(std::string& out, std::string_view value);
+
+/// Typed reads: an absent key or the wrong kind gives the empty value.
+const boost::json::value* find(const boost::json::object& object, std::string_view key) noexcept;
+std::optional<std::string> string(const boost::json::object& object, std::string_view key);
+std::optional<double> number(const boost::json::object& object, std::string_view key) noexcept;
+std::int64_t integer(const boost::json::object& object, std::string_view key) noexcept;
+bool boolean(const boost::json::object& object, std::string_view key) noexcept;
+
+/// A double as a 64-bit integer, cut off towards zero and held within the type's range; 0 for NaN.
+std::int64_t truncate(double value) noexcept;
+
+}  // namespace zul::json
+
+namespace zul {
+
+/// The object behind a Dictionary, for the library's own code.
+struct DictionaryAccess {
+  static const boost::json::object& object(const Dictionary& dictionary) noexcept;
+  static Dictionary wrap(boost::json::object object);
+};
+
+}  // namespace zul

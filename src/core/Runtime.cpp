@@ -1,0 +1,109 @@
+#include "Runtime.h"
+
+#include <cstdlib>
+#include <optional>
+
+#include "Tracker.h"
+#include "zul/platform/Dispatcher.h"
+#include "zul/platform/HttpClient.h"
+
+namespace zul {
+
+namespace {
+
+// The process's Runtime and what it is to be made from. Trivially destructible, as the host may still call
+// while its own objects are being destroyed.
+struct Process {
+  std::mutex mutex;
+  Platform* platform = nullptr;
+  std::atomic<Runtime*> runtime{nullptr};
+};
+
+Process& theProcess() {
+  static auto* const process = new Process;
+  return *process;
+}
+
+// Threads must not be at work in libraries that tear themselves down at exit.
+void stopAtExit() {
+  if (auto* const runtime = Runtime::processIfMade()) {
+    runtime->platform().http->stop();
+    runtime->platform().dispatcher->stop();
+  }
+}
+
+}  // namespace
+
+Runtime::Runtime(Platform platform)
+    : platform_(std::move(platform)),
+      log_(platform_.clock, platform_.log),
+      networkClock_(platform_.clock),
+      util_(platform_.clock, networkClock_),
+      reachability_(platform_.reachability, platform_.deployment),
+      db_(platform_.store, platform_.dispatcher, log_),
+      record_(db_, {platform_.device, platform_.clock, platform_.bundle, &reachability_}, platform_.http,
+              platform_.deployment, log_),
+      deferredLinks_(log_) {}
+
+Runtime::~Runtime() {
+  platform_.http->stop();
+  platform_.dispatcher->stop();
+}
+
+Runtime* Runtime::processIfMade() noexcept {
+  return theProcess().runtime;
+}
+
+Runtime& Runtime::process() {
+  auto& process = theProcess();
+  if (auto* const runtime = process.runtime.load()) return *runtime;
+  const std::lock_guard lock(process.mutex);
+  if (auto* const runtime = process.runtime.load()) return *runtime;
+  process.runtime = new Runtime(process.platform ? std::move(*process.platform) : linuxPlatform(""));
+  std::atexit(stopAtExit);
+  return *process.runtime;
+}
+
+bool Runtime::setProcessPlatform(Platform platform) {
+  Platform standard = linuxPlatform("");
+  const auto fill = [](auto& piece, auto& standardPiece) {
+    if (!piece) piece = std::move(standardPiece);
+  };
+  fill(platform.clock, standard.clock);
+  fill(platform.dispatcher, standard.dispatcher);
+  fill(platform.store, standard.store);
+  fill(platform.http, standard.http);
+  fill(platform.bundle, standard.bundle);
+  fill(platform.reachability, standard.reachability);
+  fill(platform.device, standard.device);
+  fill(platform.userDefaults, standard.userDefaults);
+  fill(platform.log, standard.log);
+
+  auto& process = theProcess();
+  const std::lock_guard lock(process.mutex);
+  if (process.runtime.load()) return false;
+  if (!process.platform) process.platform = new Platform;
+  *process.platform = std::move(platform);
+  return true;
+}
+
+Tracker& Runtime::tracker() {
+  std::call_once(trackerOnce_, [this] {
+    tracker_ = std::make_unique<Tracker>(TrackerServices{platform_.dispatcher, platform_.http, platform_.bundle,
+                                                         platform_.deployment, db_, record_, util_, reachability_,
+                                                         networkClock_, deferredLinks_, webView_, debugMode_, log_});
+    madeTracker_ = tracker_.get();
+  });
+  return *madeTracker_;
+}
+
+Tracker& Tracker::sharedInstance() {
+  return Runtime::process().tracker();
+}
+
+Tracker* Tracker::getSharedInstance() noexcept {
+  auto* const runtime = Runtime::processIfMade();
+  return runtime ? runtime->trackerIfMade() : nullptr;
+}
+
+}  // namespace zul

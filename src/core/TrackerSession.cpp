@@ -1,0 +1,164 @@
+#include "Json.h"
+#include "LocalDB.h"
+#include "NHNetworkClock.h"
+#include "SessionRecord.h"
+#include "Tracker.h"
+#include "ZULUtil.h"
+#include "zul/CustomWKWebViewConfiguration.h"
+#include "zul/platform/Dispatcher.h"
+
+namespace zul {
+
+// ---- the one-second timer
+
+void Tracker::createUpdateTimer() {
+  auto timer = services_.dispatcher->repeat(1.0, [this] { log_.guard([this] { oneSecondTimerTick(); }); });
+  locked([&](Fields& fields) { fields.oneSecondTimer.swap(timer); });
+}
+
+void Tracker::oneSecondTimerTick() {
+  if (!services_.networkClock.isSynchronized()) return;
+  if (NTPtimeGetDone_) return;  // the timer stays and ticks idly
+  const auto timer = locked([](Fields& fields) { return std::move(fields.oneSecondTimer); });
+  const double network = services_.util.getCurrentNTPTimeSec();
+  const double device = services_.util.currentTimeSec();
+  services_.db.update("Install", [&](MutableDocument& install) {
+    if (firstExcute_) install.setDouble(network * 1000, "installTime");
+    install.setDouble((network - device) * 1000, "timeOffset");
+  });
+  NTPtimeGetDone_ = true;
+  log_.debug("time sync done");
+}
+
+// ---- sessions
+
+bool Tracker::sessionExpired() {
+  const auto expiry = services_.db.documentWithID("Behavior").numberForKey("sessionExpireSec");
+  return !expiry || *expiry == 0.0 || services_.util.currentTimeSec() > *expiry;
+}
+
+bool Tracker::checkNewSession() {
+  const bool expired = sessionExpired();
+  newSessionYN_ = expired;
+  return expired;
+}
+
+void Tracker::accountNewSession() {
+  auto& controller = sessionController_;
+  services_.db.transaction([&] {
+    controller.resetSid();
+    controller.resetVtTz();
+    controller.updateIsVisitNew();
+    controller.updateIsDf();
+    controller.updateIsWf();
+    controller.updateIsMf();
+    controller.updateIsWfUs();
+    controller.updateUdVt();
+    controller.updateLtvt();
+    controller.updateLtVi();
+    controller.updateLtRvnVt();
+    controller.saveRecentSessionTimeSec();
+    controller.saveSessionExpireTime();
+    controller.checkToResetUdRvnc();
+  });
+  // A record that another thread made meanwhile shows the session before.
+  services_.record.clearInstance();
+}
+
+// Of several threads that see the same session expired, one begins the new one.
+void Tracker::beginSessionIfExpired(int type) {
+  bool begun = false;
+  services_.record.clearInstance();
+  services_.db.transaction([&] {
+    begun = sessionExpired();
+    if (begun) accountNewSession();
+  });
+  services_.record.clearInstance();
+  if (begun && type == 1) {
+    const auto session = buildSessionJson();
+    locked([&](Fields& fields) { fields.entireJson = session; });
+    upload(session);
+  }
+}
+
+void Tracker::occurNewSessionWithType(int type) {
+  accountNewSession();
+  if (type != 1) return;
+  const auto session = buildSessionJson();
+  locked([&](Fields& fields) { fields.entireJson = session; });
+  upload(session);
+}
+
+bool Tracker::sendTransaction() {
+  if (checkNewSession() && ZULinitYN_) beginSessionIfExpired(2);
+  makeJson();
+  return true;
+}
+
+bool Tracker::sendTransactionByPage() {
+  if (checkNewSession() && ZULinitYN_) beginSessionIfExpired(2);
+  makeJsonByPage();
+  return true;
+}
+
+// ---- payload
+
+Tracker::Payload Tracker::buildSessionJson() {
+  auto extras = locked([](Fields& fields) { return fields.extras; });
+  extras.clientUserAgent = services_.webView.clientUserAgent();
+  auto built = std::make_shared<BuiltPayload>();
+  built->object = sessionPayload(*services_.record.sharedInstance(), extras);
+  built->text = json::text(built->object);
+  log_.debug("================self.sessionJsonDict=================== :" + built->text);
+  locked([&](Fields& fields) { fields.sessionJsonDict = built; });
+  return built;
+}
+
+void Tracker::createSessionJson() {
+  buildSessionJson();
+}
+
+void Tracker::makeJson() {
+  log_.debug("makeJson in ZULSession");
+  wrapAndSend(buildSessionJson());
+}
+
+void Tracker::makeJsonByPage() {
+  wrapAndSend(addPairingData(buildSessionJson()));
+}
+
+Tracker::Payload Tracker::addPairingData(const Payload& session) {
+  const auto pairs = locked([](Fields& fields) { return fields.tempPairingData; });
+  log_.debug("self.tempPairingData :" + (pairs ? json::text(*pairs) : "(null)"));
+  if (!pairs || pairs->empty()) return session;
+  auto paired = std::make_shared<BuiltPayload>(*session);
+  for (const auto& pair : *pairs) paired->object[pair.key()] = pair.value();
+  paired->text = json::text(paired->object);
+  locked([&](Fields& fields) { fields.sessionJsonDict = paired; });
+  return paired;
+}
+
+void Tracker::setTempPairingData(const std::optional<Dictionary>& pairs) {
+  locked([&](Fields& fields) {
+    fields.tempPairingData = pairs ? std::optional(DictionaryAccess::object(*pairs)) : std::nullopt;
+  });
+}
+
+void Tracker::createEntireJson() {
+  wrapAndSend(locked([](Fields& fields) { return fields.sessionJsonDict; }));
+}
+void Tracker::createEntireJson2() {
+  createEntireJson();
+}
+
+void Tracker::wrapAndSend(const Payload& session) {
+  const bool initialized = ZULinitYN_;
+  locked([&](Fields& fields) { fields.entireJson = initialized ? session : nullptr; });
+  if (initialized) upload(session);
+}
+
+Dictionary Tracker::getSessionData() {
+  return DictionaryAccess::wrap(buildSessionJson()->object);
+}
+
+}  // namespace zul

@@ -1,0 +1,282 @@
+#include "UploadQueue.h"
+
+#include <algorithm>
+
+#include "Json.h"
+#include "LocalDB.h"
+#include "NetworkManager.h"
+#include "zul/platform/Dispatcher.h"
+
+namespace zul {
+
+namespace {
+
+constexpr std::string_view kDocument = "Json";
+constexpr std::string_view kKey = "QueueJsonList";
+constexpr std::string_view kNoKeys = "{}";
+
+constexpr int kMostOpen = 4;
+
+// A queue up to this size is stored at every failed send. A larger one is stored once a second: the journal
+// holds what the document lacks until then.
+constexpr std::size_t kSaveAtOnce = 256 * 1024;
+constexpr double kSaveEvery = 1.0;  // seconds
+
+}  // namespace
+
+UploadQueue::UploadQueue(LocalDB& db, NetworkManager& network, std::shared_ptr<platform::Dispatcher> dispatcher,
+                         Log log, Owner owner)
+    : db_(db),
+      network_(network),
+      dispatcher_(std::move(dispatcher)),
+      serial_(dispatcher_->serialQueue()),
+      log_(std::move(log)),
+      owner_(std::move(owner)) {}
+
+void UploadQueue::start() {
+  serial_->async([this] { log_.guard([this] { load(); }); });
+}
+
+// ---- sending
+
+void UploadQueue::send(std::vector<std::string> payloads) {
+  Entries own;
+  std::string removed;
+  for (auto& payload : payloads) {
+    if (payload == kNoKeys) {
+      removed += removed.empty() ? kNoKeys : ",{}";
+    } else {
+      own.push_back(std::make_shared<Entry>());
+      own.back()->text = std::make_shared<const std::string>(std::move(payload));
+    }
+  }
+  if (!own.empty()) {
+    db_.transaction([&] {
+      for (auto& entry : own) entry->journalId = db_.journal(entry->text);
+    });
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    for (auto& entry : own) entry->order = ++lastOrder_;
+    if (open_ + static_cast<int>(waiting_.size()) <= kMostOpen || waiting_.empty()) {
+      waiting_.push_back(std::move(own));
+    } else {
+      auto& last = waiting_.back();
+      last.insert(last.end(), own.begin(), own.end());
+    }
+  }
+  if (!removed.empty()) log_.info("REMOVE Object: [" + removed + "]");
+  serial_->async([this] { log_.guard([this] { pump(); }); });
+}
+
+void UploadQueue::pump() {
+  load();
+  while (true) {
+    Entries own;
+    {
+      const std::lock_guard lock(mutex_);
+      if (waiting_.empty() || open_ >= kMostOpen) return;
+      own = std::move(waiting_.front());
+      waiting_.pop_front();
+      ++open_;
+    }
+    try {
+      open(own);
+    } catch (...) {
+      close();
+      throw;
+    }
+  }
+}
+
+void UploadQueue::open(const Entries& own) {
+  Entries list;
+  {
+    const std::lock_guard lock(mutex_);
+    if (unreadable_) {
+      // Without a queue to join, the payload waits in its place for the next send.
+      unreadable_ = false;
+      enqueue(own);
+    } else {
+      list = queue_;
+      list.insert(list.end(), own.begin(), own.end());
+    }
+  }
+  if (list.empty()) {
+    log_.info("No finalJsonList data for send: []");
+    close();
+    return;
+  }
+  std::size_t size = 0;
+  for (const auto& entry : list) size += entry->text->size();
+  std::string text = "[";
+  text.reserve(size + size / 2);
+  for (const auto& entry : list) {
+    text += entry == list.front() ? "\n  " : ",\n  ";
+    json::appendPretty(text, *entry->text, 1);
+  }
+  text += "\n]";
+  log_.info("REQ [SDK -> COLLECTOR] " + text);
+  network_.sendDocument(text, [this, list = std::move(list)](bool success, const auto& response) {
+    log_.guard([&] { complete(list, success, response); });
+    log_.debug("[Data Sending Status] : Completed. ");
+    close();
+    log_.guard([&] { owner_.completed(); });
+  });
+}
+
+void UploadQueue::close() {
+  {
+    const std::lock_guard lock(mutex_);
+    --open_;
+    if (waiting_.empty()) return;
+  }
+  serial_->async([this] { log_.guard([this] { pump(); }); });
+}
+
+// ---- the answer
+
+void UploadQueue::complete(const Entries& list, bool success, const platform::HttpResponse& response) {
+  if (!success) {
+    owner_.kept("network error", "[SDK -> COLLECTOR]: network error");
+    keep(list);
+    return;
+  }
+  const auto answer = NetworkManager::responseDictionary(response.body);
+  log_.info("RES [SDK <- COLLECTOR_Tracker]: " + (answer ? json::text(*answer) : "(null)"));
+  if (answer && json::string(*answer, "code") == "RES001") {
+    accept(list, *answer);
+    return;
+  }
+  const auto message = answer ? json::string(*answer, "msg").value_or("") : std::string();
+  owner_.kept(message, "[SDK -> COLLECTOR]: " + message);
+  keep(list);
+}
+
+void UploadQueue::accept(const Entries& list, const boost::json::object& answer) {
+  log_.guard([&] { owner_.accepted(answer, *list.front()->text); });
+  std::vector<std::int64_t> journaled;
+  {
+    const std::lock_guard lock(mutex_);
+    for (const auto& entry : list) {
+      entry->delivered = true;
+      if (entry->journalId != 0) journaled.push_back(entry->journalId);
+    }
+    std::erase_if(queue_, [](const auto& entry) { return entry->delivered; });
+  }
+  db_.transaction([&] {
+    db_.update(kDocument, [&](MutableDocument& document) { document.setString(queueText(), kKey); });
+    db_.forget(journaled);
+    owner_.keepAccepted();
+  });
+}
+
+void UploadQueue::keep(const Entries& list) {
+  std::size_t size = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    enqueue(list);
+    for (const auto& entry : queue_) size += entry->text->size();
+    if (size > kSaveAtOnce && std::exchange(saveScheduled_, true)) return;
+  }
+  if (size <= kSaveAtOnce) {
+    save();
+  } else {
+    dispatcher_->after(kSaveEvery, platform::Dispatcher::Queue::global, [this] {
+      {
+        const std::lock_guard lock(mutex_);
+        saveScheduled_ = false;
+      }
+      log_.guard([this] { save(); });
+    });
+  }
+}
+
+void UploadQueue::enqueue(const Entries& entries) {
+  for (const auto& entry : entries) {
+    if (!entry->delivered && !std::exchange(entry->queued, true)) queue_.push_back(entry);
+  }
+  std::stable_sort(queue_.begin(), queue_.end(), [](const auto& a, const auto& b) { return a->order < b->order; });
+}
+
+// The document takes the queue and the journal lets go of it, in one commit. What the document holds is
+// decided inside, so that of two saves the later one has the later queue.
+void UploadQueue::save() {
+  db_.transaction([&] {
+    db_.update(kDocument, [&](MutableDocument& document) { document.setString(queueText(), kKey); });
+    std::vector<std::int64_t> journaled;
+    {
+      const std::lock_guard lock(mutex_);
+      for (const auto& entry : queue_) {
+        if (entry->journalId != 0) journaled.push_back(std::exchange(entry->journalId, 0));
+      }
+    }
+    db_.forget(journaled);
+  });
+}
+
+std::string UploadQueue::queueText() {
+  const std::lock_guard lock(mutex_);
+  if (queue_.empty()) return {};
+  std::size_t size = 2 + queue_.size();
+  for (const auto& entry : queue_) size += entry->text->size();
+  std::string text;
+  text.reserve(size);
+  for (const auto& entry : queue_) {
+    text += text.empty() ? '[' : ',';
+    text += *entry->text;
+  }
+  return text += ']';
+}
+
+// ---- what earlier processes left
+
+void UploadQueue::load() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (std::exchange(loaded_, true)) return;
+  }
+  const auto text = db_.documentWithID(kDocument).stringForKey(kKey).value_or("");
+  Entries stored = parsed(text);
+  const auto leftOver = db_.takeLeftOver();
+  for (const auto& [id, payload] : leftOver) {
+    auto entry = std::make_shared<Entry>();
+    entry->journalId = id;
+    entry->text = payload;
+    stored.push_back(std::move(entry));
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    // Sends may have been accepted meanwhile: what was left comes before all of them.
+    auto order = -static_cast<std::int64_t>(stored.size());
+    for (auto& entry : stored) entry->order = order++;
+    enqueue(stored);
+  }
+  if (!leftOver.empty() && !unreadable_) save();
+}
+
+UploadQueue::Entries UploadQueue::parsed(const std::string& text) {
+  Entries entries;
+  if (text.empty()) return entries;
+  const auto list = json::parse(text);
+  if (!list || !list->is_array()) {
+    log_.error("The stored queue could not be read and was set aside.");
+    db_.setAside("Json.QueueJsonList", text);
+    const std::lock_guard lock(mutex_);
+    unreadable_ = true;
+    return entries;
+  }
+  std::string removed;
+  for (const auto& element : list->get_array()) {
+    if (element.is_object() && !element.get_object().empty()) {
+      entries.push_back(std::make_shared<Entry>());
+      entries.back()->text = std::make_shared<const std::string>(json::text(element));
+    } else {
+      (removed += removed.empty() ? "" : ",") += json::text(element);
+    }
+  }
+  if (!removed.empty()) log_.info("REMOVE Object: [" + removed + "]");
+  return entries;
+}
+
+}  // namespace zul

@@ -1,0 +1,63 @@
+#include "Facade.h"
+
+#include <string>
+
+#include "Runtime.h"
+#include "Tracker.h"
+#include "zul/platform/Dispatcher.h"
+
+namespace zul::facade {
+
+namespace {
+
+constexpr double kFirstLook = 5.0;  // seconds after the call
+constexpr double kNextLook = 1.0;   // seconds
+constexpr int kLooks = 10;
+
+void start(Runtime& runtime, const Entry& entry) {
+  if (entry.application.applicationState != ApplicationState::background) {
+    runtime.tracker().initEnd(entry.launchOptions);
+  } else {
+    runtime.log().debug("initEnd pass in Background");
+  }
+  if (entry.callback) runtime.deferredLinks().setDeferredLinkCallback(entry.callback);
+}
+
+Dictionary waitForAttribution(Runtime& runtime) {
+  Dictionary attribution;
+  for (int index = 0; index < kLooks; ++index) {
+    attribution = runtime.tracker().getAttributedInfo();
+    if (!attribution.empty()) {
+      runtime.log().debug("break index in dealyed getAttributedInfo " + std::to_string(index));
+      return attribution;
+    }
+    runtime.log().debug("index in dealyed getAttributedInfo: " + std::to_string(index));
+    runtime.platform().dispatcher->sleep(kNextLook);
+  }
+  return attribution;
+}
+
+}  // namespace
+
+void initialize(Runtime& runtime, const Entry& entry) {
+  runtime.log().debug("initialization start!!");
+  start(runtime, entry);
+}
+
+void initializeWithWebView(Runtime& runtime, const Entry& entry, std::shared_ptr<WebViewConfiguration> configuration) {
+  runtime.log().debug("initializationWithWebViewConfiguration start");
+  runtime.webView().setConfiguration(std::move(configuration));
+  start(runtime, entry);
+}
+
+void getAttributedInfo(Runtime& runtime, std::function<void(const Dictionary&)> callback) {
+  runtime.platform().dispatcher->after(kFirstLook, platform::Dispatcher::Queue::main,
+                                       [&runtime, callback = std::move(callback)] {
+                                         runtime.log().guard([&] {
+                                           const auto attribution = waitForAttribution(runtime);
+                                           if (callback) callback(attribution);
+                                         });
+                                       });
+}
+
+}  // namespace zul::facade

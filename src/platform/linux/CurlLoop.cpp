@@ -1,0 +1,224 @@
+#include "CurlLoop.h"
+
+#include <openssl/crypto.h>
+
+#include <algorithm>
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "LinuxThread.h"
+
+namespace zul::platform {
+
+namespace {
+
+constexpr long kMaxHostConnections = 6;
+constexpr std::size_t kMaxSpare = 16;
+constexpr double kFetchSeconds = 60;
+constexpr int kPollMilliseconds = 60'000;  // libcurl wakes earlier for its own timers, and we for a request
+
+void initialiseLibraries() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    // Else OpenSSL, when we are its first user, would tear itself down at exit while our thread still uses it.
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+  });
+}
+
+HttpResponse failure(std::string why) {
+  HttpResponse response;
+  response.error = std::move(why);
+  return response;
+}
+
+/// Calls `completion` and destroys it. What it throws ends here: nobody else could do anything about it.
+void deliver(HttpClient::Completion& completion, HttpResponse response) noexcept {
+  try {
+    const HttpClient::Completion mine = std::move(completion);
+    if (mine) mine(std::move(response));
+  } catch (...) {
+  }
+}
+
+constexpr const char* kStopped = "stopped";
+
+}  // namespace
+
+void CurlLoop::send(HttpRequest request, HttpClient::Completion completion) {
+  std::string problem = kStopped;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!stopped_ && (started_ || start(problem))) {
+      inbox_.push_back({std::move(request), std::move(completion)});
+      if (inbox_.size() == 1 && wakeable_ != nullptr) curl_multi_wakeup(wakeable_);
+      return;
+    }
+  }
+  deliver(completion, failure(std::move(problem)));
+}
+
+bool CurlLoop::start(std::string& problem) {
+  try {
+    startThread("zul-http", [self = shared_from_this()] { self->run(); });
+  } catch (const std::exception& error) {
+    problem = error.what();
+    return false;
+  }
+  started_ = true;
+  left_ = ended_ = false;
+  return true;
+}
+
+HttpResponse CurlLoop::fetch(HttpRequest request) {
+  if (isOwnThread()) return failure("fetch on the client's own thread would wait for itself");
+  if (!(request.timeout > 0)) request.timeout = kFetchSeconds;
+  const auto patience = std::chrono::duration<double>(std::min(request.timeout, 1e6));
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration_cast<Duration>(patience);
+
+  // Shared with the completion, which comes too late when this has given up.
+  const auto answer = std::make_shared<std::optional<HttpResponse>>();
+  send(std::move(request), [self = shared_from_this(), answer](HttpResponse response) {
+    const std::lock_guard lock(self->mutex_);
+    *answer = std::move(response);
+    self->changed_.notify_all();
+  });
+  std::unique_lock lock(mutex_);
+  changed_.wait_until(lock, deadline, [&] { return answer->has_value() || stopped_; });
+  if (answer->has_value()) return std::move(**answer);
+  return failure(stopped_ ? kStopped : "timed out");
+}
+
+void CurlLoop::stop(Duration patience) noexcept {
+  const bool own = isOwnThread();
+  std::unique_lock lock(mutex_);
+  stopped_ = true;
+  changed_.notify_all();
+  if (wakeable_ != nullptr) curl_multi_wakeup(wakeable_);
+  if (!own) changed_.wait_for(lock, patience, [this] { return left_; });
+}
+
+void CurlLoop::release(Duration patience) noexcept {
+  stop(patience);
+  const bool own = isOwnThread();
+  std::unique_lock lock(mutex_);
+  released_ = true;
+  changed_.notify_all();
+  if (!own) changed_.wait_for(lock, patience, [this] { return ended_; });
+}
+
+bool CurlLoop::isOwnThread() {
+  const std::lock_guard lock(mutex_);
+  return thread_ == std::this_thread::get_id();
+}
+
+void CurlLoop::run() {
+  {
+    Work work = open();
+    while (transfer(work)) {
+    }
+    endAll(work);
+
+    std::unique_lock lock(mutex_);
+    left_ = true;
+    changed_.notify_all();
+    // Cleaning up is not for a process that exits: its libraries may be gone already.
+    changed_.wait(lock, [this] { return released_; });
+  }
+  const std::lock_guard lock(mutex_);
+  ended_ = true;
+  changed_.notify_all();
+}
+
+CurlLoop::Work CurlLoop::open() {
+  initialiseLibraries();
+  Work work;
+  work.multi.reset(curl_multi_init());
+  work.jar.reset(curl_share_init());
+  const std::lock_guard lock(mutex_);
+  thread_ = std::this_thread::get_id();
+  if (work.multi == nullptr || work.jar == nullptr) {
+    stopped_ = true;
+    return work;
+  }
+  curl_multi_setopt(work.multi.get(), CURLMOPT_MAX_HOST_CONNECTIONS, kMaxHostConnections);
+  curl_share_setopt(work.jar.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
+  wakeable_ = work.multi.get();
+  return work;
+}
+
+/// One round: takes in what has come, lets libcurl work, hands out what is done, and waits for more. False when the
+/// client has stopped.
+bool CurlLoop::transfer(Work& work) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (stopped_) return false;
+    work.incoming.swap(inbox_);
+  }
+  for (Incoming& incoming : work.incoming) begin(work, incoming);
+  work.incoming.clear();
+
+  int count = 0;
+  curl_multi_perform(work.multi.get(), &count);
+  while (const CURLMsg* message = curl_multi_info_read(work.multi.get(), &count)) {
+    if (message->msg == CURLMSG_DONE) complete(work, message->easy_handle, message->data.result);
+  }
+  curl_multi_poll(work.multi.get(), nullptr, 0, kPollMilliseconds, nullptr);
+  return true;
+}
+
+void CurlLoop::begin(Work& work, Incoming& incoming) {
+  std::unique_ptr<CurlTransfer> transfer;
+  std::string problem;
+  try {
+    if (work.spare.empty()) work.spare.push_back(std::make_unique<CurlTransfer>());
+    transfer = std::move(work.spare.back());
+    work.spare.pop_back();
+    problem = transfer->prepare(std::move(incoming.request), work.jar.get());
+    work.active.reserve(work.active.size() + 1);
+  } catch (const std::exception& error) {
+    problem = error.what();
+  }
+  if (problem.empty()) {
+    const CURLMcode result = curl_multi_add_handle(work.multi.get(), transfer->handle());
+    if (result != CURLM_OK) problem = curl_multi_strerror(result);
+  }
+  if (!problem.empty()) {
+    deliver(incoming.completion, failure(std::move(problem)));
+    return;
+  }
+  transfer->setCompletion(std::move(incoming.completion));
+  work.active.push_back(std::move(transfer));
+}
+
+void CurlLoop::complete(Work& work, CURL* handle, CURLcode result) {
+  curl_multi_remove_handle(work.multi.get(), handle);
+  CurlTransfer& transfer = CurlTransfer::of(handle);
+  HttpResponse response = transfer.response(result);
+  HttpClient::Completion completion = transfer.finish();
+
+  const auto place = std::find_if(work.active.begin(), work.active.end(),
+                                  [&](const auto& active) { return active.get() == &transfer; });
+  std::swap(*place, work.active.back());
+  if (work.spare.size() < kMaxSpare) work.spare.push_back(std::move(work.active.back()));
+  work.active.pop_back();
+  deliver(completion, std::move(response));
+}
+
+/// Ends what is open without another call of libcurl.
+void CurlLoop::endAll(Work& work) {
+  {
+    const std::lock_guard lock(mutex_);
+    wakeable_ = nullptr;
+    work.incoming.swap(inbox_);
+  }
+  for (const auto& transfer : work.active) {
+    HttpClient::Completion completion = transfer->finish();
+    deliver(completion, failure(kStopped));
+  }
+  for (Incoming& incoming : work.incoming) deliver(incoming.completion, failure(kStopped));
+  work.incoming.clear();
+}
+
+}  // namespace zul::platform

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "CurlTransfer.h"
+#include "zul/platform/HttpClient.h"
+
+namespace zul::platform {
+
+/// What CurlHttpClient and its thread share; the thread holds it, so that one that is left behind when the process
+/// exits never touches freed memory.
+///
+/// Requests come in through an inbox. Only the thread touches libcurl, which it also initialises, save for the
+/// wake-up call that libcurl allows from any thread.
+class CurlLoop : public std::enable_shared_from_this<CurlLoop> {
+ public:
+  using Duration = std::chrono::steady_clock::duration;
+
+  void send(HttpRequest request, HttpClient::Completion completion);
+  HttpResponse fetch(HttpRequest request);
+
+  /// Ends all requests with an error, and waits at most `patience` for the thread to have done so.
+  void stop(Duration patience) noexcept;
+
+  /// Stops, and ends the thread.
+  void release(Duration patience) noexcept;
+
+ private:
+  struct Incoming {
+    HttpRequest request;
+    HttpClient::Completion completion;
+  };
+
+  struct FreeMulti {
+    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+  };
+  struct FreeJar {
+    void operator()(CURLSH* jar) const { curl_share_cleanup(jar); }
+  };
+
+  /// What the thread alone uses. The transfers come last, for libcurl wants them gone first.
+  struct Work {
+    std::unique_ptr<CURLM, FreeMulti> multi;
+    std::unique_ptr<CURLSH, FreeJar> jar;
+    std::vector<Incoming> incoming;
+    std::vector<std::unique_ptr<CurlTransfer>> active;
+    std::vector<std::unique_ptr<CurlTransfer>> spare;
+  };
+
+  bool start(std::string& problem);
+  void run();
+  Work open();
+  bool transfer(Work& work);
+  void begin(Work& work, Incoming& incoming);
+  void complete(Work& work, CURL* handle, CURLcode result);
+  void endAll(Work& work);
+  bool isOwnThread();
+
+  std::mutex mutex_;
+  std::vector<Incoming> inbox_;
+  CURLM* wakeable_ = nullptr;  // the thread's handle, while it may be woken
+  bool started_ = false;
+  bool stopped_ = false;
+  bool released_ = false;
+  bool left_ = true;   // the thread does not use libcurl any more
+  bool ended_ = true;  // nor anything else
+  std::thread::id thread_;
+  std::condition_variable changed_;  // any of the flags, or the outcome of a fetch
+};
+
+}  // namespace zul::platform

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <array>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "zul/platform/HttpClient.h"
+
+namespace zul::platform {
+
+/// One request at a time on one libcurl handle, used again for the next. Lives on the client's thread alone.
+class CurlTransfer {
+ public:
+  /// Throws std::bad_alloc when libcurl has no handle to give.
+  CurlTransfer();
+  CurlTransfer(const CurlTransfer&) = delete;
+  CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+  /// Prepares the handle. Returns why the request cannot be sent at all; empty when it can. A request that wants
+  /// cookies uses those of `jar`.
+  std::string prepare(HttpRequest request, CURLSH* jar);
+
+  void setCompletion(HttpClient::Completion completion) { completion_ = std::move(completion); }
+
+  CURL* handle() const { return easy_.get(); }
+
+  /// The transfer that `prepare` set `handle` up for.
+  static CurlTransfer& of(CURL* handle);
+
+  /// What came of the request that libcurl ended with `result`.
+  HttpResponse response(CURLcode result);
+
+  /// The completion, to be called once; drops everything else of the request.
+  HttpClient::Completion finish();
+
+ private:
+  struct Free {
+    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  };
+
+  std::string prepareHeaders();
+  void prepareBody();
+  bool hasHeader(std::string_view name) const;
+  void addHeader(const std::string& line);
+
+  static std::size_t onAnswer(char* data, std::size_t size, std::size_t count, void* self);
+  static std::size_t onRead(char* data, std::size_t size, std::size_t count, void* self);
+  static int onSeek(void* self, curl_off_t offset, int origin);
+
+  std::unique_ptr<curl_slist, Free> headers_;
+  HttpRequest request_;
+  HttpClient::Completion completion_;
+  std::string answer_;
+  bool tooLarge_ = false;
+  std::size_t sent_ = 0;
+  std::array<char, CURL_ERROR_SIZE> error_{};
+  std::unique_ptr<CURL, Free> easy_;  // last, so that it is gone before what it points at
+};
+
+}  // namespace zul::platform

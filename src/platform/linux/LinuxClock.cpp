@@ -1,0 +1,62 @@
+#include "LinuxClock.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <ctime>
+
+namespace zul::platform {
+
+namespace {
+
+// Some two billion years: the last moments whose year still fits the C library's int.
+constexpr double kFarthest = 6e16;
+
+constexpr int kFarthestYear = 1'900'000'000;
+
+std::tm local(double seconds) {
+  const double whole = std::isnan(seconds) ? 0 : std::clamp(std::floor(seconds), -kFarthest, kFarthest);
+  const auto time = static_cast<std::time_t>(whole);
+  std::tm fields{};
+  localtime_r(&time, &fields);
+  return fields;
+}
+
+}  // namespace
+
+double LinuxClock::now() const {
+  timespec time{};
+  clock_gettime(CLOCK_REALTIME, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+CivilTime LinuxClock::civil(double seconds) const {
+  const std::tm fields = local(seconds);
+  CivilTime civil;
+  civil.year = fields.tm_year + 1900;
+  civil.month = fields.tm_mon + 1;
+  civil.day = fields.tm_mday;
+  civil.hour = fields.tm_hour;
+  civil.minute = fields.tm_min;
+  civil.second = fields.tm_sec;
+  civil.weekday = fields.tm_wday + 1;
+  return civil;
+}
+
+double LinuxClock::seconds(const CivilTime& civil) const {
+  std::tm fields{};
+  fields.tm_year = std::clamp(civil.year, -kFarthestYear, kFarthestYear) - 1900;
+  fields.tm_mon = std::max(civil.month, -kFarthestYear) - 1;
+  fields.tm_mday = civil.day;
+  fields.tm_hour = civil.hour;
+  fields.tm_min = civil.minute;
+  fields.tm_sec = civil.second;
+  fields.tm_isdst = -1;
+  return static_cast<double>(std::mktime(&fields));
+}
+
+int LinuxClock::secondsFromGmt() const {
+  return static_cast<int>(local(now()).tm_gmtoff);
+}
+
+}  // namespace zul::platform

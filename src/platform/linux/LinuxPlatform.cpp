@@ -1,0 +1,90 @@
+#include <pwd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "CurlHttpClient.h"
+#include "LinuxBundle.h"
+#include "LinuxClock.h"
+#include "LinuxDevice.h"
+#include "LinuxDispatcher.h"
+#include "LinuxFiles.h"
+#include "LinuxUserDefaults.h"
+#include "NetlinkReachability.h"
+#include "SqliteStore.h"
+#include "StderrSink.h"
+#include "zul/Platform.h"
+
+namespace zul {
+
+namespace {
+
+std::string executableName() {
+  const std::string path = platform::executablePath();
+  return path.substr(path.rfind('/') + 1);
+}
+
+/// `name` as the name of one folder: nothing in it leads elsewhere or hides it.
+std::string folderName(std::string name) {
+  bool leading = true;
+  for (char& c : name) {
+    leading = leading && c == '.';
+    if (leading || c == '/' || static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '_';
+  }
+  return name.empty() ? "_" : name;
+}
+
+std::string home() {
+  const char* const home = std::getenv("HOME");
+  if (home != nullptr && *home == '/') return home;
+  passwd entry{};
+  passwd* found = nullptr;
+  std::array<char, 4096> buffer{};
+  if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr) return found->pw_dir;
+  return "/tmp/" + std::to_string(getuid());
+}
+
+/// The folder that `variable` names, or the one that stands for it under the home folder. A relative path does not
+/// count, by the rules for these variables.
+std::string userFolder(const char* variable, std::string_view underHome) {
+  const char* const folder = std::getenv(variable);
+  if (folder != nullptr && *folder == '/') return folder;
+  return home().append(underHome);
+}
+
+}  // namespace
+
+Platform linuxPlatform(const std::string& applicationId) {
+  LinuxOptions options;
+  options.applicationId = applicationId;
+  return linuxPlatform(options);
+}
+
+Platform linuxPlatform(const LinuxOptions& options) {
+  const std::string applicationId = options.applicationId.empty() ? executableName() : options.applicationId;
+  const std::string folder = folderName(applicationId);
+  std::string data = options.dataFolder;
+  std::string config = options.dataFolder;
+  if (data.empty()) {
+    data = userFolder("XDG_DATA_HOME", "/.local/share") + "/" + folder;
+    config = userFolder("XDG_CONFIG_HOME", "/.config") + "/" + folder;
+  }
+
+  Platform pieces;
+  pieces.clock = std::make_shared<platform::LinuxClock>();
+  pieces.dispatcher = std::make_shared<platform::LinuxDispatcher>(options.mainLoop);
+  pieces.store = std::make_shared<platform::SqliteStore>(data);
+  pieces.http = std::make_shared<platform::CurlHttpClient>();
+  pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId);
+  pieces.reachability = std::make_shared<platform::NetlinkReachability>();
+  pieces.device = std::make_shared<platform::LinuxDevice>(applicationId);
+  pieces.userDefaults = std::make_shared<platform::LinuxUserDefaults>(config + "/defaults.json");
+  pieces.log = std::make_shared<platform::StderrSink>();
+  return pieces;
+}
+
+}  // namespace zul

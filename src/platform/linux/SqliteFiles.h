@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+namespace zul::platform {
+
+/// Makes sure that the database file exists. A new one is empty and, like the folders made for it, open
+/// to its owner alone; SQLite gives its companions the same mode. Throws SqliteError.
+void createDatabaseFile(const std::string& path);
+
+/// Renames a database, with its log and index, to "<path>.corrupt-<UTC time>", under a number of its own
+/// where that is taken, so that the set can still be opened. All files are renamed or none; connections
+/// that are still open go on with the renamed ones. Returns the new path; throws SqliteError.
+std::string renameCorruptDatabase(const std::string& path);
+
+/// Waits until the log of the database is on the disk as it is now. Throws SqliteError.
+void syncLog(const std::string& path);
+
+}  // namespace zul::platform

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "zul/platform/DocumentStore.h"
+
+namespace zul::platform {
+
+class SqliteConnection;
+class SqliteError;
+
+/// The document store in a folder of the device: "ZULLocalDB.sqlite" with its write-ahead log, readable
+/// with the sqlite3 shell at any time. Nothing is opened before the first call. Any thread may call
+/// anything; one mutex guards the connection. The journal's keys are decimal 64-bit integers, written as
+/// std::to_string does, and ordered as numbers.
+///
+/// A commit appends to the log and never waits for the disk: what it wrote survives the death of the
+/// process, and a power cut takes back the latest commits whole. For that SQLite must never restart the
+/// log on a committing thread. With syncing on it would fsync there; with syncing off a power cut could
+/// leave new frames behind the header of the old log, whose remaining frames would then be replayed over
+/// a newer database. So the writing connection neither syncs nor checkpoints, and `maintain` empties the
+/// log from a background thread:
+///
+/// 1. A reader pins the end of the log, so that no writer restarts it.
+/// 2. A checkpoint on a connection of its own syncs the log, copies it into the database and syncs that,
+///    while commits go on.
+/// 3. If nothing was committed meanwhile, the log is truncated under the mutex; there is nothing left to
+///    copy, hence nothing to sync. Otherwise the log has frames that are not copied yet, and as long as
+///    it has, no writer restarts it.
+/// 4. The empty log is synced, outside the mutex.
+///
+/// A new database is created with syncing on, once per installation.
+class SqliteStore final : public DocumentStore {
+ public:
+  explicit SqliteStore(std::string folder);
+  ~SqliteStore() override;
+  SqliteStore(const SqliteStore&) = delete;
+  SqliteStore& operator=(const SqliteStore&) = delete;
+
+  Loaded load(Table table, std::string_view key) override;
+  Loaded loadAll(Table table) override;
+  Status commit(std::span<const Write> writes) override;
+  bool needsMaintenance() const override;
+  void maintain() override;
+  std::string lastError() const override;
+
+ private:
+  template <typename Work>
+  Status run(const char* operation, Work work);
+  void open();
+  Status failed(const char* operation, const SqliteError& error);
+  Status setAside();
+  void describe(const char* operation, const SqliteError& error);
+  bool emptyLog();
+  bool truncateLog(SqliteConnection& checkpointer);
+
+  const std::string path_;
+
+  mutable std::mutex mutex_;  // guards the members up to the next blank line
+  std::unique_ptr<SqliteConnection> connection_;
+  std::uint64_t generation_ = 0;  // another value whenever path_ may have become another file
+  std::uint64_t commits_ = 0;     // tried, not only done
+  std::string lastError_;
+
+  std::atomic<int> logPages_{0};
+  std::atomic<int> maintainAbove_;
+  std::mutex maintaining_;
+};
+
+}  // namespace zul::platform

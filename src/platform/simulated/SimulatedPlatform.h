@@ -1,0 +1,104 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "SimulatedDispatcher.h"
+#include "SimulatedHttp.h"
+#include "SimulatedStore.h"
+#include "zul/Dictionary.h"
+#include "zul/Platform.h"
+#include "zul/platform/Bundle.h"
+#include "zul/platform/Clock.h"
+#include "zul/platform/Device.h"
+#include "zul/platform/LogSink.h"
+#include "zul/platform/Reachability.h"
+#include "zul/platform/UserDefaults.h"
+
+namespace zul::platform {
+
+/// The wall clock of virtual time, in a zone of a fixed offset.
+class SimulatedClock final : public Clock {
+ public:
+  explicit SimulatedClock(std::shared_ptr<SimulatedDispatcher> dispatcher) : dispatcher_(std::move(dispatcher)) {}
+
+  double now() const override { return offset_ + dispatcher_->now(); }
+  CivilTime civil(double seconds) const override;
+  double seconds(const CivilTime& civil) const override;
+  int secondsFromGmt() const override { return zone_; }
+
+  /// Sets the wall clock without letting time pass.
+  void set(double seconds) { offset_ = seconds - dispatcher_->now(); }
+  void setZone(int secondsEastOfGmt) { zone_ = secondsEastOfGmt; }
+
+ private:
+  std::shared_ptr<SimulatedDispatcher> dispatcher_;
+  double offset_ = 0;
+  int zone_ = 0;
+};
+
+class SimulatedBundle final : public Bundle {
+ public:
+  Dictionary infoDictionary() override { return info; }
+  std::string bundleIdentifier() override { return info.string("CFBundleIdentifier").value_or("com.example.app"); }
+  std::optional<std::string> resource(const std::string& name) override;
+
+  Dictionary info;
+  std::map<std::string, std::string> resources;
+};
+
+class SimulatedDevice final : public Device {
+ public:
+  std::shared_ptr<const DeviceValues> read() override { return std::make_shared<DeviceValues>(values); }
+
+  DeviceValues values;
+};
+
+class SimulatedReachability final : public Reachability {
+ public:
+  std::optional<std::uint32_t> flags(std::string_view) override { return value; }
+
+  std::optional<std::uint32_t> value = kReachable;
+};
+
+class SimulatedUserDefaults final : public UserDefaults {
+ public:
+  std::optional<double> number(const std::string& key) override;
+  void setNumber(const std::string& key, double value) override { numbers_[key] = value; }
+
+ private:
+  std::map<std::string, double> numbers_;
+};
+
+/// Keeps the log lines instead of printing them.
+class MemoryLog final : public LogSink {
+ public:
+  void write(std::string_view line) noexcept override { lines.emplace_back(line); }
+
+  /// How many lines contain `text`.
+  std::size_t count(std::string_view text) const;
+
+  std::vector<std::string> lines;
+};
+
+/// A whole device in memory and virtual time: one thread, no I/O. Each piece can be scripted; the pieces
+/// outlive the library, so that a second library on them is a restart.
+struct SimulatedPlatform {
+  SimulatedPlatform();
+
+  std::shared_ptr<SimulatedDispatcher> dispatcher;
+  std::shared_ptr<SimulatedClock> clock;
+  std::shared_ptr<SimulatedStore> store;
+  std::shared_ptr<SimulatedHttp> http;
+  std::shared_ptr<SimulatedBundle> bundle;
+  std::shared_ptr<SimulatedDevice> device;
+  std::shared_ptr<SimulatedReachability> reachability;
+  std::shared_ptr<SimulatedUserDefaults> userDefaults;
+  std::shared_ptr<MemoryLog> log;
+
+  /// What a library takes.
+  Platform platform() const;
+};
+
+}  // namespace zul::platform

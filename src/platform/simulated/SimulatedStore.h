@@ -1,0 +1,48 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+
+#include "zul/platform/DocumentStore.h"
+
+namespace zul::platform {
+
+/// The store in memory. It outlives the library that writes to it, as a file does: a new library on the
+/// same object is a restart.
+class SimulatedStore final : public DocumentStore {
+ public:
+  Loaded load(Table table, std::string_view key) override;
+  Loaded loadAll(Table table) override;
+  Status commit(std::span<const Write> writes) override;
+  std::string lastError() const override { return failing_ ? "disk full" : ""; }
+
+  /// From now on commits fail, or work again.
+  void setFailing(bool failing) { failing_ = failing; }
+
+  /// The next access finds the file damaged: all rows are gone.
+  void damage() { damaged_ = true; }
+
+  std::uint64_t commits() const { return commits_; }
+  std::uint64_t loads() const { return loads_; }
+
+ private:
+  // The journal's keys are numbers and ordered as such.
+  struct Order {
+    bool operator()(const std::string& a, const std::string& b) const {
+      return a.size() != b.size() ? a.size() < b.size() : a < b;
+    }
+  };
+  using Rows = std::map<std::string, std::string, Order>;
+
+  bool foundDamaged();
+  Rows& rows(Table table) { return tables_[static_cast<std::size_t>(table)]; }
+
+  std::array<Rows, 3> tables_;
+  bool failing_ = false;
+  bool damaged_ = false;
+  std::uint64_t commits_ = 0;
+  std::uint64_t loads_ = 0;
+};
+
+}  // namespace zul::platform

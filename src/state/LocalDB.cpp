@@ -1,0 +1,285 @@
+#include "LocalDB.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <random>
+
+#include "Json.h"
+#include "zul/platform/Dispatcher.h"
+
+namespace zul {
+
+LocalDB::LocalDB(std::shared_ptr<platform::DocumentStore> store, std::shared_ptr<platform::Dispatcher> dispatcher,
+                 Log log)
+    : store_(std::move(store)), dispatcher_(std::move(dispatcher)), log_(std::move(log)) {}
+
+// ---- reading
+
+LocalDB::Members LocalDB::cached(std::string_view id, bool& known) const {
+  const std::lock_guard lock(reading_);
+  const auto found = documents_.find(id);
+  known = found != documents_.end();
+  return known ? found->second : nullptr;
+}
+
+Document LocalDB::documentWithID(std::string_view id) {
+  if (inTransaction()) {
+    const auto found = pending_.documents.find(id);
+    if (found != pending_.documents.end()) {
+      return Document(std::make_shared<const boost::json::object>(found->second));
+    }
+  }
+  return Document(members(id));
+}
+
+LocalDB::Members LocalDB::members(std::string_view id) {
+  bool known = false;
+  if (auto members = cached(id, known); known) return members;
+
+  auto loaded = store_->load(Store::Table::documents, id);
+  if (loaded.status == Store::Status::failed) return nullptr;  // not remembered: the next read tries again
+  if (loaded.status == Store::Status::corrupt) transaction([&] { rewriteEverything(); });
+  Members members;
+  if (!loaded.rows.empty()) {
+    auto object = json::parseObject(loaded.rows.front().text);
+    if (object) {
+      members = std::make_shared<const boost::json::object>(std::move(*object));
+    } else {
+      setAside(id, std::move(loaded.rows.front().text));
+      afterCommit([this, name = std::string(id)] {
+        log_.error("Document \"" + name + "\" could not be read and was set aside.");
+      });
+    }
+  }
+  const std::lock_guard lock(reading_);
+  return documents_.try_emplace(std::string(id), std::move(members)).first->second;  // a writer may have been first
+}
+
+// ---- writing
+
+void LocalDB::update(std::string_view id, const Edit& edit) {
+  transaction([&] {
+    MutableDocument document(*pendingDocument(id, true));
+    edit(document);
+  });
+}
+
+void LocalDB::updateExisting(std::string_view id, const Edit& edit) {
+  transaction([&] {
+    if (auto* members = pendingDocument(id, false)) {
+      MutableDocument document(*members);
+      edit(document);
+    }
+  });
+}
+
+void LocalDB::replace(std::string_view id, const Edit& fill) {
+  transaction([&] {
+    auto& members = *pendingDocument(id, true);
+    members.clear();
+    MutableDocument document(members);
+    fill(document);
+  });
+}
+
+boost::json::object* LocalDB::pendingDocument(std::string_view id, bool create) {
+  const auto found = pending_.documents.find(id);
+  if (found != pending_.documents.end()) return &found->second;
+  const auto stored = members(id);
+  if (!stored && !create) return nullptr;
+  bool known = false;
+  cached(id, known);
+  if (!known) detached_.emplace(id);
+  return &pending_.documents.emplace(id, stored ? *stored : boost::json::object()).first->second;
+}
+
+void LocalDB::transaction(const std::function<void()>& work) {
+  if (inTransaction()) {
+    work();
+    return;
+  }
+  std::vector<std::function<void()>> afterwards;
+  {
+    const std::lock_guard lock(writing_);
+    struct Owner {
+      LocalDB& db;
+      explicit Owner(LocalDB& d) : db(d) { db.owner_ = std::this_thread::get_id(); }
+      ~Owner() {
+        db.owner_ = std::thread::id();
+        db.pending_ = {};
+      }
+    } owner(*this);
+    work();
+    commit();
+    afterwards = std::move(pending_.afterwards);
+  }
+  for (const auto& task : afterwards) task();
+}
+
+void LocalDB::afterCommit(std::function<void()> task) {
+  if (inTransaction()) {
+    pending_.afterwards.push_back(std::move(task));
+  } else {
+    task();
+  }
+}
+
+void LocalDB::commit() {
+  std::vector<Store::Write> writes = std::move(pending_.rows);
+  std::vector<std::pair<std::string, Members>> changed;
+  for (auto& [id, object] : pending_.documents) {
+    bool known = false;
+    const auto before = cached(id, known);
+    if (before && *before == object) continue;  // nothing new to keep
+    writes.push_back({Store::Table::documents, id, json::text(object)});
+    changed.emplace_back(id, std::make_shared<const boost::json::object>(std::move(object)));
+  }
+  for (const auto& [id, text] : pending_.journal) {
+    writes.push_back({Store::Table::journal, std::to_string(id), text ? std::optional(*text) : std::nullopt});
+    if (text) {
+      journal_[id] = text;
+    } else {
+      journal_.erase(id);
+    }
+  }
+  if (writes.empty()) return;
+  {
+    // Readers see the new state whether or not the disk takes it: in this process it is what holds.
+    const std::lock_guard lock(reading_);
+    for (auto& [id, members] : changed) documents_[id] = std::move(members);
+  }
+  write(std::move(writes));
+}
+
+void LocalDB::write(std::vector<Store::Write> writes) {
+  if (!detached_.empty()) joinDetached(writes);
+  if (!unsaved_.empty()) {
+    for (const auto& [key, text] : unsaved_) {
+      const bool newer = std::any_of(writes.begin(), writes.end(),
+                                     [&](const auto& w) { return w.table == key.first && w.key == key.second; });
+      if (!newer) writes.push_back({key.first, key.second, text});
+    }
+  }
+  switch (store_->commit(writes)) {
+    case Store::Status::ok:
+      unsaved_.clear();
+      failureReported_ = false;
+      break;
+    case Store::Status::corrupt:
+      rewriteEverything();
+      break;
+    case Store::Status::failed:
+      for (auto& row : writes) unsaved_[{row.table, std::move(row.key)}] = std::move(row.text);
+      reportFailure();
+      break;
+  }
+  if (store_->needsMaintenance() && !maintaining_.exchange(true)) {
+    dispatcher_->async(platform::Dispatcher::Queue::global, [this] {
+      log_.guard([this] { store_->maintain(); });
+      maintaining_ = false;
+    });
+  }
+}
+
+// A document whose stored form could not be read was begun afresh in memory. Writing that over the stored
+// one would erase it, so the two are joined as soon as the stored one can be read, and until then nothing
+// is written.
+void LocalDB::joinDetached(std::vector<Store::Write>& writes) {
+  std::erase_if(writes,
+                [&](const auto& row) { return row.table == Store::Table::documents && detached_.count(row.key) != 0; });
+  for (auto id = detached_.begin(); id != detached_.end();) {
+    const auto loaded = store_->load(Store::Table::documents, *id);
+    if (loaded.status == Store::Status::failed) {
+      reportFailure();
+      ++id;
+      continue;
+    }
+    bool known = false;
+    auto joined = loaded.rows.empty() ? std::nullopt : json::parseObject(loaded.rows.front().text);
+    if (!joined) joined.emplace();
+    if (const auto mine = cached(*id, known)) {
+      for (const auto& member : *mine) (*joined)[member.key()] = member.value();
+      writes.push_back({Store::Table::documents, *id, json::text(*joined)});
+      const std::lock_guard lock(reading_);
+      documents_[*id] = std::make_shared<const boost::json::object>(std::move(*joined));
+    }
+    id = detached_.erase(id);
+  }
+}
+
+// The damaged file has been set aside and a new one is in its place: what is known goes into it.
+void LocalDB::rewriteEverything() {
+  std::vector<Store::Write> writes;
+  {
+    const std::lock_guard lock(reading_);
+    for (const auto& [id, members] : documents_) {
+      if (members) writes.push_back({Store::Table::documents, id, json::text(*members)});
+    }
+  }
+  for (const auto& [id, text] : journal_) writes.push_back({Store::Table::journal, std::to_string(id), *text});
+  pending_.afterwards.emplace_back([this] { log_.error("The local database was damaged and has been set aside."); });
+  unsaved_.clear();
+  if (store_->commit(writes) == Store::Status::ok) return;
+  for (auto& row : writes) unsaved_[{row.table, std::move(row.key)}] = std::move(row.text);
+  reportFailure();
+}
+
+void LocalDB::reportFailure() {
+  if (failureReported_) return;
+  failureReported_ = true;
+  pending_.afterwards.emplace_back([this, reason = store_->lastError()] {
+    log_.error("The local database cannot be written (" + reason + "); the state is kept in memory.");
+  });
+}
+
+// ---- the journal
+
+void LocalDB::loadJournal() {
+  if (journalLoaded_) return;
+  const auto loaded = store_->loadAll(Store::Table::journal);
+  if (loaded.status == Store::Status::failed) {
+    // Ids that cannot meet those of the rows that could not be read.
+    if (lastJournalId_ == 0) lastJournalId_ = (std::int64_t{1} << 52) + std::random_device()();
+    return;
+  }
+  if (loaded.status == Store::Status::corrupt) rewriteEverything();
+  journalLoaded_ = true;
+  for (const auto& row : loaded.rows) {
+    const auto id = std::strtoll(row.key.c_str(), nullptr, 10);
+    const auto text = std::make_shared<const std::string>(row.text);
+    journal_.emplace(id, text);
+    leftOver_.emplace(id, text);
+    lastJournalId_ = std::max<std::int64_t>(lastJournalId_, id);
+  }
+}
+
+std::int64_t LocalDB::journal(JournalText text) {
+  std::int64_t id = 0;
+  transaction([&] {
+    loadJournal();
+    id = ++lastJournalId_;
+    pending_.journal.emplace_back(id, std::move(text));
+  });
+  return id;
+}
+
+void LocalDB::forget(std::span<const std::int64_t> ids) {
+  transaction([&] {
+    for (const auto id : ids) pending_.journal.emplace_back(id, nullptr);
+  });
+}
+
+std::map<std::int64_t, LocalDB::JournalText> LocalDB::takeLeftOver() {
+  std::map<std::int64_t, JournalText> leftOver;
+  transaction([&] {
+    loadJournal();
+    leftOver.swap(leftOver_);
+  });
+  return leftOver;
+}
+
+void LocalDB::setAside(std::string_view name, std::string text) {
+  transaction([&] { pending_.rows.push_back({Store::Table::setAside, std::string(name), std::move(text)}); });
+}
+
+}  // namespace zul

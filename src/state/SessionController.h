@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Log.h"
+
+namespace zul {
+
+class Dictionary;
+class LocalDB;
+class SessionRecord;
+class ZULUtil;
+
+/// Keeps the visit counters, the unique-user flags and the other stored session state, each operation a
+/// short write of one document and, where the current record shows the value, of the record.
+///
+/// Any thread may call it; within LocalDB::transaction the operations become one commit, and the record is
+/// changed once that is done.
+class SessionController {
+ public:
+  /// How long a session lasts after its last activity, in seconds.
+  static constexpr double kSessionSeconds = 1800.0;
+
+  SessionController(LocalDB& db, SessionRecord& record, const ZULUtil& util, Log log)
+      : db_(db), record_(record), util_(util), log_(std::move(log)) {}
+
+  // A new session, in the order in which it calls them.
+  void resetSid();
+  void resetVtTz();
+  void updateIsVisitNew();
+  void updateIsDf();
+  void updateIsWf();
+  void updateIsMf();
+  void updateIsWfUs();
+  void updateUdVt();
+  void updateLtvt();
+  void updateLtVi();
+  void updateLtRvnVt();
+  void saveRecentSessionTimeSec();
+  void saveSessionExpireTime();
+  void checkToResetUdRvnc();
+
+  /// Copies the service settings into "AppInfo", where that exists.
+  void saveAppInfo(const Dictionary& settings);
+
+  // One-shot markers, cleared once the collector has them.
+  void resetAboutNewVisitInfo();
+  void resetDrUpdate();
+  void resetIrUpdate();
+  void resetOpenDl();
+  void resetAidChange();
+  void resetSaveToken();
+  void resetUptAfv();
+  void resetPushTitle();
+
+  void resetPageKey();
+  void updatePiTraceWithPi(const std::string& pi);
+  void updateSkAdadCurValue(std::int64_t value);
+  void updateAlreadySeenMessageId(const std::string& id);
+  void updateInamId(const std::string& id);
+  void updateInamClkTime(std::int64_t milliseconds);
+  void updateInamExpireTime(std::int64_t milliseconds);
+
+  /// Looks at the device anew and puts what it shows into the record.
+  void updateSesssionAboutEnvironment();
+
+ private:
+  void updateUnique(std::string_view flagKey, std::string_view expiryKey, std::string_view period);
+  void increment(std::string_view key);
+  void reset(std::string_view document, std::string_view key, std::string_view value, std::string_view onCreation);
+
+  LocalDB& db_;
+  SessionRecord& record_;
+  const ZULUtil& util_;
+  Log log_;
+};
+
+}  // namespace zul

@@ -1,0 +1,115 @@
+// Scripted answers: their order, each of their members, and what is said of a faulty script.
+
+#include <gmock/gmock.h>
+
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "CollectorClient.h"
+
+namespace zul::collector {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+using testing::HasSubstr;
+
+struct AnswersTest : testing::Test {
+  AnswersTest() { collector.start(); }
+
+  std::optional<WireReply> ask(Endpoint endpoint) { return collector::ask(collector.port(), goodRequest(endpoint)); }
+
+  DevCollector collector;
+};
+
+TEST_F(AnswersTest, ListRunsOnceAndItsLastAnswerRepeats) {
+  collector.setAnswers(R"({"upload":[{"status":503,"body":{"raw":"down"}},{},{"body":{"code":"RES900","raw":""}}],
+                           "token":[{"body":null}], "errorlog":[]})");
+  const std::pair<int, std::string> expected[] = {{503, "down"},
+                                                  {200, R"({"code":"RES001","msg":"OK"})"},
+                                                  {200, R"({"code":"RES900","raw":""})"},
+                                                  {200, R"({"code":"RES900","raw":""})"}};
+  for (const auto& [status, body] : expected) {
+    EXPECT_EQ(ask(Endpoint::token)->body, "null");  // each endpoint has its own place in its own list
+    EXPECT_EQ(ask(Endpoint::errorlog)->status, 200);
+    auto bad = goodRequest(Endpoint::upload);
+    bad.body.clear();
+    EXPECT_EQ(collector::ask(collector.port(), bad)->status, 400);  // and uses none of it up
+    const auto reply = ask(Endpoint::upload);
+    EXPECT_EQ(reply->status, status);
+    EXPECT_EQ(reply->body, body);
+  }
+  collector.setAnswers("{}");
+  EXPECT_EQ(ask(Endpoint::upload)->body, R"({"code":"RES001","msg":"OK"})");
+}
+
+TEST_F(AnswersTest, CloseGivesNotOneByte) {
+  collector.setAnswers(R"({"upload":[{"close":true},{}]})");
+  CollectorClient client(collector.port());
+  EXPECT_FALSE(client.ask(goodRequest(Endpoint::upload)));
+  EXPECT_EQ(collector.counts().good, 1u);
+  EXPECT_EQ(ask(Endpoint::upload)->status, 200);
+}
+
+TEST_F(AnswersTest, DelaysRunSideBySide) {
+  constexpr int clients = 40;
+  collector.setAnswers(R"({"token":[{"delay":400}]})");
+  const auto begin = Clock::now();
+  std::vector<std::thread> threads;
+  for (int i = 0; i < clients; ++i) {
+    threads.emplace_back([&] { EXPECT_TRUE(ask(Endpoint::token)); });
+  }
+  for (auto& thread : threads) thread.join();
+  const auto taken = Clock::now() - begin;
+  EXPECT_GE(taken, 400ms);
+  EXPECT_LT(taken, clients * 400ms / 4);
+  std::uint64_t sequence = 0;
+  for (const auto& request : collector.requests()) EXPECT_EQ(request->sequence, ++sequence);
+  EXPECT_EQ(sequence, clients);
+}
+
+TEST_F(AnswersTest, StopCutsDelaysShort) {
+  collector.setAnswers(R"({"fingerprint":[{"delay":3600000}]})");
+  std::thread client([&] { EXPECT_FALSE(ask(Endpoint::fingerprint)); });
+  ASSERT_TRUE(collector.waitFor(Endpoint::fingerprint, 1, patience));
+  const auto begin = Clock::now();
+  collector.stop();
+  EXPECT_LT(Clock::now() - begin, patience);
+  client.join();
+}
+
+TEST_F(AnswersTest, FaultyScriptsAreRefusedWholeWithThePlace) {
+  collector.setAnswers(R"({"upload":[{"status":201}]})");
+  const std::pair<std::string, std::string> cases[] = {
+      {"[]", "the whole"},
+      {"{", "the whole"},
+      {R"({"upload":[{"status":202}],"uploads":[]})", "uploads: no such endpoint; there are token"},
+      {R"({"unknown":[]})", "unknown: no such endpoint"},
+      {R"({"upload":{}})", "upload: must be a list"},
+      {R"({"upload":[{},7]})", "upload[1]: must be an object"},
+      {R"({"upload":[{"stauts":200}]})", "upload[0].stauts: no such member"},
+      {R"({"upload":[{"status":"200"}]})", "upload[0].status: must be a whole number"},
+      {R"({"upload":[{"status":100}]})", "upload[0].status: must be a whole number from 200 to 599"},
+      {R"({"token":[{},{"delay":-1}]})", "token[1].delay"},
+      {R"({"token":[{"delay":1.5}]})", "token[0].delay"},
+      {R"({"token":[{"close":1}]})", "token[0].close"},
+      {R"({"token":[{"body":{"raw":{}}}]})", "token[0].body.raw"},
+  };
+  for (const auto& [script, reason] : cases) {
+    try {
+      collector.setAnswers(script);
+      ADD_FAILURE() << script;
+    } catch (const std::invalid_argument& error) {
+      EXPECT_THAT(error.what(), HasSubstr(reason));
+    }
+    const auto reply = collector::ask(collector.port(), {"POST", "/inspect/answers", {}, script});
+    EXPECT_EQ(reply->status, 400);
+    EXPECT_THAT(reply->body, HasSubstr(reason.substr(0, 5)));
+  }
+  EXPECT_EQ(ask(Endpoint::upload)->status, 201);  // the script from before is still there
+}
+
+}  // namespace
+}  // namespace zul::collector

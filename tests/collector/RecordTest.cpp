@@ -1,0 +1,132 @@
+// What is kept of the requests: in memory, over the inspection pages and in the record file.
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <boost/json.hpp>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+#include "CollectorClient.h"
+#include "Json.h"
+
+namespace zul::collector {
+namespace {
+
+using namespace std::chrono_literals;
+
+boost::json::object get(int port, const std::string& target) {
+  const auto reply = ask(port, {"GET", target, {}, ""});
+  return reply ? json::parseObject(reply->body).value_or(boost::json::object()) : boost::json::object();
+}
+
+TEST(RecordTest, InspectionPagesShowAndReset) {
+  DevCollector collector;
+  collector.start();
+  auto bad = goodRequest(Endpoint::errorlog);
+  bad.target += "?a=\"\xff\x01";
+  ask(collector.port(), goodRequest(Endpoint::upload));
+  ask(collector.port(), bad);
+
+  auto all = get(collector.port(), "/inspect/all");
+  EXPECT_EQ(json::integer(all, "total"), 2);
+  EXPECT_EQ(json::integer(all, "good"), 1);
+  EXPECT_EQ(json::integer(all, "bad"), 1);
+  ASSERT_EQ(all["requests"].as_array().size(), 2u);
+  const auto goodOnes = get(collector.port(), "/inspect/good");
+  ASSERT_EQ(goodOnes.at("requests").as_array().size(), 1u);
+  const auto& upload = goodOnes.at("requests").as_array()[0].as_object();
+  EXPECT_EQ(json::text(upload.at("body")), R"([{"SESSION":{"ltvt":1,"phone":"아이폰 & co"}}])");
+  EXPECT_EQ(upload.at("headers").as_object().at("authToken"), "t");
+  const auto badOnes = get(collector.port(), "/inspect/bad");
+  ASSERT_EQ(badOnes.at("requests").as_array().size(), 1u);
+  EXPECT_EQ(badOnes.at("requests").as_array()[0].as_object().at("problem"), "there should be no query");
+
+  EXPECT_EQ(ask(collector.port(), {"POST", "/inspect/reset", {}, ""})->status, 200);
+  EXPECT_EQ(collector.counts().total, 0u);
+  EXPECT_TRUE(collector.requests().empty());
+  ask(collector.port(), goodRequest(Endpoint::token));
+  EXPECT_EQ(collector.requests().at(0)->sequence, 3u);
+
+  const std::string answers = R"({"token":[{"body":"from outside"}]})";
+  EXPECT_EQ(ask(collector.port(), {"POST", "/inspect/answers", {}, answers})->status, 200);
+  EXPECT_EQ(ask(collector.port(), goodRequest(Endpoint::token))->body, "\"from outside\"");
+}
+
+TEST(RecordTest, FileGetsOneLineARequestAtOnce) {
+  const auto file = std::filesystem::temp_directory_path() / ("collector-record-" + std::to_string(getpid()));
+  std::filesystem::remove(file);
+  const auto lines = [&] {
+    std::vector<boost::json::object> found;
+    std::ifstream in(file);
+    for (std::string line; std::getline(in, line);) {
+      const auto object = json::parseObject(line);
+      EXPECT_TRUE(object) << line;
+      found.push_back(object.value_or(boost::json::object()));
+    }
+    return found;
+  };
+  {
+    DevCollector collector({.recordFile = file.string(), .keepBodies = false});
+    collector.start();
+    ask(collector.port(), goodRequest(Endpoint::upload));
+    ask(collector.port(), {"GET", "/\xff\"\x01?x", {{"X", "\xfe"}}, ""});
+    EXPECT_TRUE(collector.requests().at(0)->body.is_null());
+    ASSERT_EQ(lines().size(), 2u);
+  }
+  DevCollector again({.recordFile = file.string()});
+  again.start();
+  ask(again.port(), goodRequest(Endpoint::token));
+  const auto all = lines();
+  ASSERT_EQ(all.size(), 3u);
+  EXPECT_EQ(json::text(all[0].at("body")), R"([{"SESSION":{"ltvt":1,"phone":"아이폰 & co"}}])");
+  EXPECT_TRUE(json::boolean(all[0], "good"));
+  EXPECT_FALSE(json::boolean(all[1], "good"));
+  EXPECT_EQ(json::string(all[2], "query"), "_qzno=102&_wPkg=com.shop.app");
+  std::filesystem::remove(file);
+
+  EXPECT_THROW(DevCollector({.recordFile = "/nowhere/at/all"}), std::runtime_error);
+}
+
+TEST(RecordTest, MemoryIsBoundedAndCountsAreNot) {
+  DevCollector few({.maxRequests = 3});
+  few.start();
+  for (int i = 0; i < 5; ++i) ask(few.port(), goodRequest(Endpoint::appstore));
+  EXPECT_EQ(few.counts().good, 5u);
+  ASSERT_EQ(few.requests().size(), 3u);
+  EXPECT_EQ(few.requests()[0]->sequence, 3u);
+
+  DevCollector small({.maxBodyBytes = 1000});
+  small.start();
+  auto log = goodRequest(Endpoint::errorlog);
+  log.body = R"({"_qzno":1,"errlog":")" + std::string(600, 'x') + R"("})";
+  ask(small.port(), log);
+  ask(small.port(), log);
+  ASSERT_EQ(small.requests().size(), 1u);
+  EXPECT_EQ(small.requests()[0]->sequence, 2u);
+}
+
+TEST(RecordTest, WaitingEndsWithTheRequestOrTheTime) {
+  DevCollector collector;
+  collector.start();
+  EXPECT_FALSE(collector.waitFor(1, 1ms));
+  EXPECT_FALSE(collector.waitFor([](const auto&) { return true; }, 1ms));
+  std::thread client([&] {
+    ask(collector.port(), goodRequest(Endpoint::token));
+    ask(collector.port(), goodRequest(Endpoint::upload));
+  });
+  const auto found =
+      collector.waitFor([](const auto& request) { return request.header("AUTHTOKEN") == "t"; }, patience);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->endpoint, Endpoint::upload);
+  EXPECT_TRUE(collector.waitFor(2, patience));
+  EXPECT_TRUE(collector.waitFor(Endpoint::token, 1, patience));
+  EXPECT_FALSE(collector.waitFor(Endpoint::token, 2, 1ms));
+  EXPECT_EQ(collector.requests(Endpoint::token).size(), 1u);
+  client.join();
+}
+
+}  // namespace
+}  // namespace zul::collector

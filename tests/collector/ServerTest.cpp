@@ -1,0 +1,183 @@
+// The server beneath: what it survives, TLS, and going down and up again.
+
+#include <gmock/gmock.h>
+#include <httplib.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <memory>
+#include <thread>
+
+#include "CollectorClient.h"
+
+namespace zul::collector {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(ServerTest, GarbageIsRefusedAndSurvived) {
+  DevCollector collector;
+  collector.start();
+  const auto good = goodRequest(Endpoint::token);
+  const std::string head = "POST /zul/errorRcv.do HTTP/1.1\r\nHost: c\r\n";
+  const struct {
+    std::string bytes;
+    int status;  ///< 0: any answer or none
+  } cases[] = {
+      {"nonsense\r\n\r\n", 400},
+      {std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03\n\n", 13), 400},
+      {"GET / HTTP/9.9\r\n\r\n", 400},
+      {"TRACE / HTTP/1.1\r\n\r\n", 400},
+      {"GET /" + std::string(10'000, 'a') + " HTTP/1.1\r\n\r\n", 400},
+      {"GET /" + std::string(8'000, 'a') + " HTTP/1.1\r\n\r\n", 404},
+      {"GET /%zz%00%ff?%=&&= HTTP/1.1\r\n\r\n", 404},
+      {"GET /lookup?bundleId=a HTTP/1.1\r\nRange: bytes=5-7\r\n\r\n", 200},
+      {"GET / HTTP/1.1\r\nX: " + std::string(1'000'000, 'a'), 0},
+      {std::string(1'000'000, 'a'), 0},
+      {std::string(1'000, '\0'), 0},
+      {"\r\n", 0},
+      {"", 0},
+      {head + "Content-Length: 99999999999999999999\r\n\r\n", 413},
+      {head + "Content-Length: 67108865\r\n\r\n", 413},
+      {head + "Content-Length: ten\r\n\r\n", 400},
+      {head + "Content-Length: -1\r\n\r\n", 400},
+      {head + "Content-Length: 10\r\n\r\n{}", 400},
+      {head + "Transfer-Encoding: chunked\r\n\r\nxyz\r\n", 400},
+      {head + "Content-Type: multipart/form-data; boundary=b\r\nContent-Length: 5\r\n\r\n--b--", 400},
+      {head + "Transfer-Encoding: chunked\r\n\r\n4400000\r\n" + std::string(0x4400000, 'a') + "\r\n0\r\n\r\n", 413},
+  };
+  for (const auto& [bytes, status] : cases) {
+    SCOPED_TRACE(bytes.substr(0, 60));
+    const auto before = collector.counts().total;
+    CollectorClient client(collector.port());
+    client.send(bytes);
+    client.endSending();
+    const auto reply = client.receive();
+    if (status) {
+      ASSERT_TRUE(reply);
+      EXPECT_EQ(reply->status, status);
+      EXPECT_EQ(collector.counts().total, before + 1);
+      EXPECT_EQ(collector.requests().back()->good(), status == 200);
+    }
+    ASSERT_EQ(ask(collector.port(), good)->status, 200);
+  }
+}
+
+TEST(ServerTest, OneConnectionCarriesPipelinedRequests) {
+  DevCollector collector;
+  collector.start();
+  CollectorClient client(collector.port());
+  std::string many;
+  for (int i = 0; i < 50; ++i) many += goodRequest(i % 2 ? Endpoint::upload : Endpoint::token).text();
+  ASSERT_TRUE(client.send(many));
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(client.receive()->status, 200);
+  EXPECT_EQ(collector.counts().good, 50u);
+}
+
+TEST(ServerTest, GoesDownAndComesUpOnTheSamePort) {
+  DevCollector collector;
+  EXPECT_EQ(collector.port(), 0);
+  collector.stop();
+  for (std::uint64_t round = 1; round <= 20; ++round) {
+    collector.start();
+    collector.start();
+    const int port = collector.port();
+    CollectorClient kept(port);
+    CollectorClient idle(port);
+    CollectorClient halfway(port);
+    halfway.send("POST /zul/errorRcv.do HTTP/1.1\r\nContent-Le");
+    ASSERT_EQ(kept.ask(goodRequest(Endpoint::token))->status, 200);
+    collector.stop();
+    EXPECT_FALSE(kept.receive());
+    EXPECT_FALSE(CollectorClient(port).connected());
+    EXPECT_EQ(collector.port(), port);
+    EXPECT_EQ(collector.counts().good, round);
+  }
+}
+
+TEST(ServerTest, StartSaysWhyItCannot) {
+  DevCollector first;
+  first.start();
+  const std::pair<CollectorOptions, std::string> cases[] = {
+      {{.port = first.port()}, "Address already in use"},
+      {{.host = "256.1.1.1.invalid"}, "cannot listen on 256.1.1.1.invalid:0: "},
+      {{.certFile = "a"}, "needs its key"},
+      {{.keyFile = "a"}, "needs its certificate"},
+      {{.certFile = "/nowhere", .keyFile = "/nowhere"}, "certificate in /nowhere: No such file or directory"},
+  };
+  for (const auto& [options, reason] : cases) {
+    DevCollector collector(options);
+    try {
+      collector.start();
+      ADD_FAILURE() << reason;
+    } catch (const std::runtime_error& error) {
+      EXPECT_THAT(error.what(), HasSubstr(reason));
+    }
+  }
+}
+
+/// A key and the certificate that it signed for itself, in files that go with the object.
+struct TestCertificate {
+  TestCertificate() {
+    const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> pair(EVP_EC_gen("P-256"), &EVP_PKEY_free);
+    const std::unique_ptr<X509, decltype(&X509_free)> certificate(X509_new(), &X509_free);
+    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -60);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 3600);
+    X509_set_pubkey(certificate.get(), pair.get());
+    auto* subject = X509_get_subject_name(certificate.get());
+    X509_NAME_add_entry_by_txt(subject, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("localhost"), -1, -1,
+                               0);
+    X509_set_issuer_name(certificate.get(), subject);
+    X509_sign(certificate.get(), pair.get(), EVP_sha256());
+    write(certFile, [&](FILE* file) { PEM_write_X509(file, certificate.get()); });
+    write(keyFile, [&](FILE* file) { PEM_write_PrivateKey(file, pair.get(), nullptr, nullptr, 0, nullptr, nullptr); });
+  }
+  ~TestCertificate() {
+    std::filesystem::remove(certFile);
+    std::filesystem::remove(keyFile);
+  }
+
+  template <typename Writer>
+  static void write(const std::string& name, Writer writer) {
+    FILE* file = std::fopen(name.c_str(), "w");
+    writer(file);
+    std::fclose(file);
+  }
+
+  const std::string certFile =
+      std::filesystem::temp_directory_path() / ("collector-cert-" + std::to_string(getpid()) + ".pem");
+  const std::string keyFile =
+      std::filesystem::temp_directory_path() / ("collector-key-" + std::to_string(getpid()) + ".pem");
+};
+
+TEST(ServerTest, SpeaksTls) {
+  const TestCertificate files;
+  DevCollector collector({.certFile = files.certFile, .keyFile = files.keyFile});
+  collector.start();
+  EXPECT_THAT(collector.baseUrl(), HasSubstr("https://127.0.0.1:"));
+
+  EXPECT_FALSE(ask(collector.port(), goodRequest(Endpoint::token)));  // not with plain HTTP
+  httplib::SSLClient client("localhost", collector.port());
+  client.set_ca_cert_path(files.certFile);
+  client.set_keep_alive(true);
+  const auto request = goodRequest(Endpoint::upload);
+  httplib::Headers headers(request.headers.begin(), request.headers.end());
+  headers.erase("Content-Type");
+  for (int i = 0; i < 3; ++i) {
+    const auto reply = client.Post(request.target, headers, request.body, "application/octet-stream");
+    ASSERT_TRUE(reply) << httplib::to_string(reply.error());
+    EXPECT_EQ(reply->status, 200) << reply->body;
+  }
+  collector.setAnswers(R"({"upload":[{"close":true}]})");
+  EXPECT_FALSE(client.Post(request.target, headers, request.body, "application/octet-stream"));
+  EXPECT_GE(collector.counts().good, 4u);
+
+  CollectorClient silent(collector.port());  // never begins its handshake, and must not hold up the stop
+  collector.stop();
+}
+
+}  // namespace
+}  // namespace zul::collector

@@ -1,0 +1,144 @@
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
+#include <sstream>
+
+#include "StoreFolder.h"
+
+namespace zul::platform {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+std::string contents(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+void overwrite(const std::string& path, int from, int size) {
+  std::fstream(path, std::ios::binary | std::ios::in | std::ios::out).seekp(from) << std::string(size, '\x5a');
+}
+
+class SqliteStoreFaultTest : public SqliteStoreFolder {
+ protected:
+  /// Some hundred pages in the database, and a commit in the log.
+  void fill() {
+    SqliteStore store(folder);
+    Writes writes;
+    for (int i = 0; i < 400; ++i) {
+      writes.push_back({Table::documents, std::to_string(i), std::string(1500, 'd')});
+    }
+    ASSERT_EQ(store.commit(writes), Status::ok) << store.lastError();
+    store.maintain();
+    ASSERT_EQ(store.commit(Writes{{Table::journal, "1", "in the log"}}), Status::ok);
+  }
+
+  std::vector<std::string> setAsideDatabases() const {
+    std::vector<std::string> found;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+      const std::string name = entry.path();
+      if (name.find(".corrupt-") != std::string::npos && !name.ends_with("-wal") && !name.ends_with("-shm")) {
+        found.push_back(name);
+      }
+    }
+    return found;
+  }
+};
+
+TEST_F(SqliteStoreFaultTest, ADamagedDatabaseIsSetAsideWholeAndNeverOverwritten) {
+  const std::vector<std::function<void()>> damages = {
+      [&] { overwrite(database, 20 * 4096, 60 * 4096); },
+      [&] { std::filesystem::resize_file(database, 10 * 4096 + 100); },
+      [&] { std::ofstream(database, std::ios::trunc) << "not a database"; },
+      [&] {
+        overwrite(database, 0, 100);
+        // The log may hold a better first page.
+        std::filesystem::resize_file(database + "-wal", 0);
+      },
+  };
+  std::vector<std::string> known;
+  for (std::size_t i = 0; i < damages.size(); ++i) {
+    SCOPED_TRACE(i);
+    fill();
+    damages[i]();
+    const std::string damaged = contents(database);
+    const std::string log = contents(database + "-wal");
+
+    SqliteStore store(folder);
+    const DocumentStore::Loaded loaded = store.loadAll(Table::documents);
+    ASSERT_EQ(loaded.status, Status::corrupt);
+    EXPECT_THAT(loaded.rows, IsEmpty());
+    EXPECT_THAT(store.lastError(), HasSubstr("set aside as ZULLocalDB.sqlite.corrupt-"));
+    const std::vector<std::string> found = setAsideDatabases();
+    ASSERT_THAT(found, SizeIs(i + 1));
+    EXPECT_EQ(std::count_if(
+                  found.begin(), found.end(),
+                  [&](const std::string& name) { return contents(name) == damaged && contents(name + "-wal") == log; }),
+              1);
+
+    EXPECT_THAT(store.loadAll(Table::journal).rows, IsEmpty());
+    EXPECT_EQ(store.commit(Writes{{Table::documents, "new", "1"}}), Status::ok);
+    EXPECT_THAT(SqliteStore(folder).loadAll(Table::documents).rows, ElementsAre(StoredRow{"new", "1"}));
+  }
+}
+
+TEST_F(SqliteStoreFaultTest, NeitherAnEmptyFileNorOneOfALaterVersionIsDamaged) {
+  std::ofstream(database).flush();
+  fill();
+  Shell(database).run("PRAGMA user_version=2");
+  SqliteStore store(folder);
+  EXPECT_EQ(store.commit(Writes{{Table::documents, "a", "1"}}), Status::failed);
+  EXPECT_THAT(store.lastError(), HasSubstr("later version"));
+  Shell(database).run("PRAGMA user_version=1");
+  EXPECT_THAT(store.loadAll(Table::documents).rows, SizeIs(400));
+  EXPECT_THAT(setAsideDatabases(), IsEmpty());
+}
+
+TEST_F(SqliteStoreFaultTest, GoesOnWhenTheFolderBecomesUsable) {
+  std::ofstream(folder / "file").flush();
+  SqliteStore store(folder / "file" / "inner");
+  EXPECT_EQ(store.load(Table::documents, "a").status, Status::failed);
+  EXPECT_EQ(store.lastError(), "load: ZULLocalDB.sqlite: unable to create the folder (Not a directory)");
+  EXPECT_EQ(store.commit(Writes{{Table::documents, "a", "1"}}), Status::failed);
+  std::filesystem::remove(folder / "file");
+  EXPECT_EQ(store.commit(Writes{{Table::documents, "a", "1"}}), Status::ok);
+
+  EXPECT_EQ(SqliteStore("/proc/inner").commit(Writes{{Table::documents, "a", "1"}}), Status::failed);
+}
+
+// A limit on the size of files stands for the full disk. It holds for the whole process, hence the child.
+TEST_F(SqliteStoreFaultTest, GoesOnWhenTheDiskIsNoLongerFull) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    const auto limitTo = [](rlim_t bytes) {
+      const rlimit limits{bytes, RLIM_INFINITY};
+      ::setrlimit(RLIMIT_FSIZE, &limits);
+    };
+    SqliteStore store(folder);
+    const Writes large = {{Table::documents, "a", "3"}, {Table::documents, "b", std::string(1'000'000, 'x')}};
+    bool right = store.commit(Writes{{Table::documents, "a", "1"}}) == Status::ok;
+    limitTo(200'000);
+    right = right && store.commit(large) == Status::failed;
+    right = right && store.loadAll(Table::documents).rows == std::vector<StoredRow>{{"a", "1"}};
+    right = right && store.commit(Writes{{Table::documents, "a", "2"}}) == Status::ok;
+    limitTo(RLIM_INFINITY);
+    right = right && store.commit(large) == Status::ok;
+    ::_exit(right ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_THAT(SqliteStore(folder).loadAll(Table::documents).rows, SizeIs(2));
+}
+
+}  // namespace
+}  // namespace zul::platform

@@ -1,0 +1,223 @@
+#include <gmock/gmock.h>
+
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+#include <boost/json/value.hpp>
+#include <stdexcept>
+#include <thread>
+
+#include "NetworkManager.h"
+#include "PercentCoding.h"
+#include "QZ_GZIP.h"
+#include "SimulatedPlatform.h"
+#include "zul/Deployment.h"
+
+namespace zul {
+namespace {
+
+using platform::HttpRequest;
+using platform::HttpResponse;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Optional;
+using testing::Pair;
+
+// Keeps requests until the test answers them.
+struct FakeHttp : platform::HttpClient {
+  void send(HttpRequest request, Completion completion) override {
+    const std::lock_guard lock(mutex);
+    requests.push_back(std::move(request));
+    completions.push_back(std::move(completion));
+  }
+  HttpResponse fetch(HttpRequest) override { return {}; }
+  void stop() noexcept override {}
+
+  std::mutex mutex;
+  std::vector<HttpRequest> requests;
+  std::vector<Completion> completions;
+};
+
+const std::pair<std::string, std::string> kToken{"authType", "xSJkzK+uVUUzG+q0e24gEg=="};
+const std::pair<std::string, std::string> kFrp{"authType", "WX2aT/3XDTuJzTj+gpbyAw=="};
+const std::pair<std::string, std::string> kZul{"authType", "PjhPhqxo8cd84LGpyhkIZA=="};
+const std::pair<std::string, std::string> kAuth{"authToken", "tok"};
+const std::pair<std::string, std::string> kAgent{"User-Agent", "ZUL/1.1.5/iPhone 15/iOS 17.2"};
+
+struct NetworkManagerTest : testing::Test {
+  std::unique_ptr<NetworkManager> make() {
+    Deployment deployment;
+    deployment.collectorBaseUrl = "https://c.example";
+    deployment.caFile = "ca.pem";
+    CollectorIdentity identity{[this] { return token; }, [this] { return clickTime; }, [this] { return idfa; },
+                               [this] { return phone; }, [] { return "iOS 17.2"; },    [] { return "U"; },
+                               [] { return "V"; }};
+    return std::make_unique<NetworkManager>(http, device.dispatcher, deployment, Log(device.clock, device.log),
+                                            Dictionary(), identity);
+  }
+
+  NetworkManager::Completion keep() {
+    return [this](bool success, HttpResponse response) { answers.emplace_back(success, response.body.value_or("-")); };
+  }
+
+  const HttpRequest& request() {
+    EXPECT_FALSE(http->requests.empty());
+    return http->requests.back();
+  }
+
+  std::string line() { return request().method + ' ' + request().url; }
+
+  platform::SimulatedPlatform device;
+  std::optional<std::string> token = "tok";
+  std::optional<std::string> clickTime;
+  std::optional<std::string> idfa;
+  std::string phone = "iPhone 15";
+  std::shared_ptr<FakeHttp> http = std::make_shared<FakeHttp>();
+  std::vector<std::pair<bool, std::string>> answers;
+  std::unique_ptr<NetworkManager> manager = make();
+};
+
+TEST_F(NetworkManagerTest, accessToken) {
+  manager->requestAccessTokenWithServiceNumber(9007199254740993, "com.example app", keep());
+  EXPECT_EQ(line(), "GET https://c.example/token/v1/acsTokenRps.do?_qzno=9007199254740993&_wPkg=com.example app");
+  EXPECT_THAT(request().headers, ElementsAre(kToken, kAgent));
+  EXPECT_EQ(request().body, std::nullopt);
+  EXPECT_EQ(request().caFile, "ca.pem");
+  EXPECT_TRUE(request().cookies);
+  EXPECT_FALSE(request().streamBody);
+}
+
+TEST_F(NetworkManagerTest, dataUpload) {
+  const std::string document = R"([{"a":"1+1=2 & 100%/값"}])";
+  manager->sendDocument(document, keep());
+  EXPECT_EQ(line(), "POST https://c.example/zul/v1/dataRcv.do");
+  EXPECT_THAT(request().headers, ElementsAre(kZul, kAuth, kAgent, Pair("Content-Type", "application/octet-stream")));
+  EXPECT_TRUE(request().streamBody);
+  EXPECT_FALSE(request().cookies);
+  const auto encoded = QZ_GZIP::gunzippedData(request().body.value());
+  EXPECT_THAT(encoded, Optional(HasSubstr("1%2B1%3D2%20%26%20100%25%2F%EA%B0%92")));
+  EXPECT_EQ(percentDecode(encoded.value()), document);
+}
+
+TEST_F(NetworkManagerTest, errorLog) {
+  token.reset();
+  manager->sendErrorLogWithErrParams({{"_qzno", 7}, {"errlog", "network error"}, {"advtFlag", 3}}, keep());
+  EXPECT_EQ(line(), "POST https://c.example/zul/errorRcv.do");
+  EXPECT_THAT(request().headers, ElementsAre(kZul, kAgent)) << "no token, no header";
+  EXPECT_EQ(request().body, R"({"_qzno":7,"errlog":"network error","advtFlag":3})");
+}
+
+TEST_F(NetworkManagerTest, pushClick) {
+  const struct {
+    boost::json::object params;
+    std::optional<std::string> idfa;
+    std::string query;
+  } cases[] = {
+      {{{"profileNo", 12}, {"pushNo", "p1"}, {"pushSk", "s k"}, {"pushToken", "a+b/="}, {"arrivalTime", 1700}},
+       "ID",
+       "profileNo=12&pushNo=p1&platform=IOS&pushToken=a%2Bb%2F%3D&adid=ID&pushSk=s k"},
+      {{{"profileNo", " -12x"}, {"pushNo", 34}, {"pushSk", true}, {"pushToken", "\xFF"}},
+       std::nullopt,
+       "profileNo=-12&pushNo=34&platform=IOS&pushToken=(null)&adid=(null)&pushSk=(null)"},
+      {{}, "", "profileNo=0&pushNo=(null)&platform=IOS&pushToken=(null)&adid=&pushSk=(null)"},
+  };
+  for (const auto& c : cases) {
+    idfa = c.idfa;
+    manager->receiveNotificationWithParams(c.params, keep());
+    EXPECT_EQ(line(), "POST https://c.example/zul/v1/pushClick.do?" + c.query);
+    EXPECT_THAT(request().headers, ElementsAre(kZul, kAuth, kAgent));
+    EXPECT_EQ(request().body, std::nullopt);
+    EXPECT_THAT(device.log->lines.back(),
+                HasSubstr("QuorLog / D | zul::NetworkManager::receiveNotificationWithParams("));
+    EXPECT_THAT(device.log->lines.back(), EndsWith(" | URL: " + request().url + "\n"));
+  }
+}
+
+TEST_F(NetworkManagerTest, fingerPrint) {
+  manager->requestFingerPrintWithQzno(7, false, keep());
+  EXPECT_EQ(line(), "POST https://c.example/frp/v1/fingerPrintRps.do");
+  EXPECT_THAT(request().headers, ElementsAre(kFrp, kAgent));
+  EXPECT_EQ(request().body, R"({"_qzno":7,"phone":"iPhone 15","os":"iOS 17.2","vendorId":"V"})");
+  EXPECT_THAT(device.log->lines,
+              ElementsAre(EndsWith(" | userAgent in requestFingerPrintWithQzno : " + kAgent.second + "\n"),
+                          EndsWith(" | postDic in requestFingerPrintWithQzno : " + *request().body + "\n")));
+
+  idfa = "ID";
+  clickTime = "1700";
+  manager->requestFingerPrintWithQzno(7, true, keep());
+  EXPECT_EQ(request().body, R"({"_qzno":7,"advtId":"ID","phone":"iPhone 15","os":"iOS 17.2",)"
+                            R"("vendorId":"V","isNew":true,"clickTime":"1700"})");
+}
+
+TEST_F(NetworkManagerTest, successMeansNoTransportErrorAndForFingerPrintsABody) {
+  const struct {
+    HttpResponse response;
+    bool success, fingerPrintSuccess;
+  } cases[] = {
+      {{"", 200, "b"}, true, true},           {{"", 500, "b"}, true, true},
+      {{"", 200, std::nullopt}, true, false}, {{"refused", 0, std::nullopt}, false, false},
+      {{"cut off", 200, "b"}, false, false},
+  };
+  for (const auto& c : cases) {
+    manager->sendDocument("d", keep());
+    http->completions.back()(c.response);
+    manager->requestFingerPrintWithQzno(1, false, keep());
+    http->completions.back()(c.response);
+    EXPECT_THAT(answers, IsEmpty()) << "nothing runs on the HTTP client's thread";
+    device.dispatcher->run();
+    const auto body = c.response.body.value_or("-");
+    EXPECT_THAT(std::exchange(answers, {}), ElementsAre(Pair(c.success, body), Pair(c.fingerPrintSuccess, body)));
+  }
+}
+
+TEST_F(NetworkManagerTest, completionsOutliveTheManagerAndMayThrowOrBeMissing) {
+  manager->sendDocument("d", keep());
+  manager->sendDocument("d", [](bool, HttpResponse) { throw std::runtime_error("from the caller"); });
+  manager->sendDocument("d", nullptr);
+  manager.reset();
+  for (const auto& completion : http->completions) completion({"", 200, "b"});
+  EXPECT_NO_THROW(device.dispatcher->run());
+  EXPECT_THAT(answers, ElementsAre(Pair(true, "b")));
+  EXPECT_EQ(device.log->count("from the caller"), 1U);
+}
+
+TEST_F(NetworkManagerTest, aRequestThatCannotBeMadeStillAnswersOnce) {
+  CollectorIdentity broken;
+  broken.phone = []() -> std::string { throw std::runtime_error("store closed"); };
+  NetworkManager(http, device.dispatcher, Deployment(), Log(device.clock, device.log), Dictionary(), broken)
+      .sendDocument("d", keep());
+  EXPECT_THAT(http->requests, IsEmpty());
+  device.dispatcher->run();
+  EXPECT_THAT(answers, ElementsAre(Pair(false, "-")));
+}
+
+TEST_F(NetworkManagerTest, valuesFromOutsideForgeNoHeaders) {
+  for (const auto& evil : {std::string("x\r\nHost: evil"), std::string("x\ny"), std::string("x\0y", 3)}) {
+    token = phone = evil;
+    manager->sendErrorLogWithErrParams({}, keep());
+    EXPECT_THAT(request().headers, ElementsAre(kZul));
+  }
+}
+
+TEST_F(NetworkManagerTest, firstRequestsMayComeFromManyThreads) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) threads.emplace_back([this] { manager->sendErrorLogWithErrParams({}, nullptr); });
+  for (auto& thread : threads) thread.join();
+  for (const auto& sent : http->requests) EXPECT_THAT(sent.headers, ElementsAre(kZul, kAuth, kAgent));
+}
+
+TEST(NetworkManager, answersThatAreNotWhatTheyShouldBeGiveNothing) {
+  EXPECT_EQ(NetworkManager::responseDictionary(R"({"code":"RES001"})")->at("code"), "RES001");
+  EXPECT_EQ(NetworkManager::responseArray("[1,2]")->size(), 2U);
+  const std::optional<std::string> neither[] = {
+      std::nullopt, "", "null", "\"x\"", "{\"a\":", "[1", "{} x", "[]]", std::string(1 << 20, '['), "\xFF"};
+  for (const auto& body : neither) {
+    EXPECT_FALSE(NetworkManager::responseDictionary(body) || NetworkManager::responseArray(body))
+        << body.value_or("none").substr(0, 20);
+  }
+  EXPECT_FALSE(NetworkManager::responseDictionary("[]") || NetworkManager::responseArray("{}"));
+}
+
+}  // namespace
+}  // namespace zul

@@ -1,0 +1,90 @@
+#include "Answers.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <boost/json.hpp>
+#include <cstdint>
+#include <stdexcept>
+#include <utility>
+
+#include "Json.h"
+
+namespace zul::collector {
+
+namespace {
+
+[[noreturn]] void refuse(const std::string& place, std::string_view why) {
+  throw std::invalid_argument(fmt::format("answers: {}: {}", place, why));
+}
+
+std::int64_t integerWithin(const boost::json::value& value, std::int64_t low, std::int64_t high,
+                           const std::string& place) {
+  if (!value.is_int64() || value.get_int64() < low || value.get_int64() > high) {
+    refuse(place, fmt::format("must be a whole number from {} to {}", low, high));
+  }
+  return value.get_int64();
+}
+
+std::string bodyText(const boost::json::value& body, const std::string& place) {
+  const auto* object = body.if_object();
+  if (!object || object->size() != 1 || !object->contains("raw")) return json::text(body);
+  const auto* raw = object->at("raw").if_string();
+  if (!raw) refuse(place + ".raw", "must be a string");
+  return std::string(*raw);
+}
+
+Answer readAnswer(const boost::json::value& value, const std::string& place) {
+  constexpr std::int64_t dayInMilliseconds = 86'400'000;
+  if (!value.is_object()) refuse(place, "must be an object");
+  Answer answer;
+  for (const auto& [key, member] : value.get_object()) {
+    const auto memberPlace = fmt::format("{}.{}", place, std::string_view(key));
+    if (key == "body") {
+      answer.body = bodyText(member, memberPlace);
+    } else if (key == "status") {
+      answer.status = static_cast<int>(integerWithin(member, 200, 599, memberPlace));
+    } else if (key == "delay") {
+      answer.delay = std::chrono::milliseconds(integerWithin(member, 0, dayInMilliseconds, memberPlace));
+    } else if (key == "close") {
+      if (!member.is_bool()) refuse(memberPlace, "must be true or false");
+      answer.close = member.get_bool();
+    } else {
+      refuse(memberPlace, "no such member; there are body, status, delay and close");
+    }
+  }
+  return answer;
+}
+
+}  // namespace
+
+void Answers::set(std::string_view json) {
+  const auto object = json::parseObject(json);
+  if (!object) refuse("the whole", "must be a JSON object of lists by endpoint name");
+  std::array<Script, endpointNames.size()> scripts;
+  for (const auto& [key, list] : *object) {
+    const std::string place(key);
+    const auto found = std::find(endpointNames.begin(), endpointNames.end(), place);
+    if (found == endpointNames.end()) {
+      refuse(place, fmt::format("no such endpoint; there are {}", fmt::join(endpointNames, ", ")));
+    }
+    if (!list.is_array()) refuse(place, "must be a list of answers");
+    auto& answers = scripts[static_cast<std::size_t>(found - endpointNames.begin())].answers;
+    for (const auto& answer : list.get_array()) {
+      answers.push_back(readAnswer(answer, fmt::format("{}[{}]", place, answers.size())));
+    }
+  }
+  std::lock_guard lock(mutex_);
+  scripts_ = std::move(scripts);
+}
+
+Answer Answers::next(Endpoint endpoint) {
+  std::lock_guard lock(mutex_);
+  auto& [answers, at] = scripts_.at(static_cast<std::size_t>(endpoint));
+  if (answers.empty()) return {};
+  const auto& answer = answers[at];
+  if (at + 1 < answers.size()) ++at;
+  return answer;
+}
+
+}  // namespace zul::collector

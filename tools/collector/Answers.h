@@ -1,0 +1,44 @@
+#pragma once
+
+#include <array>
+#include <boost/json/value.hpp>
+#include <chrono>
+#include <cstddef>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "RecordedRequest.h"
+
+namespace zul::collector {
+
+struct Answer {
+  std::optional<std::string> body;  ///< none: what the endpoint answers without a list
+  int status = 200;
+  std::chrono::milliseconds delay{0};
+  bool close = false;
+};
+
+/// What the collector is told to answer. Any thread.
+class Answers {
+ public:
+  /// Replaces all lists. Throws std::invalid_argument, naming the place, and changes nothing when `json`
+  /// is not of the form that DevCollector documents.
+  void set(std::string_view json);
+
+  /// The endpoint's next answer; the last one of its list over and over.
+  Answer next(Endpoint endpoint);
+
+ private:
+  struct Script {
+    std::vector<Answer> answers;
+    std::size_t at = 0;
+  };
+
+  std::mutex mutex_;
+  std::array<Script, endpointNames.size()> scripts_;
+};
+
+}  // namespace zul::collector

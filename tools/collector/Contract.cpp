@@ -1,0 +1,218 @@
+#include "Contract.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <boost/json.hpp>
+#include <initializer_list>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "AESCrypt.h"
+#include "Json.h"
+#include "PercentCoding.h"
+#include "UploadDecoder.h"
+
+namespace zul::collector {
+
+namespace {
+
+using Check = void (*)(const HttpRequest&, Verdict&);
+
+void require(bool holds, std::string_view otherwise) {
+  if (!holds) throw Fault(std::string(otherwise));
+}
+
+const std::string* find(const HttpRequest& request, std::string_view name) {
+  const auto found = request.headers.find(name);
+  return found == request.headers.end() ? nullptr : &found->second;
+}
+
+/// The values of a query that has exactly these keys, in this order.
+std::vector<std::string_view> queryValues(std::string_view query, std::initializer_list<std::string_view> keys) {
+  std::vector<std::string_view> values;
+  std::size_t begin = 0;
+  for (const auto key : keys) {
+    require(begin <= query.size(), fmt::format("the query has no {}", key));
+    const auto end = std::min(query.find('&', begin), query.size());
+    const auto piece = query.substr(begin, end - begin);
+    const auto equals = piece.find('=');
+    require(piece.substr(0, equals) == key, fmt::format("the query has \"{}\" where {} belongs", piece, key));
+    require(equals != piece.npos, fmt::format("{} has no value", key));
+    values.push_back(piece.substr(equals + 1));
+    begin = end + 1;
+  }
+  require(begin > query.size(), "the query has more than it should");
+  return values;
+}
+
+void requireDecimal(std::string_view text, std::string_view key) {
+  const auto digits = text.substr(text.starts_with('-') ? 1 : 0);
+  require(!digits.empty() && digits.find_first_not_of("0123456789") == digits.npos,
+          fmt::format("{} is not a decimal number", key));
+}
+
+void requireNoBody(const HttpRequest& request) {
+  require(request.body.empty(), "there should be no body");
+}
+
+boost::json::object& readObject(const HttpRequest& request, Verdict& verdict) {
+  require(!request.body.empty(), "no body");
+  auto object = json::parseObject(request.body);
+  require(object.has_value(), "the body is not a JSON object");
+  verdict.decodedSize = request.body.size();
+  verdict.body = std::move(*object);
+  const auto* number = json::find(verdict.body.get_object(), "_qzno");
+  require(number && (number->is_int64() || number->is_uint64()), "_qzno is missing or no whole number");
+  return verdict.body.get_object();
+}
+
+void checkToken(const HttpRequest& request, Verdict& verdict) {
+  const auto values = queryValues(verdict.query, {"_qzno", "_wPkg"});
+  requireDecimal(values[0], "_qzno");
+  require(!values[1].empty(), "_wPkg is empty");
+  requireNoBody(request);
+}
+
+void checkUpload(const HttpRequest& request, Verdict& verdict) {
+  const auto text = decodeUpload(request.body);
+  auto document = json::parse(text);
+  require(document.has_value(), "the decoded body is not JSON");
+  verdict.decodedSize = text.size();
+  verdict.body = std::move(*document);
+  require(verdict.query.empty(), "there should be no query");
+  const auto* payloads = verdict.body.if_array();
+  require(payloads, "the document is not a JSON array");
+  require(!payloads->empty(), "the document has no payload");
+  for (std::size_t at = 0; at < payloads->size(); ++at) {
+    const auto* payload = (*payloads)[at].if_object();
+    require(payload && !payload->empty(), fmt::format("payload {} is not an object with content", at));
+  }
+}
+
+void checkErrorLog(const HttpRequest& request, Verdict& verdict) {
+  const auto& params = readObject(request, verdict);
+  require(verdict.query.empty(), "there should be no query");
+  const auto* text = json::find(params, "errlog");
+  require(text && text->is_string(), "errlog is missing or no string");
+}
+
+void checkPushClick(const HttpRequest& request, Verdict& verdict) {
+  const auto values = queryValues(verdict.query, {"profileNo", "pushNo", "platform", "pushToken", "adid", "pushSk"});
+  requireDecimal(values[0], "profileNo");
+  require(values[2] == "IOS", "platform is not IOS");
+  require(values[3] == "(null)" || percentDecode(values[3]).has_value(), "pushToken is not percent-encoded");
+  requireNoBody(request);
+}
+
+void checkFingerprint(const HttpRequest& request, Verdict& verdict) {
+  readObject(request, verdict);
+  require(verdict.query.empty(), "there should be no query");
+}
+
+void checkLookUp(const HttpRequest& request, Verdict& verdict) {
+  require(!queryValues(verdict.query, {"bundleId"})[0].empty(), "bundleId is empty");
+  requireNoBody(request);
+}
+
+struct Rule {
+  Endpoint endpoint;
+  std::string_view method;
+  std::string_view path;
+  std::string_view authWord;  ///< empty: the request does not identify itself at all
+  bool mayHaveToken;
+  Check check;
+};
+
+constexpr Rule rules[] = {
+    {Endpoint::token, "GET", "/token/v1/acsTokenRps.do", "TOKEN", false, checkToken},
+    {Endpoint::upload, "POST", "/zul/v1/dataRcv.do", "ZUL", true, checkUpload},
+    {Endpoint::errorlog, "POST", "/zul/errorRcv.do", "ZUL", true, checkErrorLog},
+    {Endpoint::pushclick, "POST", "/zul/v1/pushClick.do", "ZUL", true, checkPushClick},
+    {Endpoint::fingerprint, "POST", "/frp/v1/fingerPrintRps.do", "FRP", false, checkFingerprint},
+    {Endpoint::appstore, "GET", "/lookup", "", false, checkLookUp},
+};
+
+/// The authType header of each rule, which never changes.
+const std::string& authType(const Rule& rule) {
+  static const auto texts = [] {
+    std::array<std::string, std::size(rules)> made;
+    for (std::size_t at = 0; at < made.size(); ++at) {
+      made[at] = AESCrypt::AES256EncryptWithKey(rules[at].authWord, "hxQoPvNq4rTeLwbj").value_or("");
+    }
+    return made;
+  }();
+  return texts[static_cast<std::size_t>(&rule - rules)];
+}
+
+void checkUserAgent(const HttpRequest& request, Endpoint endpoint) {
+  constexpr std::string_view product = "ZUL/1.1.5/";
+  const auto* agent = find(request, "User-Agent");
+  require(agent && !agent->empty(), "no User-Agent");
+  // The start-up's fingerprint request comes out of a web view, with the name of that.
+  if (endpoint == Endpoint::fingerprint && !agent->starts_with("ZUL/")) return;
+  require(agent->starts_with(product), fmt::format("User-Agent \"{}\" does not begin with {}", *agent, product));
+  const auto rest = std::string_view(*agent).substr(product.size());
+  const auto slash = rest.find('/');
+  require(slash != 0 && slash != rest.npos && slash + 1 < rest.size(),
+          fmt::format("User-Agent \"{}\" does not name a model and a system", *agent));
+}
+
+void checkContentType(const HttpRequest& request, Endpoint endpoint) {
+  const auto* type = find(request, "Content-Type");
+  if (endpoint == Endpoint::upload) {
+    require(type && *type == "application/octet-stream", "Content-Type is not application/octet-stream");
+  } else {
+    // Some HTTP clients put their default on every POST.
+    require(!type || *type == "application/x-www-form-urlencoded", "there should be no Content-Type");
+  }
+}
+
+void checkHeaders(const HttpRequest& request, const Rule& rule) {
+  require(!find(request, "Content-Encoding"), "there should be no Content-Encoding");
+  if (rule.authWord.empty()) return;
+  const auto* auth = find(request, "authType");
+  require(auth, "no authType");
+  require(*auth == authType(rule), fmt::format("authType is not the one for {}", rule.authWord));
+  require(rule.mayHaveToken || !find(request, "authToken"), "there should be no authToken");
+  checkUserAgent(request, rule.endpoint);
+  if (rule.method == "POST") checkContentType(request, rule.endpoint);
+  if (rule.endpoint == Endpoint::upload) require(!find(request, "Cookie"), "there should be no Cookie");
+}
+
+}  // namespace
+
+Verdict judge(const HttpRequest& request) {
+  Verdict verdict;
+  const auto question = std::min(request.target.find('?'), request.target.size());
+  verdict.path = request.target.substr(0, question);
+  verdict.query = request.target.substr(std::min(question + 1, request.target.size()));
+  const auto* rule =
+      std::find_if(std::begin(rules), std::end(rules), [&](const Rule& known) { return known.path == verdict.path; });
+  if (rule != std::end(rules)) verdict.endpoint = rule->endpoint;
+  const auto blame = [&](int status, std::string problem) {
+    verdict.status = status;
+    verdict.problem = std::move(problem);
+  };
+  if (!request.problem.empty()) {
+    blame(request.status, request.problem);
+  } else if (rule == std::end(rules)) {
+    blame(404, "nothing is served at this path");
+  } else if (request.method != rule->method) {
+    blame(400, fmt::format("the method is {}, not {}", request.method, rule->method));
+  } else {
+    try {
+      // The body goes first, so that the record shows it whatever the headers are like.
+      rule->check(request, verdict);
+      checkHeaders(request, *rule);
+    } catch (const Fault& fault) {
+      blame(400, fault.what());
+    }
+  }
+  return verdict;
+}
+
+}  // namespace zul::collector

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <boost/json/value.hpp>
+#include <cstddef>
+#include <string>
+
+#include "HttpServer.h"
+#include "RecordedRequest.h"
+
+namespace zul::collector {
+
+/// What a request is, and what is wrong with it.
+struct Verdict {
+  Endpoint endpoint = Endpoint::unknown;
+  std::string path;
+  std::string query;
+  boost::json::value body;  ///< decoded, also where something else is wrong; null where it cannot be
+  std::size_t decodedSize = 0;
+  std::string problem;  ///< the first fault; empty for a good request
+  int status = 200;     ///< of the answer that tells it
+};
+
+/// Reads a request as the collector service does. Any thread.
+Verdict judge(const HttpRequest& request);
+
+}  // namespace zul::collector

@@ -1,0 +1,204 @@
+#include "DevCollector.h"
+
+#include <fmt/format.h>
+
+#include <atomic>
+#include <boost/json.hpp>
+#include <stdexcept>
+#include <utility>
+
+#include "Answers.h"
+#include "Contract.h"
+#include "HttpServer.h"
+#include "Json.h"
+#include "RequestLog.h"
+
+namespace zul::collector {
+
+namespace {
+
+const std::string accepted = R"({"code":"RES001","msg":"OK"})";
+
+std::string refusal(std::string_view reason) {
+  return json::text(boost::json::object{{"code", "ERR400"}, {"msg", reason}});
+}
+
+/// A number of nine digits that a bundle identifier always gets.
+std::int64_t storeNumber(std::string_view bundleId) {
+  std::uint64_t hash = 14695981039346656037u;  // FNV-1a
+  for (const char c : bundleId) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+  return static_cast<std::int64_t>(100'000'000 + hash % 900'000'000);
+}
+
+std::string defaultBody(const RecordedRequest& request) {
+  switch (request.endpoint) {
+    case Endpoint::token:
+      return R"({"token":"development-token"})";
+    case Endpoint::fingerprint:
+      return "{}";
+    case Endpoint::appstore: {
+      const auto bundleId = std::string_view(request.query).substr(request.query.find('=') + 1);
+      return fmt::format(R"({{"resultCount":1,"results":[{{"trackId":{}}}]}})", storeNumber(bundleId));
+    }
+    default:
+      return accepted;
+  }
+}
+
+bool any(const RecordedRequest&) {
+  return true;
+}
+bool isGood(const RecordedRequest& request) {
+  return request.good();
+}
+bool isBad(const RecordedRequest& request) {
+  return !request.good();
+}
+
+}  // namespace
+
+std::string_view answersHelp() noexcept {
+  return R"(The answers file is a JSON object of lists by endpoint: token, upload, errorlog, pushclick,
+fingerprint, appstore. Each good request takes the next answer of its list; the last one repeats.
+An answer is an object, all of its members optional:
+  "body"    any JSON value, or {"raw": "text"} for text as it stands; absent: the usual answer
+  "status"  200 to 599; absent: 200
+  "delay"   milliseconds to wait before answering
+  "close"   true closes the connection without an answer
+For example: {"upload": [{"status": 500, "body": {"raw": "broken"}}, {"delay": 2000}, {"close": true}, {}]}
+
+While it runs: GET /inspect/all, /inspect/good, /inspect/bad; POST /inspect/reset; POST /inspect/answers.)";
+}
+
+class DevCollector::Impl {
+ public:
+  explicit Impl(CollectorOptions options) : options_(std::move(options)), log_(options_) {}
+
+  void start() {
+    if (server_) return;
+    const ListenOptions listen{options_.host, port_ ? port_.load() : options_.port, options_.certFile,
+                               options_.keyFile};
+    server_ =
+        std::make_unique<HttpServer>(listen, [this](HttpRequest&& request) { return handle(std::move(request)); });
+    port_ = server_->port();
+  }
+
+  void stop() noexcept { server_.reset(); }
+
+  const CollectorOptions options_;
+  std::atomic<int> port_ = 0;
+  Answers answers_;
+  RequestLog log_;
+
+ private:
+  HttpReply handle(HttpRequest&& request) {
+    if (auto reply = inspect(request)) return *reply;
+    RecordedRequest recorded;
+    recorded.sequence = log_.arrived();
+    recorded.time = std::chrono::system_clock::now();
+    auto verdict = judge(request);
+    recorded.endpoint = verdict.endpoint;
+    recorded.method = std::move(request.method);
+    recorded.path = std::move(verdict.path);
+    recorded.query = std::move(verdict.query);
+    recorded.headers = std::move(request.headers);
+    recorded.rawSize = request.body.size();
+    recorded.decodedSize = verdict.decodedSize;
+    recorded.body = std::move(verdict.body);
+    recorded.problem = std::move(verdict.problem);
+    const auto reply = recorded.good() ? answer(recorded) : HttpReply{verdict.status, refusal(recorded.problem)};
+    log_.add(std::move(recorded));
+    return reply;
+  }
+
+  HttpReply answer(const RecordedRequest& request) {
+    auto answer = answers_.next(request.endpoint);
+    return {answer.status, answer.body ? std::move(*answer.body) : defaultBody(request), answer.delay, answer.close};
+  }
+
+  std::optional<HttpReply> inspect(const HttpRequest& request) {
+    if (!request.problem.empty()) return std::nullopt;
+    const bool get = request.method == "GET";
+    if (get && request.target == "/inspect/all") return listing(any);
+    if (get && request.target == "/inspect/good") return listing(isGood);
+    if (get && request.target == "/inspect/bad") return listing(isBad);
+    if (request.method != "POST") return std::nullopt;
+    if (request.target == "/inspect/reset") {
+      log_.reset();
+      return HttpReply{200, accepted};
+    }
+    if (request.target != "/inspect/answers") return std::nullopt;
+    try {
+      answers_.set(request.body);
+      return HttpReply{200, accepted};
+    } catch (const std::invalid_argument& error) {
+      return HttpReply{400, refusal(error.what())};
+    }
+  }
+
+  HttpReply listing(const RequestLog::Filter& wanted) const {
+    boost::json::array requests;
+    for (const auto& request : log_.requests(wanted)) requests.emplace_back(toJson(*request));
+    const auto [total, good, bad] = log_.counts();
+    return {200, json::text(boost::json::object{
+                     {"total", total}, {"good", good}, {"bad", bad}, {"requests", std::move(requests)}})};
+  }
+
+  std::unique_ptr<HttpServer> server_;  // last, so that it goes first
+};
+
+DevCollector::DevCollector(CollectorOptions options) : impl_(std::make_unique<Impl>(std::move(options))) {}
+DevCollector::~DevCollector() = default;
+
+void DevCollector::start() {
+  impl_->start();
+}
+void DevCollector::stop() noexcept {
+  impl_->stop();
+}
+int DevCollector::port() const noexcept {
+  return impl_->port_;
+}
+
+std::string DevCollector::baseUrl() const {
+  const auto& options = impl_->options_;
+  const auto& host = options.host;
+  return fmt::format("{}://{}:{}", options.certFile.empty() ? "http" : "https",
+                     host.find(':') == host.npos ? host : "[" + host + "]", port());
+}
+
+void DevCollector::setAnswers(std::string_view json) {
+  impl_->answers_.set(json);
+}
+void DevCollector::reset() {
+  impl_->log_.reset();
+}
+Counts DevCollector::counts() const {
+  return impl_->log_.counts();
+}
+
+std::vector<RequestPtr> DevCollector::requests() const {
+  return impl_->log_.requests(any);
+}
+std::vector<RequestPtr> DevCollector::requests(Endpoint endpoint) const {
+  return impl_->log_.requests([endpoint](const RecordedRequest& request) { return request.endpoint == endpoint; });
+}
+std::vector<RequestPtr> DevCollector::good() const {
+  return impl_->log_.requests(isGood);
+}
+std::vector<RequestPtr> DevCollector::bad() const {
+  return impl_->log_.requests(isBad);
+}
+
+bool DevCollector::waitFor(std::uint64_t count, std::chrono::milliseconds timeout) const {
+  return impl_->log_.waitFor(count, timeout);
+}
+bool DevCollector::waitFor(Endpoint endpoint, std::uint64_t count, std::chrono::milliseconds timeout) const {
+  return impl_->log_.waitFor(endpoint, count, timeout);
+}
+RequestPtr DevCollector::waitFor(const std::function<bool(const RecordedRequest&)>& wanted,
+                                 std::chrono::milliseconds timeout) const {
+  return impl_->log_.waitFor(wanted, timeout);
+}
+
+}  // namespace zul::collector

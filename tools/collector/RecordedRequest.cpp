@@ -1,0 +1,58 @@
+#include "RecordedRequest.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <boost/json.hpp>
+
+#include "PercentCoding.h"
+
+namespace zul::collector {
+
+namespace {
+
+/// Whatever bytes a peer sent, as text that JSON can hold.
+std::string printable(const std::string& text) {
+  return isUtf8(text) ? text : percentEncode(text);
+}
+
+std::string timeText(std::chrono::system_clock::time_point time) {
+  const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(time).time_since_epoch().count();
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(static_cast<std::time_t>(milliseconds / 1000)),
+                     milliseconds % 1000);
+}
+
+char lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+}  // namespace
+
+bool HeaderLess::operator()(std::string_view left, std::string_view right) const noexcept {
+  return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
+                                      [](char a, char b) { return lower(a) < lower(b); });
+}
+
+std::string RecordedRequest::header(std::string_view name) const {
+  const auto found = headers.find(name);
+  return found == headers.end() ? std::string() : found->second;
+}
+
+boost::json::object toJson(const RecordedRequest& request) {
+  boost::json::object headers;
+  for (const auto& [key, value] : request.headers) headers[printable(key)] = printable(value);
+  return {{"seq", request.sequence},
+          {"time", timeText(request.time)},
+          {"endpoint", name(request.endpoint)},
+          {"method", printable(request.method)},
+          {"path", printable(request.path)},
+          {"query", printable(request.query)},
+          {"headers", std::move(headers)},
+          {"rawSize", request.rawSize},
+          {"body", request.body},
+          {"good", request.good()},
+          {"problem", request.problem}};
+}
+
+}  // namespace zul::collector

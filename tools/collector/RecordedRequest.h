@@ -1,0 +1,59 @@
+#pragma once
+
+#include <array>
+#include <boost/json/value.hpp>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace zul::collector {
+
+/// The services that one collector stands for; `unknown` is everything at any other path.
+enum class Endpoint { token, upload, errorlog, pushclick, fingerprint, appstore, unknown };
+
+/// All endpoints but `unknown`, and the names that the answers use for them.
+inline constexpr std::array<std::string_view, 6> endpointNames{"token",     "upload",      "errorlog",
+                                                               "pushclick", "fingerprint", "appstore"};
+
+constexpr std::string_view name(Endpoint endpoint) {
+  return endpoint == Endpoint::unknown ? "unknown" : endpointNames[static_cast<std::size_t>(endpoint)];
+}
+
+/// Header names differ only by more than their case.
+struct HeaderLess {
+  bool operator()(std::string_view left, std::string_view right) const noexcept;
+  using is_transparent = void;
+};
+using Headers = std::map<std::string, std::string, HeaderLess>;
+
+/// One request as it arrived, and what was wrong with it. Immutable once recorded.
+struct RecordedRequest {
+  std::uint64_t sequence = 0;  ///< rises with arrival, from 1
+  std::chrono::system_clock::time_point time;
+  Endpoint endpoint = Endpoint::unknown;
+  std::string method;
+  std::string path;
+  std::string query;            ///< as sent, still percent-encoded
+  Headers headers;              ///< a repeated header's values are joined by ", "
+  std::size_t rawSize = 0;      ///< bytes of the body as sent
+  std::size_t decodedSize = 0;  ///< bytes of the body's JSON text
+  boost::json::value body;      ///< decoded; null where there is none, it could not be decoded or is not kept
+  std::string problem;          ///< the first fault found; empty for a good request
+
+  bool good() const noexcept { return problem.empty(); }
+
+  /// The header's value; empty when it was not sent.
+  std::string header(std::string_view name) const;
+};
+
+using RequestPtr = std::shared_ptr<const RecordedRequest>;
+
+/// The object that the record file and the inspection pages show.
+boost::json::object toJson(const RecordedRequest& request);
+
+}  // namespace zul::collector

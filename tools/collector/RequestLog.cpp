@@ -1,0 +1,120 @@
+#include "RequestLog.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <boost/json.hpp>
+#include <cstdio>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "Json.h"
+
+namespace zul::collector {
+
+RequestLog::RequestLog(const CollectorOptions& options)
+    : keepBodies_(options.keepBodies),
+      maxRequests_(options.maxRequests),
+      maxBodyBytes_(options.maxBodyBytes),
+      fileName_(options.recordFile) {
+  if (fileName_.empty()) return;
+  file_.open(fileName_, std::ios::app | std::ios::binary);
+  if (!file_) {
+    throw std::runtime_error(
+        fmt::format("cannot write the record file {}: {}", fileName_, std::generic_category().message(errno)));
+  }
+}
+
+std::uint64_t RequestLog::arrived() {
+  std::lock_guard lock(mutex_);
+  return ++lastSequence_;
+}
+
+void RequestLog::add(RecordedRequest request) {
+  write(request);
+  if (!keepBodies_) {
+    request.body = nullptr;
+    request.decodedSize = 0;
+  }
+  const auto added = std::make_shared<const RecordedRequest>(std::move(request));
+  {
+    std::lock_guard lock(mutex_);
+    const auto place =
+        std::upper_bound(requests_.begin(), requests_.end(), added->sequence,
+                         [](std::uint64_t sequence, const RequestPtr& other) { return sequence < other->sequence; });
+    requests_.insert(place, added);
+    bodyBytes_ += added->decodedSize;
+    ++counts_.total;
+    ++(added->good() ? counts_.good : counts_.bad);
+    ++endpointCounts_[static_cast<std::size_t>(added->endpoint)];
+    dropOldest();
+  }
+  added_.notify_all();
+}
+
+void RequestLog::dropOldest() {
+  while (requests_.size() > 1 && (requests_.size() > maxRequests_ || bodyBytes_ > maxBodyBytes_)) {
+    bodyBytes_ -= requests_.front()->decodedSize;
+    requests_.pop_front();
+  }
+}
+
+void RequestLog::write(const RecordedRequest& request) {
+  if (fileName_.empty()) return;
+  auto line = json::text(toJson(request));
+  line += '\n';
+  std::lock_guard lock(fileMutex_);
+  if (!file_) return;
+  file_ << line << std::flush;
+  if (!file_) {
+    // One note is enough: the collector goes on without the file.
+    std::fputs(fmt::format("zul-collector: cannot write {} any more\n", fileName_).c_str(), stderr);
+  }
+}
+
+void RequestLog::reset() {
+  std::lock_guard lock(mutex_);
+  requests_.clear();
+  bodyBytes_ = 0;
+  counts_ = {};
+  endpointCounts_ = {};
+}
+
+Counts RequestLog::counts() const {
+  std::lock_guard lock(mutex_);
+  return counts_;
+}
+
+std::vector<RequestPtr> RequestLog::requests(const Filter& wanted) const {
+  std::vector<RequestPtr> found;
+  std::lock_guard lock(mutex_);
+  std::copy_if(requests_.begin(), requests_.end(), std::back_inserter(found),
+               [&](const RequestPtr& request) { return wanted(*request); });
+  return found;
+}
+
+bool RequestLog::waitFor(std::uint64_t count, std::chrono::milliseconds timeout) const {
+  std::unique_lock lock(mutex_);
+  return added_.wait_for(lock, timeout, [&] { return counts_.total >= count; });
+}
+
+bool RequestLog::waitFor(Endpoint endpoint, std::uint64_t count, std::chrono::milliseconds timeout) const {
+  std::unique_lock lock(mutex_);
+  const auto& reached = endpointCounts_[static_cast<std::size_t>(endpoint)];
+  return added_.wait_for(lock, timeout, [&] { return reached >= count; });
+}
+
+RequestPtr RequestLog::waitFor(const Filter& wanted, std::chrono::milliseconds timeout) const {
+  RequestPtr found;
+  std::unique_lock lock(mutex_);
+  added_.wait_for(lock, timeout, [&] {
+    const auto at =
+        std::find_if(requests_.begin(), requests_.end(), [&](const RequestPtr& request) { return wanted(*request); });
+    if (at != requests_.end()) found = *at;
+    return found != nullptr;
+  });
+  return found;
+}
+
+}  // namespace zul::collector

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <fstream>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "DevCollector.h"
+#include "RecordedRequest.h"
+
+namespace zul::collector {
+
+/// The requests seen: the latest of them in memory, all of them counted, and all of them in the record
+/// file where there is one. Any thread.
+class RequestLog {
+ public:
+  /// Throws std::runtime_error when the record file cannot be written.
+  explicit RequestLog(const CollectorOptions& options);
+
+  /// The number of a request that has just arrived.
+  std::uint64_t arrived();
+
+  /// Records it. Requests that are worked on at the same time may come in any order; memory keeps them
+  /// in that of their numbers, the file in that of their coming.
+  void add(RecordedRequest request);
+
+  void reset();
+  Counts counts() const;
+
+  using Filter = std::function<bool(const RecordedRequest&)>;
+  std::vector<RequestPtr> requests(const Filter& wanted) const;
+  bool waitFor(std::uint64_t count, std::chrono::milliseconds timeout) const;
+  bool waitFor(Endpoint endpoint, std::uint64_t count, std::chrono::milliseconds timeout) const;
+  RequestPtr waitFor(const Filter& wanted, std::chrono::milliseconds timeout) const;
+
+ private:
+  void write(const RecordedRequest& request);
+  void dropOldest();
+
+  const bool keepBodies_;
+  const std::size_t maxRequests_;
+  const std::size_t maxBodyBytes_;
+
+  mutable std::mutex mutex_;
+  mutable std::condition_variable added_;
+  std::uint64_t lastSequence_ = 0;
+  std::deque<RequestPtr> requests_;
+  std::size_t bodyBytes_ = 0;
+  Counts counts_;
+  std::array<std::uint64_t, endpointNames.size() + 1> endpointCounts_{};
+
+  std::mutex fileMutex_;
+  const std::string fileName_;
+  std::ofstream file_;
+};
+
+}  // namespace zul::collector

@@ -1,0 +1,83 @@
+// zul-collector: the development collector as a program. Listens until SIGINT or SIGTERM.
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+
+#include "DevCollector.h"
+
+namespace {
+
+/// Splits "host:port"; an IPv6 address stands in brackets.
+void readAddress(const std::string& text, zul::collector::CollectorOptions& options) {
+  const auto colon = text.rfind(':');
+  const auto digits = colon == text.npos ? std::string() : text.substr(colon + 1);
+  const auto* end = digits.data() + digits.size();
+  const auto [at, error] = std::from_chars(digits.data(), end, options.port);
+  options.host = text.substr(0, colon);
+  if (options.host.starts_with('[') && options.host.ends_with(']')) {
+    options.host = options.host.substr(1, options.host.size() - 2);
+  }
+  if (options.host.empty() || error != std::errc{} || at != end || options.port < 0 || options.port > 65535) {
+    throw std::invalid_argument(fmt::format("\"{}\" is not of the form HOST:PORT", text));
+  }
+}
+
+std::string readFile(const std::string& name) {
+  // A directory opens well enough, too.
+  std::ifstream file(name, std::ios::binary);
+  if (!file || std::filesystem::is_directory(name)) throw std::runtime_error("cannot read " + name);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("A collector for development: checks, records and answers every request of the library.");
+  app.footer(std::string(zul::collector::answersHelp()));
+  zul::collector::CollectorOptions options;
+  std::string address;
+  std::string answersFile;
+  app.add_option("--listen", address, "where to listen; port 0 takes any free one")->required()->type_name("HOST:PORT");
+  app.add_option("--tls-cert", options.certFile, "PEM certificate chain: speak HTTPS")->type_name("FILE");
+  app.add_option("--tls-key", options.keyFile, "the certificate's PEM key")->type_name("FILE");
+  app.add_option("--answers", answersFile, "what to answer, see below")->type_name("FILE");
+  app.add_option("--record", options.recordFile, "append one JSON object a request")->type_name("FILE");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 1;
+  }
+
+  // Blocked before any thread exists, so that the signals wait for sigwait() below.
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+  try {
+    readAddress(address, options);
+    zul::collector::DevCollector collector(options);
+    if (!answersFile.empty()) collector.setAnswers(readFile(answersFile));
+    collector.start();
+    fmt::print("listening on {}\n", collector.baseUrl());
+    std::fflush(stdout);
+    int signal = 0;
+    sigwait(&signals, &signal);
+    collector.stop();
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "zul-collector: {}\n", error.what());
+    return 1;
+  }
+  return 0;
+}

@@ -42,7 +42,11 @@ class Program {
     close(ends[1]);
     if (error != 0) throw std::runtime_error("posix_spawn");
   }
-  ~Program() { std::fclose(output_); }
+  ~Program() {
+    if (!ended_) signal(SIGKILL);
+    exitStatus();
+    std::fclose(output_);
+  }
 
   std::string line() {
     char text[1000] = "";
@@ -50,14 +54,16 @@ class Program {
   }
   void signal(int number) const { kill(id_, number); }
   /// -1 when it did not end by itself.
-  int exitStatus() const {
-    int status = 0;
-    waitpid(id_, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  int exitStatus() {
+    if (!ended_) waitpid(id_, &status_, 0);
+    ended_ = true;
+    return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1;
   }
 
  private:
   pid_t id_ = 0;
+  int status_ = 0;
+  bool ended_ = false;
   FILE* output_;
 };
 

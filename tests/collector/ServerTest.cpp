@@ -2,16 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <httplib.h>
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-#include <openssl/x509.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <memory>
-#include <thread>
+#include <stdexcept>
+#include <string>
+#include <utility>
 
 #include "CollectorClient.h"
+#include "TestCertificate.h"
 
 namespace zul::collector {
 namespace {
@@ -46,6 +43,7 @@ TEST(ServerTest, GarbageIsRefusedAndSurvived) {
       {head + "Content-Length: -1\r\n\r\n", 400},
       {head + "Content-Length: 10\r\n\r\n{}", 400},
       {head + "Transfer-Encoding: chunked\r\n\r\nxyz\r\n", 400},
+      {"GET /lookup?bundleId=a HTTP/1.1\r\nContent-Length: 17\r\n\r\nGET / HTTP/1.1\r\n\r\n", 400},
       {head + "Content-Type: multipart/form-data; boundary=b\r\nContent-Length: 5\r\n\r\n--b--", 400},
       {head + "Transfer-Encoding: chunked\r\n\r\n4400000\r\n" + std::string(0x4400000, 'a') + "\r\n0\r\n\r\n", 413},
   };
@@ -66,7 +64,7 @@ TEST(ServerTest, GarbageIsRefusedAndSurvived) {
   }
 }
 
-TEST(ServerTest, OneConnectionCarriesPipelinedRequests) {
+TEST(ServerTest, OneConnectionCarriesManyRequests) {
   DevCollector collector;
   collector.start();
   CollectorClient client(collector.port());
@@ -75,6 +73,14 @@ TEST(ServerTest, OneConnectionCarriesPipelinedRequests) {
   ASSERT_TRUE(client.send(many));
   for (int i = 0; i < 50; ++i) EXPECT_EQ(client.receive()->status, 200);
   EXPECT_EQ(collector.counts().good, 50u);
+
+  auto patient = goodRequest(Endpoint::errorlog);
+  patient.headers.emplace("Expect", "100-continue");
+  patient.headers.emplace("Content-Length", std::to_string(patient.body.size()));
+  const auto body = std::exchange(patient.body, "");
+  EXPECT_EQ(client.ask(patient)->status, 100);
+  ASSERT_TRUE(client.send(body));
+  EXPECT_EQ(client.receive()->status, 200);
 }
 
 TEST(ServerTest, GoesDownAndComesUpOnTheSamePort) {
@@ -118,40 +124,6 @@ TEST(ServerTest, StartSaysWhyItCannot) {
     }
   }
 }
-
-/// A key and the certificate that it signed for itself, in files that go with the object.
-struct TestCertificate {
-  TestCertificate() {
-    const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> pair(EVP_EC_gen("P-256"), &EVP_PKEY_free);
-    const std::unique_ptr<X509, decltype(&X509_free)> certificate(X509_new(), &X509_free);
-    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -60);
-    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 3600);
-    X509_set_pubkey(certificate.get(), pair.get());
-    auto* subject = X509_get_subject_name(certificate.get());
-    X509_NAME_add_entry_by_txt(subject, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("localhost"), -1, -1,
-                               0);
-    X509_set_issuer_name(certificate.get(), subject);
-    X509_sign(certificate.get(), pair.get(), EVP_sha256());
-    write(certFile, [&](FILE* file) { PEM_write_X509(file, certificate.get()); });
-    write(keyFile, [&](FILE* file) { PEM_write_PrivateKey(file, pair.get(), nullptr, nullptr, 0, nullptr, nullptr); });
-  }
-  ~TestCertificate() {
-    std::filesystem::remove(certFile);
-    std::filesystem::remove(keyFile);
-  }
-
-  template <typename Writer>
-  static void write(const std::string& name, Writer writer) {
-    FILE* file = std::fopen(name.c_str(), "w");
-    writer(file);
-    std::fclose(file);
-  }
-
-  const std::string certFile =
-      std::filesystem::temp_directory_path() / ("collector-cert-" + std::to_string(getpid()) + ".pem");
-  const std::string keyFile =
-      std::filesystem::temp_directory_path() / ("collector-key-" + std::to_string(getpid()) + ".pem");
-};
 
 TEST(ServerTest, SpeaksTls) {
   const TestCertificate files;

@@ -4,6 +4,8 @@
 
 #include <atomic>
 #include <boost/json.hpp>
+#include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -106,7 +108,7 @@ class DevCollector::Impl {
     recorded.decodedSize = verdict.decodedSize;
     recorded.body = std::move(verdict.body);
     recorded.problem = std::move(verdict.problem);
-    const auto reply = recorded.good() ? answer(recorded) : HttpReply{verdict.status, refusal(recorded.problem)};
+    auto reply = recorded.good() ? answer(recorded) : HttpReply{verdict.status, refusal(recorded.problem)};
     log_.add(std::move(recorded));
     return reply;
   }

@@ -5,10 +5,11 @@
 #include <netdb.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
+#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <condition_variable>
 #include <future>
@@ -93,7 +94,7 @@ int portOf(int fd) {
 /// A request on its way through the HTTP library, which hands over pieces of it at different times.
 struct Exchange {
   Connection& connection;
-  HttpRequest request;
+  HttpRequest request{};
   bool handled = false;
   bool readWhole = true;
 };
@@ -106,15 +107,18 @@ class HttpServer::Impl final : public httplib::Server {
  public:
   Impl(const ListenOptions& options, HttpServer::Handler handler)
       : handler_(std::move(handler)), tls_(makeTls(options)) {
-    const auto plain = [this](const httplib::Request&, httplib::Response& response) { answer(response); };
+    const auto withoutBody = [this](const httplib::Request& request, httplib::Response& response) {
+      refuseBody(request);
+      answer(response);
+    };
     const auto withBody = [this](const httplib::Request& request, httplib::Response& response,
                                  const httplib::ContentReader& reader) {
       readBody(request, reader);
       answer(response);
     };
-    Get("/", plain);
-    Options("/", plain);
-    Delete("/", plain);
+    Get("/", withoutBody);
+    Options("/", withoutBody);
+    Delete("/", withBody);
     Post("/", withBody);
     Put("/", withBody);
     Patch("/", withBody);
@@ -168,7 +172,7 @@ class HttpServer::Impl final : public httplib::Server {
     Connection connection(fd, tls_.get());
     if (!connection.open()) return;
     for (bool closing = false; !closing && !stopped();) {
-      Exchange exchange{connection, {}};
+      Exchange exchange{connection};
       current = &exchange;
       connection.beginHead();
       const bool answered =
@@ -203,15 +207,25 @@ class HttpServer::Impl final : public httplib::Server {
     request.path = "/";
   }
 
+  /// The request goes no further, and its connection ends with the answer.
+  static void fail(int status, std::string problem) {
+    current->request.status = status;
+    current->request.problem = std::move(problem);
+    current->request.body.clear();
+    current->readWhole = false;
+  }
+
+  /// Where the library reads no body, one that is there would pass for the next request.
+  static void refuseBody(const httplib::Request& request) {
+    if (request.has_header("Transfer-Encoding") ||
+        (request.has_header("Content-Length") && request.get_header_value("Content-Length") != "0")) {
+      fail(400, fmt::format("a {} request should have no body", request.method));
+    }
+  }
+
   static void readBody(const httplib::Request& request, const httplib::ContentReader& reader) {
-    auto& [connection, taken, handled, readWhole] = *current;
-    const auto fail = [&](int status, std::string problem) {
-      taken.status = status;
-      taken.problem = std::move(problem);
-      taken.body.clear();
-      readWhole = false;
-    };
-    const auto tooLarge = [&] { fail(413, fmt::format("the body is larger than {} bytes", maxBody)); };
+    auto& body = current->request.body;
+    const auto tooLarge = [] { fail(413, fmt::format("the body is larger than {} bytes", maxBody)); };
     if (request.has_header("Content-Length")) {
       const auto text = request.get_header_value("Content-Length");
       std::size_t length = 0;
@@ -219,19 +233,19 @@ class HttpServer::Impl final : public httplib::Server {
       const auto [at, error] = std::from_chars(text.data(), end, length);
       if (error == std::errc::result_out_of_range || length > maxBody) return tooLarge();
       if (error != std::errc{} || at != end) return fail(400, "Content-Length is not a number");
-      taken.body.reserve(length);
+      body.reserve(length);
     } else if (!request.has_header("Transfer-Encoding")) {
       return;  // no body; the library would read until the connection ends
     }
     const bool whole = reader([&](const char* data, size_t size) {
-      if (size > maxBody - taken.body.size()) {
+      if (size > maxBody - body.size()) {
         tooLarge();
         return false;
       }
-      taken.body.append(data, size);
+      body.append(data, size);
       return true;
     });
-    if (!whole && taken.problem.empty()) fail(400, "the body ends early or is not framed properly");
+    if (!whole && current->readWhole) fail(400, "the body ends early or is not framed properly");
   }
 
   void answer(httplib::Response& response) {
@@ -246,15 +260,14 @@ class HttpServer::Impl final : public httplib::Server {
   /// What the library itself refuses: it comes here, as every answer of status 400 and above does.
   void unreadable(httplib::Response& response) {
     if (current->handled) return;
-    auto& refused = current->request;
-    if (!refused.method.empty()) {
-      refused.problem = "no request here has the method " + refused.method;
+    const auto& method = current->request.method;
+    if (!method.empty()) {
+      fail(400, "no request here has the method " + method);
     } else if (response.status == 414) {
-      refused.problem = "the request's target is too long";
+      fail(400, "the request's target is too long");
     } else {
-      refused.problem = "not a well-formed HTTP request";
+      fail(400, "not a well-formed HTTP request");
     }
-    current->readWhole = false;
     answer(response);
   }
 

@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <boost/json.hpp>
+#include <cerrno>
 #include <cstdio>
+#include <iterator>
+#include <memory>
 #include <stdexcept>
 #include <system_error>
 #include <utility>

@@ -38,9 +38,12 @@ class BinaryShape {
   struct Object {
     bool entered = false;
     bool measured = false;
+    bool isKey = false;  // text without a NUL: the parser ends the process over a key with one inside
     std::uint8_t height = 0;
     std::uint32_t weight = 0;
   };
+
+  enum Kind : std::uint64_t { kAscii = 5, kUtf16 = 6, kFirstCollection = 0xA, kDictionary = 0xD };
 
   /// The big-endian number of `size` bytes at `place`; none beyond the text.
   std::optional<std::uint64_t> number(std::uint64_t place, std::uint64_t size) const {
@@ -75,15 +78,25 @@ class BinaryShape {
     }
     if (length > text_.size()) return false;
     object.weight = static_cast<std::uint32_t>(kObjectWeight + 2 * std::min<std::uint64_t>(length, kMaxWeight));
-    if (kind >= 0xA && !measureChildren(object, place, kind == 0xD ? 2 * length : length, depth)) return false;
+    object.isKey = (kind == kAscii && !holdsNul(place, length, 1)) || (kind == kUtf16 && !holdsNul(place, length, 2));
+    const std::uint64_t keys = kind == kDictionary ? length : 0;
+    if (kind >= kFirstCollection && !measureChildren(object, place, keys, length + keys, depth)) return false;
     object.measured = true;
     return true;
   }
 
-  bool measureChildren(Object& object, std::uint64_t place, std::uint64_t count, unsigned depth) {
+  bool holdsNul(std::uint64_t place, std::uint64_t count, std::uint64_t unit) const {
+    for (std::uint64_t i = 0; i < count; ++i) {
+      if (number(place + i * unit, unit).value_or(0) == 0) return true;
+    }
+    return false;
+  }
+
+  bool measureChildren(Object& object, std::uint64_t place, std::uint64_t keys, std::uint64_t count, unsigned depth) {
     for (std::uint64_t i = 0; i < count; ++i) {
       const auto child = number(place + i * referenceSize_, referenceSize_);
       if (!child || !measure(*child, depth + 1)) return false;
+      if (i < keys && !objects_[*child].isKey) return false;
       object.height = std::max<std::uint8_t>(object.height, objects_[*child].height + 1);
       object.weight = std::min(object.weight + objects_[*child].weight, kMaxWeight + 1);
     }
@@ -115,6 +128,7 @@ bool isHonestBinaryPlist(std::string_view text) {
 }
 
 bool isHonestXmlPlist(std::string_view text) {
+  if (text.find('\0') != text.npos) return false;
   int depth = 0;
   for (std::size_t place = text.find('<'); place < text.size(); place = text.find('<', place)) {
     const std::string_view rest = text.substr(place);

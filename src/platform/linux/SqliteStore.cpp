@@ -143,7 +143,6 @@ DocumentStore::Loaded SqliteStore::loadAll(Table table) {
 
 DocumentStore::Status SqliteStore::commit(std::span<const Write> writes) {
   return run("commit", [&](SqliteConnection& connection) {
-    ++commits_;
     SqliteTransaction transaction(connection);
     for (const Write& write : writes) {
       apply(connection, write);
@@ -271,19 +270,20 @@ bool SqliteStore::emptyLog() {
 
   bool truncated = false;
   for (int pass = 0; pass < kMaintenancePasses; ++pass) {
-    std::uint64_t commits = 0;
+    int logPages = 0;
     {
       const std::lock_guard lock(mutex_);
       if (generation_ != generation) {
         return false;
       }
       reader.execute("BEGIN; SELECT 1 FROM documents LIMIT 1");
-      commits = commits_;
+      logPages = logPages_;
     }
     const bool copied = checkpointer.checkpoint(SQLITE_CHECKPOINT_PASSIVE);
     const std::lock_guard lock(mutex_);
     reader.execute("COMMIT");
-    if (generation_ == generation && commits_ == commits) {
+    // The log itself tells, since not every commit changes something and makes it longer.
+    if (generation_ == generation && logPages_ == logPages) {
       truncated = copied && truncateLog(checkpointer);
       break;
     }

@@ -30,7 +30,7 @@ class SqliteError;
 /// 1. A reader pins the end of the log, so that no writer restarts it.
 /// 2. A checkpoint on a connection of its own syncs the log, copies it into the database and syncs that,
 ///    while commits go on.
-/// 3. If nothing was committed meanwhile, the log is truncated under the mutex; there is nothing left to
+/// 3. If nothing was appended meanwhile, the log is truncated under the mutex; there is nothing left to
 ///    copy, hence nothing to sync. Otherwise the log has frames that are not copied yet, and as long as
 ///    it has, no writer restarts it.
 /// 4. The empty log is synced, outside the mutex.
@@ -65,10 +65,9 @@ class SqliteStore final : public DocumentStore {
   mutable std::mutex mutex_;  // guards the members up to the next blank line
   std::unique_ptr<SqliteConnection> connection_;
   std::uint64_t generation_ = 0;  // another value whenever path_ may have become another file
-  std::uint64_t commits_ = 0;     // tried, not only done
   std::string lastError_;
 
-  std::atomic<int> logPages_{0};
+  std::atomic<int> logPages_{0};  // as of the latest commit that made it longer
   std::atomic<int> maintainAbove_;
   std::mutex maintaining_;
 };

@@ -19,7 +19,7 @@ class SimulatedHttp final : public HttpClient {
     std::string body;
     int status = 200;
     double delay = 0;   ///< seconds
-    std::string error;  ///< not empty: the transport fails with it
+    std::string error{};  ///< not empty: the transport fails with it
   };
 
   explicit SimulatedHttp(std::shared_ptr<SimulatedDispatcher> dispatcher) : dispatcher_(std::move(dispatcher)) {}

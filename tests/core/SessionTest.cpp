@@ -1,0 +1,113 @@
+#include <gtest/gtest.h>
+
+#include "Phone.h"
+
+namespace zul {
+namespace {
+
+class SessionTest : public testing::Test {
+ protected:
+  void expireAt(const std::string& seconds) {
+    phone.store("Behavior", seconds.empty() ? "{}" : "{\"sessionExpireSec\":" + seconds + "}");
+    phone.boot();
+  }
+  test::Phone phone;
+};
+
+TEST_F(SessionTest, ASessionIsNewOnlyAfterItsLastSecond) {
+  const auto now = std::to_string(static_cast<std::int64_t>(test::Phone::kStart));
+  const std::vector<std::pair<std::string, bool>> cases = {{"", true},   {"0", true},         {"0.0", true},
+                                                           {now, false}, {now + ".5", false}, {"\"soon\"", true}};
+  for (const auto& [expiry, isNew] : cases) {
+    expireAt(expiry);
+    EXPECT_EQ(phone.tracker().checkNewSession(), isNew) << expiry;
+    EXPECT_EQ(phone.tracker().newSessionYN(), isNew);
+  }
+  expireAt(now);
+  phone.sim.clock->set(test::Phone::kStart + 0.001);
+  EXPECT_TRUE(phone.tracker().checkNewSession());
+}
+
+TEST_F(SessionTest, AnEventAfterTheSessionBeginsANewOneAndCarriesIt) {
+  phone.launch();
+  const auto first = test::session(phone.uploads()[0][0]);
+  const double accepted = phone.sim.clock->now();
+  EXPECT_EQ(phone.document("Behavior").at("sessionExpireSec").as_double(), accepted + 1800);
+
+  phone.sim.dispatcher->advance(1800);
+  phone.tracker().sendTransaction();
+  phone.sim.dispatcher->run();
+  const auto same = test::session(phone.uploads().at(1)[0]);
+  EXPECT_EQ(same.at("sid"), first.at("sid"));
+  EXPECT_EQ(same.at("isVisitNew"), "N");
+  EXPECT_EQ(same.at("ltvt"), 1);
+
+  phone.sim.dispatcher->advance(1801);
+  phone.tracker().sendTransaction();
+  phone.sim.dispatcher->run();
+  ASSERT_EQ(phone.uploads().size(), 3U);
+  const auto next = test::session(phone.uploads()[2][0]);
+  EXPECT_NE(next.at("sid"), first.at("sid"));
+  EXPECT_EQ(next.at("uuid"), first.at("uuid"));
+  EXPECT_EQ(next.at("isVisitNew"), "Y");
+  EXPECT_EQ(next.at("ltvt"), 2);
+}
+
+TEST_F(SessionTest, BeforeInitializationAnEventBuildsButNeitherBeginsNorSends) {
+  phone.boot();
+  EXPECT_TRUE(phone.tracker().sendTransaction());
+  EXPECT_TRUE(phone.tracker().sendTransactionByPage());
+  phone.sim.dispatcher->run();
+  EXPECT_FALSE(phone.document("Behavior").contains("lifeCriteriaVisit"));
+  EXPECT_TRUE(phone.uploads().empty());
+  EXPECT_EQ(phone.journaled(), 0U);
+}
+
+TEST_F(SessionTest, APagePayloadCarriesItsPairs) {
+  auto& tracker = phone.launch();
+  tracker.setTempPairingData(Dictionary::fromJson(R"({"page":"cart","mbid":"paired"})"));
+  tracker.sendTransactionByPage();
+  tracker.sendTransaction();
+  phone.sim.dispatcher->run();
+  const auto page = test::session(phone.uploads().at(1)[0]);
+  EXPECT_EQ(page.at("page"), "cart");
+  EXPECT_EQ(page.at("mbid"), "paired");
+  EXPECT_FALSE(test::session(phone.uploads().at(2)[0]).contains("page"));
+}
+
+TEST_F(SessionTest, TheTimerRecordsTheOffsetOnceTheNetworkClockIsThere) {
+  phone.boot();
+  phone.initialize();
+  phone.sim.dispatcher->advance(2);
+  EXPECT_FALSE(phone.tracker().NTPtimeGetDone());
+  phone.runtime->networkClock().setOffset(-1.5);  // the device is behind
+  phone.sim.dispatcher->advance(1);
+  EXPECT_TRUE(phone.tracker().NTPtimeGetDone());
+  auto install = phone.document("Install");
+  const double now = phone.sim.clock->now();
+  EXPECT_EQ(install.at("installTime").as_double(), (now + 1.5) * 1000);
+  EXPECT_EQ(install.at("timeOffset").as_double(), 1500.0);
+  phone.sim.dispatcher->advance(10);
+  EXPECT_EQ(phone.sim.log->count("time sync done"), 1U);
+  EXPECT_EQ(test::session(phone.uploads().at(0)[0]).at("vtTz").as_int64(),
+            static_cast<std::int64_t>(test::Phone::kStart + 5) * 1000 + 1500);
+
+  // A later run with a synchronized clock changes the offset alone.
+  phone.boot();
+  phone.initialize();
+  phone.runtime->networkClock().setOffset(0.25);
+  phone.sim.dispatcher->advance(2);
+  EXPECT_EQ(phone.document("Install").at("installTime"), install.at("installTime"));
+  EXPECT_EQ(phone.document("Install").at("timeOffset").as_double(), -250.0);
+}
+
+TEST_F(SessionTest, AfterTheLocalTimeWasTakenATickWritesNothing) {
+  phone.launch();
+  const auto install = phone.document("Install");
+  phone.runtime->networkClock().setOffset(5);
+  phone.sim.dispatcher->advance(10);
+  EXPECT_EQ(phone.document("Install"), install);
+}
+
+}  // namespace
+}  // namespace zul

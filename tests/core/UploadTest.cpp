@@ -1,0 +1,238 @@
+#include <gtest/gtest.h>
+
+#include "Phone.h"
+
+namespace zul {
+namespace {
+
+using Answer = platform::SimulatedHttp::Answer;
+
+const Answer kAccepted{R"({"code":"RES001"})"};
+const Answer kRefused{R"({"code":"ERR9","msg":"too busy"})"};
+const Answer kUnreachable{"", 0, 0, "connection refused"};
+
+Answer after(double seconds, Answer answer) {
+  answer.delay = seconds;
+  return answer;
+}
+
+class UploadTest : public testing::Test {
+ protected:
+  UploadTest() {
+    phone.launch();
+    phone.sim.http->clearRequests();
+  }
+
+  // Reports an event that can be told from the others.
+  void event(const std::string& name) {
+    phone.tracker().setTempPairingData(Dictionary::fromJson("{\"event\":\"" + name + "\"}"));
+    phone.tracker().sendTransactionByPage();
+    phone.sim.dispatcher->run();
+  }
+  static std::string names(const boost::json::array& list) {
+    std::string names;
+    for (const auto& payload : list) names += json::string(test::session(payload), "event").value_or("?");
+    return names;
+  }
+  std::vector<std::string> sent() {
+    std::vector<std::string> lists;
+    for (const auto& list : phone.uploads()) lists.push_back(names(list));
+    return lists;
+  }
+  std::string queued() {
+    const auto text = json::string(phone.document("Json"), "QueueJsonList").value_or("?");
+    return text.empty() ? "" : names(boost::json::parse(text).as_array());
+  }
+  void answers(const std::vector<Answer>& answers) {
+    phone.sim.http->forget("dataRcv");
+    for (const auto& answer : answers) phone.sim.http->answer("dataRcv", answer);
+  }
+
+  test::Phone phone;
+};
+
+TEST_F(UploadTest, WhatIsNotAcceptedGoesOutAheadOfTheNext) {
+  const std::vector<Answer> notAccepted = {kRefused, kUnreachable, {"<html>", 500}, {""}, {"[]"}, {R"({"code":1})"}};
+  for (const auto& answer : notAccepted) {
+    phone.sim.http->clearRequests();
+    answers({answer});
+    event("a");
+    EXPECT_EQ(queued(), "a");
+    event("b");
+    EXPECT_EQ(queued(), "ab");
+    EXPECT_EQ(phone.journaled(), 0U);
+    answers({kAccepted});
+    event("c");
+    EXPECT_EQ(sent(), (std::vector<std::string>{"a", "ab", "abc"})) << answer.body;
+    EXPECT_EQ(queued(), "");
+    EXPECT_EQ(phone.journaled(), 0U);
+  }
+}
+
+TEST_F(UploadTest, TheCollectorLearnsWhyItWasNotAccepted) {
+  answers({kRefused, kUnreachable});
+  event("a");
+  event("b");
+  const auto errors = phone.sim.http->requests("errorRcv");
+  ASSERT_EQ(errors.size(), 2U);
+  const auto refused = *json::parseObject(*errors[0].body);
+  EXPECT_EQ(json::text(refused),
+            R"({"_qzno":1001,"errlog":"too busy","lng":"KO","cntr":"KR","tz":"0","os":"iOS 17.2",)"
+            R"("phone":"iPhone14,2","plat":"IOS","vendorId":"11111111-2222-3333-4444-555555555555","advtFlag":1})");
+  EXPECT_EQ(json::parseObject(*errors[1].body)->at("errlog"), "network error");
+  EXPECT_EQ(phone.sim.log->count("[SDK -> COLLECTOR]: too busy"), 1U);
+  EXPECT_EQ(phone.sim.log->count("[SDK -> COLLECTOR]: network error"), 1U);
+}
+
+TEST_F(UploadTest, AcceptanceProlongsTheSessionAndClearsWhatIsToldOnce) {
+  answers({after(3, kAccepted)});
+  phone.runtime->record().edit([](SessionJson& record) {
+    record.isDrUpdate = "Y";
+    record.openDl = "app://x";
+    record.saveToken = "Y";
+    record.uptAfv = "Y";
+  });
+  phone.store("DeeplinkReferrerInfo", "{}");
+  const auto commits = phone.sim.store->commits();
+  event("a");
+  EXPECT_LE(phone.sim.store->commits() - commits, 3U);
+  phone.sim.dispatcher->advance(3);
+  EXPECT_EQ(phone.document("Behavior").at("sessionExpireSec").as_double(), phone.sim.clock->now() + 1800);
+  const auto record = phone.runtime->record().sharedInstance();
+  EXPECT_EQ(record->isDrUpdate, "N");
+  EXPECT_EQ(record->openDl, "");
+  EXPECT_EQ(record->saveToken, "N");
+  EXPECT_EQ(record->uptAfv, "");
+  EXPECT_EQ(phone.document("DeeplinkReferrerInfo").at("openDl"), "");
+  EXPECT_FALSE(phone.document("InstallReferrerInfo").contains("isIrUpdate"));
+}
+
+TEST_F(UploadTest, WithNothingToSendNothingIsSent) {
+  phone.tracker().exceptionSendToServer();
+  phone.sim.dispatcher->run();
+  EXPECT_TRUE(sent().empty());
+  EXPECT_EQ(phone.sim.log->count("No finalJsonList data for send: "), 1U);
+  answers({kRefused});
+  event("a");
+  answers({kAccepted});
+  phone.tracker().exceptionSendToServer();
+  phone.sim.dispatcher->run();
+  EXPECT_EQ(sent(), (std::vector<std::string>{"a", "a"}));
+}
+
+TEST_F(UploadTest, WhereSendsOverlapNothingVanishes) {
+  struct Case {
+    Answer a, b;
+    std::string left;
+  };
+  const std::vector<Case> cases = {
+      {after(5, kAccepted), kRefused, "b"}, {after(5, kRefused), kAccepted, "a"}, {after(5, kRefused), kRefused, "ab"},
+      {after(5, kAccepted), kAccepted, ""}, {kRefused, after(5, kAccepted), "a"}, {kAccepted, after(5, kRefused), "b"},
+  };
+  for (const auto& [a, b, left] : cases) {
+    phone.sim.http->clearRequests();
+    answers({a, b, kAccepted});
+    phone.tracker().setTempPairingData(Dictionary::fromJson(R"({"event":"a"})"));
+    phone.tracker().sendTransactionByPage();
+    phone.tracker().setTempPairingData(Dictionary::fromJson(R"({"event":"b"})"));
+    phone.tracker().sendTransactionByPage();
+    phone.sim.dispatcher->advance(6);
+    EXPECT_EQ(queued(), left);
+    EXPECT_EQ(phone.journaled(), 0U);
+    event("c");
+    EXPECT_EQ(sent(), (std::vector<std::string>{"a", "b", left + "c"}));
+    EXPECT_EQ(queued(), "");
+  }
+}
+
+TEST_F(UploadTest, WhileFourRequestsAreOpenPayloadsGather) {
+  answers({after(5, kAccepted)});
+  for (const auto* name : {"a", "b", "c", "d", "e", "f", "g"}) event(name);
+  EXPECT_EQ(sent(), (std::vector<std::string>{"a", "b", "c", "d"}));
+  phone.sim.dispatcher->advance(11);
+  EXPECT_EQ(sent(), (std::vector<std::string>{"a", "b", "c", "d", "efg"}));
+  EXPECT_EQ(queued(), "");
+}
+
+TEST_F(UploadTest, AProcessThatDiesBeforeTheAnswerLosesNothing) {
+  answers({kRefused, after(60, kAccepted)});
+  event("a");
+  event("b");
+  event("c");
+  EXPECT_EQ(phone.journaled(), 2U);
+  phone.boot();
+  phone.tracker();
+  phone.sim.dispatcher->run();
+  EXPECT_EQ(queued(), "abc");
+  EXPECT_EQ(phone.journaled(), 0U);
+  phone.sim.http->clearRequests();
+  answers({kAccepted});
+  phone.initialize();
+  phone.sim.dispatcher->advance(6);
+  event("d");
+  EXPECT_EQ(sent(), (std::vector<std::string>{"abcd"}));
+}
+
+TEST_F(UploadTest, AnUnreadableQueueStandsInTheWayOnce) {
+  for (const std::string broken : {"[{\"SESSION\":", "{\"a\":1}", "null"}) {
+    const boost::json::object document{{"QueueJsonList", broken}};
+    phone.store("Json", json::text(document));
+    phone.launch();
+    phone.sim.http->clearRequests();
+    answers({kAccepted});
+    event("a");
+    EXPECT_TRUE(sent().empty());
+    event("b");
+    EXPECT_EQ(sent(), (std::vector<std::string>{"ab"})) << broken;
+    EXPECT_EQ(queued(), "");
+    const auto aside = phone.sim.store->load(platform::DocumentStore::Table::setAside, "Json.QueueJsonList");
+    EXPECT_EQ(aside.rows.at(0).text, broken);
+  }
+}
+
+TEST_F(UploadTest, ElementsThatAreNoPayloadsAreRemoved) {
+  phone.store("Json",
+              R"({"QueueJsonList":"[{\"SESSION\":{\"event\":\"a\"}},7,{},null,{\"SESSION\":{\"event\":\"b\"}}]"})");
+  phone.launch();
+  phone.sim.http->clearRequests();
+  event("c");
+  EXPECT_EQ(sent(), (std::vector<std::string>{"abc"}));
+  EXPECT_EQ(phone.sim.log->count("REMOVE Object: [7,{},null]"), 1U);
+}
+
+TEST_F(UploadTest, ALargeQueueIsStoredOnceASecondAndJournaledMeanwhile) {
+  boost::json::array large;
+  for (int n = 0; n < 100; ++n) {
+    large.push_back(boost::json::object{{"SESSION", {{"event", "x"}, {"filling", std::string(4096, 'x')}}}});
+  }
+  const boost::json::object document{{"QueueJsonList", json::text(boost::json::value(large))}};
+  phone.store("Json", json::text(document));
+  phone.launch();
+  phone.sim.http->clearRequests();
+  answers({kUnreachable});
+  const auto commits = phone.sim.store->commits();
+  for (const auto* name : {"a", "b", "c"}) event(name);
+  EXPECT_EQ(phone.sim.store->commits() - commits, 3U);
+  EXPECT_EQ(phone.journaled(), 3U);
+  EXPECT_EQ(queued(), std::string(100, 'x'));
+  EXPECT_EQ(sent().back(), std::string(100, 'x') + "abc");
+  phone.sim.dispatcher->advance(1);
+  EXPECT_EQ(phone.journaled(), 0U);
+  EXPECT_EQ(queued(), std::string(100, 'x') + "abc");
+}
+
+TEST_F(UploadTest, AFullDiskKeepsPayloadsInMemory) {
+  phone.sim.store->setFailing(true);
+  answers({kRefused});
+  event("a");
+  answers({kAccepted});
+  event("b");
+  EXPECT_EQ(sent(), (std::vector<std::string>{"a", "ab"}));
+  phone.sim.store->setFailing(false);
+  event("c");
+  EXPECT_EQ(queued(), "");
+  EXPECT_EQ(phone.journaled(), 0U);
+}
+
+}  // namespace
+}  // namespace zul

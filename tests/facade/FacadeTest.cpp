@@ -1,0 +1,136 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "Phone.h"
+#include "zul/ZULDebugger.h"
+#include "zul/ZULSession.h"
+#include "zul/ZULSessionVersion.h"
+
+namespace zul {
+namespace {
+
+class FacadeTest : public testing::Test {
+ protected:
+  FacadeTest() { phone.boot(); }
+  std::size_t logged(std::string_view text) { return phone.sim.log->count(text); }
+  test::Phone phone;
+};
+
+TEST_F(FacadeTest, InTheBackgroundOnlyTheCallbackAndTheConfigurationAreTaken) {
+  int called = 0;
+  const std::function<void()> callback = [&] { ++called; };
+  const auto configuration = std::make_shared<WebViewConfiguration>();
+  facade::initializeWithWebView(*phone.runtime, {std::nullopt, Application{ApplicationState::background}, callback},
+                                configuration);
+  phone.sim.dispatcher->advance(10);
+  EXPECT_EQ(logged("initEnd pass in Background"), 1U);
+  EXPECT_EQ(phone.runtime->trackerIfMade(), nullptr);
+  EXPECT_EQ(phone.runtime->webView().getConfiguration(), configuration);
+  EXPECT_EQ(called, 0);
+
+  phone.initialize(std::nullopt, ApplicationState::inactive);
+  phone.sim.dispatcher->advance(10);
+  EXPECT_TRUE(phone.tracker().getZULInitFlag());
+  EXPECT_EQ(logged("There is a custom webview configuration object passed to the sdk."), 1U);
+  EXPECT_EQ(called, 1);
+  phone.tracker().sendTransaction();
+  phone.sim.dispatcher->run();
+  EXPECT_EQ(called, 1);
+  EXPECT_EQ(logged("This event is not install on callDeferredLinkCallback function."), 1U);
+}
+
+TEST_F(FacadeTest, ACallbackThatThrowsHurtsNobody) {
+  phone.initialize(std::nullopt, ApplicationState::active, [] { throw 1; });
+  phone.sim.dispatcher->advance(6);
+  phone.tracker().sendTransaction();
+  phone.sim.dispatcher->run();
+  EXPECT_EQ(phone.uploads().size(), 2U);
+}
+
+TEST_F(FacadeTest, StoredAttributionIsToldAtTheFirstLook) {
+  phone.store("AttributionInfo", R"({"attributionInfo":{"installMedia":"m"}})");
+  std::vector<std::string> told;
+  facade::getAttributedInfo(*phone.runtime, [&](const Dictionary& info) { told.push_back(info.json()); });
+  phone.sim.dispatcher->advance(4.9);
+  EXPECT_TRUE(told.empty());
+  phone.sim.dispatcher->advance(0.2);
+  EXPECT_EQ(told, (std::vector<std::string>{R"({"installMedia":"m"})"}));
+  EXPECT_EQ(logged("break index in dealyed getAttributedInfo 0"), 1U);
+}
+
+TEST_F(FacadeTest, AttributionThatArrivesWhileWaitingIsTold) {
+  std::vector<double> told;
+  facade::getAttributedInfo(*phone.runtime, [&](const Dictionary& info) {
+    EXPECT_FALSE(info.empty());
+    told.push_back(phone.sim.dispatcher->now());
+  });
+  phone.sim.dispatcher->after(7.5, platform::Dispatcher::Queue::global, [&] {
+    phone.runtime->db().update("AttributionInfo", [](MutableDocument& document) {
+      document.setValue(boost::json::object{{"installMedia", "m"}}, "attributionInfo");
+    });
+  });
+  phone.sim.dispatcher->advance(20);
+  EXPECT_EQ(told, (std::vector<double>{8}));
+}
+
+TEST_F(FacadeTest, WithoutAttributionAnEmptyDictionaryComesAfterTenLooks) {
+  std::vector<double> told;
+  facade::getAttributedInfo(*phone.runtime, [&](const Dictionary& info) {
+    EXPECT_TRUE(info.empty());
+    told.push_back(phone.sim.dispatcher->now());
+  });
+  phone.sim.dispatcher->advance(60);
+  EXPECT_EQ(told, (std::vector<double>{15}));
+  EXPECT_EQ(logged("index in dealyed getAttributedInfo: 9"), 1U);
+  EXPECT_EQ(logged("index in dealyed getAttributedInfo: "), 10U);
+  EXPECT_EQ(logged("break index"), 0U);
+}
+
+// The process's own library, on a simulated platform.
+TEST(ZULSessionTest, TheStaticOperationsReachTheProcessesLibrary) {
+  test::Phone phone;
+  phone.configure(R"({"useMode":1,"isDebug":true,"accessToken":"t"})");
+  phone.store("Identify", R"({"buildMode":false})");
+  EXPECT_EQ(Tracker::getSharedInstance(), nullptr);
+  EXPECT_EQ(ZULDebugger::isDebug(), 0);
+  ASSERT_TRUE(ZULSession::setPlatform(phone.sim.platform()));
+  EXPECT_EQ(ZULSession::getSessionData().json(), "{}");  // the mode is not known yet
+  EXPECT_EQ(Tracker::getSharedInstance(), &Tracker::sharedInstance());
+  EXPECT_FALSE(ZULSession::setPlatform(phone.sim.platform()));
+
+  ZULSession::checkDebugMode(true);
+  ZULSession::setBlockingLogEventCallBeforeSdkInitComplete(true);
+  EXPECT_TRUE(ZULSession::getBlockingLogEventCallBeforeSdkInitComplete());
+  ZULSession::setBlockingLogEventCallBeforeSdkInitComplete(false);
+  EXPECT_FALSE(ZULSession::getZULSessionInitYN());
+  EXPECT_TRUE(ZULSession::checkNewSession());
+  ZULSession::initialization(std::nullopt, Application{});
+  phone.sim.dispatcher->advance(6);
+  EXPECT_TRUE(ZULSession::getZULSessionInitYN());
+  EXPECT_FALSE(ZULSession::checkNewSession());
+  EXPECT_EQ(ZULSession::getSessionData().string("buildMode"), "dev");
+  EXPECT_EQ(ZULSession::getDeferredUrl(), std::nullopt);
+  ZULSession::sendTransaction();
+  phone.sim.dispatcher->run();
+  EXPECT_EQ(phone.uploads().size(), 2U);
+
+  EXPECT_EQ(ZULDebugger::isDebug(), 1);
+  ZULDebugger::log("through the switch");
+  ZULDebugger::debugMode(0);
+  ZULDebugger::log("not printed");
+  ZULDebugger::adminLog("whatever the switch");
+  EXPECT_EQ(phone.sim.log->count("[D 👉 :facade_test<zul::ZULDebugger>:log]through the switch"), 1U);
+  EXPECT_EQ(phone.sim.log->count("not printed"), 0U);
+  EXPECT_EQ(phone.sim.log->count("]whatever the switch"), 1U);
+  // The process's library stays until the end, and so must the device it runs on.
+  new platform::SimulatedPlatform(phone.sim);
+}
+
+TEST(ZULSessionTest, TheVersionSymbols) {
+  EXPECT_STREQ(ZULSessionVersionString, "@(#)PROGRAM:ZULSession  PROJECT:ZULSession-1\n");
+  EXPECT_EQ(ZULSessionVersionNumber, 1.0);
+}
+
+}  // namespace
+}  // namespace zul

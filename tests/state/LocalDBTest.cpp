@@ -1,0 +1,204 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+
+#include "LocalDB.h"
+#include "SimulatedPlatform.h"
+
+namespace zul {
+namespace {
+
+using Table = platform::DocumentStore::Table;
+
+class LocalDBTest : public testing::Test {
+ protected:
+  // A new process on the same store.
+  LocalDB open() { return {sim.store, sim.dispatcher, Log(sim.clock, sim.log)}; }
+  std::string stored(const std::string& id) {
+    const auto rows = sim.store->load(Table::documents, id).rows;
+    return rows.empty() ? "" : rows.front().text;
+  }
+  void put(Table table, const std::string& key, const std::string& text) {
+    const platform::DocumentStore::Write write{table, key, text};
+    sim.store->commit({&write, 1});
+  }
+
+  platform::SimulatedPlatform sim;
+};
+
+TEST_F(LocalDBTest, KindsSurviveARestartAndStayApart) {
+  open().update("Behavior", [](MutableDocument& document) {
+    document.setInteger(5, "integer");
+    document.setDouble(5.0, "double");
+    document.setBoolean(true, "boolean");
+    document.setString("5", "string");
+    document.setString(std::nullopt, "none");
+  });
+  auto db = open();
+  const auto document = db.documentWithID("Behavior");
+  EXPECT_TRUE(document.valueForKey("integer").is_int64());
+  EXPECT_TRUE(document.valueForKey("double").is_double());
+  EXPECT_TRUE(document.valueForKey("boolean").is_bool());
+  EXPECT_EQ(document.stringForKey("string"), "5");
+  EXPECT_EQ(document.integerForKey("string"), 0);
+  EXPECT_TRUE(document.valueForKey("none").is_null());
+  EXPECT_FALSE(db.documentWithID("Install").exists());
+}
+
+TEST_F(LocalDBTest, UpdateExistingLeavesNoDocumentBehind) {
+  auto db = open();
+  db.updateExisting("Behavior", [](MutableDocument& document) { document.setInteger(1, "n"); });
+  EXPECT_EQ(stored("Behavior"), "");
+  db.update("Behavior", [](MutableDocument& document) { document.setInteger(1, "other"); });
+  db.updateExisting("Behavior", [](MutableDocument& document) { document.setInteger(2, "n"); });
+  EXPECT_EQ(stored("Behavior"), R"({"other":1,"n":2})");
+  db.replace("Behavior", [](MutableDocument& document) { document.setInteger(3, "n"); });
+  EXPECT_EQ(stored("Behavior"), R"({"n":3})");
+}
+
+TEST_F(LocalDBTest, ASnapshotStaysAsItWas) {
+  auto db = open();
+  db.update("Behavior", [](MutableDocument& document) { document.setInteger(1, "n"); });
+  const auto before = db.documentWithID("Behavior");
+  db.update("Behavior", [](MutableDocument& document) { document.setInteger(2, "n"); });
+  EXPECT_EQ(before.integerForKey("n"), 1);
+  const auto loads = sim.store->loads();
+  for (int i = 0; i < 10; ++i) db.documentWithID("Behavior");
+  EXPECT_EQ(sim.store->loads(), loads);
+}
+
+TEST_F(LocalDBTest, ATransactionIsOneCommitThatSeesItself) {
+  auto db = open();
+  const auto commits = sim.store->commits();
+  std::vector<std::string> order;
+  db.transaction([&] {
+    db.update("A", [](MutableDocument& document) { document.setInteger(1, "n"); });
+    db.afterCommit([&] { order.push_back("after:" + stored("B")); });
+    const auto seen = db.documentWithID("A").integerForKey("n");
+    db.update("B", [&](MutableDocument& document) { document.setInteger(seen + 1, "n"); });
+    EXPECT_EQ(stored("A"), "");
+    order.emplace_back("work");
+  });
+  EXPECT_EQ(sim.store->commits(), commits + 1);
+  EXPECT_EQ(order, (std::vector<std::string>{"work", R"(after:{"n":2})"}));
+}
+
+TEST_F(LocalDBTest, ATransactionThatThrowsChangesNothing) {
+  auto db = open();
+  db.update("A", [](MutableDocument& document) { document.setInteger(1, "n"); });
+  EXPECT_THROW(db.transaction([&] {
+    db.update("A", [](MutableDocument& document) { document.setInteger(2, "n"); });
+    throw std::runtime_error("no");
+  }),
+               std::runtime_error);
+  EXPECT_EQ(db.documentWithID("A").integerForKey("n"), 1);
+  EXPECT_EQ(stored("A"), R"({"n":1})");
+  db.update("A", [](MutableDocument& document) { document.setInteger(3, "n"); });
+  EXPECT_EQ(stored("A"), R"({"n":3})");
+}
+
+TEST_F(LocalDBTest, AWriteThatChangesNothingTouchesNoDisk) {
+  auto db = open();
+  db.update("A", [](MutableDocument& document) { document.setInteger(1, "n"); });
+  const auto commits = sim.store->commits();
+  db.update("A", [](MutableDocument& document) { document.setInteger(1, "n"); });
+  EXPECT_EQ(sim.store->commits(), commits);
+}
+
+TEST_F(LocalDBTest, ConcurrentWritersLoseNothing) {
+  auto db = open();
+  constexpr int kWrites = 2000;
+  const auto write = [&] {
+    for (int i = 0; i < kWrites; ++i) {
+      db.update("A", [](MutableDocument& document) { document.setInteger(document.integerForKey("n") + 1, "n"); });
+    }
+  };
+  std::thread other(write);
+  write();
+  other.join();
+  EXPECT_EQ(db.documentWithID("A").integerForKey("n"), 2 * kWrites);
+}
+
+TEST_F(LocalDBTest, AFullDiskIsToldOnceAndMadeUpForLater) {
+  auto db = open();
+  sim.store->setFailing(true);
+  db.update("A", [](MutableDocument& document) { document.setInteger(1, "n"); });
+  db.journal(std::make_shared<const std::string>("{}"));
+  db.update("A", [](MutableDocument& document) { document.setInteger(2, "n"); });
+  EXPECT_EQ(db.documentWithID("A").integerForKey("n"), 2);
+  EXPECT_EQ(sim.log->count("disk full"), 1U);
+  sim.store->setFailing(false);
+  db.update("B", [](MutableDocument& document) { document.setInteger(1, "n"); });
+  EXPECT_EQ(stored("A"), R"({"n":2})");
+  EXPECT_EQ(sim.store->loadAll(Table::journal).rows.size(), 1U);
+}
+
+TEST_F(LocalDBTest, ADamagedStoreIsWrittenAnew) {
+  auto db = open();
+  db.update("A", [](MutableDocument& document) { document.setInteger(1, "n"); });
+  db.journal(std::make_shared<const std::string>("{\"p\":1}"));
+  sim.store->damage();
+  db.update("B", [](MutableDocument& document) { document.setInteger(2, "n"); });
+  EXPECT_EQ(stored("A"), R"({"n":1})");
+  EXPECT_EQ(stored("B"), R"({"n":2})");
+  EXPECT_EQ(sim.store->loadAll(Table::journal).rows.size(), 1U);
+  EXPECT_EQ(sim.log->count("set aside"), 1U);
+}
+
+TEST_F(LocalDBTest, AnUnreadableDocumentIsSetAsideAndBegunAnew) {
+  put(Table::documents, "A", "{\"n\":");
+  auto db = open();
+  EXPECT_FALSE(db.documentWithID("A").exists());
+  db.update("A", [](MutableDocument& document) { document.setInteger(1, "n"); });
+  EXPECT_EQ(stored("A"), R"({"n":1})");
+  EXPECT_EQ(sim.store->load(Table::setAside, "A").rows.front().text, "{\"n\":");
+}
+
+// A store whose reads fail for a while.
+class UnreadableStore final : public platform::DocumentStore {
+ public:
+  explicit UnreadableStore(std::shared_ptr<platform::DocumentStore> store) : store_(std::move(store)) {}
+  Loaded load(Table table, std::string_view key) override {
+    return failing ? Loaded{Status::failed, {}} : store_->load(table, key);
+  }
+  Loaded loadAll(Table table) override { return failing ? Loaded{Status::failed, {}} : store_->loadAll(table); }
+  Status commit(std::span<const Write> writes) override { return store_->commit(writes); }
+
+  bool failing = true;
+
+ private:
+  std::shared_ptr<platform::DocumentStore> store_;
+};
+
+TEST_F(LocalDBTest, WhatCouldNotBeReadIsNotOverwritten) {
+  put(Table::documents, "A", R"({"old":1,"n":1})");
+  put(Table::journal, "1", "{\"old\":1}");
+  auto unreadable = std::make_shared<UnreadableStore>(sim.store);
+  LocalDB db(unreadable, sim.dispatcher, Log(sim.clock, sim.log));
+  db.update("A", [](MutableDocument& document) { document.setInteger(2, "n"); });
+  db.journal(std::make_shared<const std::string>("{\"new\":1}"));
+  EXPECT_EQ(stored("A"), R"({"old":1,"n":1})");
+  unreadable->failing = false;
+  db.update("B", [](MutableDocument& document) { document.setInteger(1, "n"); });
+  EXPECT_EQ(stored("A"), R"({"old":1,"n":2})");
+  EXPECT_EQ(sim.store->loadAll(Table::journal).rows.size(), 2U);
+}
+
+TEST_F(LocalDBTest, TheJournalKeepsItsOrderOverARestart) {
+  auto first = open();
+  for (int i = 0; i < 12; ++i) first.journal(std::make_shared<const std::string>(std::to_string(i)));
+  auto second = open();
+  const auto late = second.journal(std::make_shared<const std::string>("late"));
+  const auto leftOver = second.takeLeftOver();
+  ASSERT_EQ(leftOver.size(), 12U);
+  int expected = 0;
+  for (const auto& [id, text] : leftOver) {
+    EXPECT_EQ(*text, std::to_string(expected++));
+    EXPECT_LT(id, late);
+  }
+  EXPECT_TRUE(second.takeLeftOver().empty());
+}
+
+}  // namespace
+}  // namespace zul

@@ -190,7 +190,7 @@ class Tracker {
   void readLaunchLink(const Launch& launchOptions);
   void completeStart();
   void releaseEventsBeforeInit();
-  void takeToken(const std::string& token);
+  void takeToken(const std::optional<std::string>& token);
   void storeInstallTime(double milliseconds);
   bool sessionExpired();
   void accountNewSession();

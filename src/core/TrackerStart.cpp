@@ -166,7 +166,7 @@ void Tracker::shortStart() {
 void Tracker::authorizationCheckWithAuthToken(const std::optional<std::string>& token) {
   accessTokenRequestDone_ = false;
   if (!token.value_or("").empty()) {
-    takeToken(*token);
+    takeToken(token);
     accessTokenRequestDone_ = true;
   } else {
     // Starting a request computes its headers; the host's thread is spared that.
@@ -174,7 +174,7 @@ void Tracker::authorizationCheckWithAuthToken(const std::optional<std::string>& 
   }
 }
 
-void Tracker::takeToken(const std::string& token) {
+void Tracker::takeToken(const std::optional<std::string>& token) {
   services_.db.transaction([&] {
     services_.db.replace("AppInfo", [&](MutableDocument& appInfo) { appInfo.setString(token, "accessToken"); });
     sessionController_.saveAppInfo(zulAuthorizationKey_);
@@ -189,11 +189,11 @@ void Tracker::requestToken() {
           sendErrorLog("AccessToken Request Error", "DEBUG_ZUL_REQUEST_ACCESSTOKEN: AccessToken Request Error");
           return;
         }
-        const auto answer = NetworkManager::responseDictionary(response.body);
+        const auto answer = NetworkManager::getResponseDictionary(response.body);
         log_.debug("DEBUG_ZUL_REQUEST_ACCESSTOKEN: " + (answer ? json::text(*answer) : "(null)"));
-        const auto token = answer ? json::string(*answer, "token").value_or("") : std::string();
+        const auto token = answer ? json::string(*answer, "token") : std::nullopt;
         takeToken(token);
-        if (!token.empty()) accessTokenRequestDone_ = true;
+        if (!token.value_or("").empty()) accessTokenRequestDone_ = true;
       });
 }
 

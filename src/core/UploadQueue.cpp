@@ -142,7 +142,7 @@ void UploadQueue::complete(const Entries& list, bool success, const platform::Ht
     keep(list);
     return;
   }
-  const auto answer = NetworkManager::responseDictionary(response.body);
+  const auto answer = NetworkManager::getResponseDictionary(response.body);
   log_.info("RES [SDK <- COLLECTOR_Tracker]: " + (answer ? json::text(*answer) : "(null)"));
   if (answer && json::string(*answer, "code") == "RES001") {
     accept(list, *answer);

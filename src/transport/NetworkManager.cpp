@@ -132,11 +132,11 @@ std::optional<std::string> NetworkManager::changeURLEncoding(std::string_view te
   return percentEncode(text);
 }
 
-std::optional<boost::json::object> NetworkManager::responseDictionary(const std::optional<std::string>& body) {
+std::optional<boost::json::object> NetworkManager::getResponseDictionary(const std::optional<std::string>& body) {
   return body ? json::parseObject(*body) : std::nullopt;
 }
 
-std::optional<boost::json::array> NetworkManager::responseArray(const std::optional<std::string>& body) {
+std::optional<boost::json::array> NetworkManager::getResponseArray(const std::optional<std::string>& body) {
   auto value = body ? json::parse(*body) : std::nullopt;
   if (!value || !value->is_array()) return std::nullopt;
   return std::move(value->get_array());

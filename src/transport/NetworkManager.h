@@ -77,8 +77,8 @@ class NetworkManager {
   std::string getVendorId() const { return identity_.vendorId(); }
 
   /// An answer's body as the kind of JSON that the caller expects; none when it is anything else.
-  static std::optional<boost::json::object> responseDictionary(const std::optional<std::string>& body);
-  static std::optional<boost::json::array> responseArray(const std::optional<std::string>& body);
+  static std::optional<boost::json::object> getResponseDictionary(const std::optional<std::string>& body);
+  static std::optional<boost::json::array> getResponseArray(const std::optional<std::string>& body);
 
  private:
   enum class Auth : std::size_t { token, fingerprint, zul };

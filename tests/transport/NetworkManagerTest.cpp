@@ -208,15 +208,15 @@ TEST_F(NetworkManagerTest, firstRequestsMayComeFromManyThreads) {
 }
 
 TEST(NetworkManager, answersThatAreNotWhatTheyShouldBeGiveNothing) {
-  EXPECT_EQ(NetworkManager::responseDictionary(R"({"code":"RES001"})")->at("code"), "RES001");
-  EXPECT_EQ(NetworkManager::responseArray("[1,2]")->size(), 2U);
+  EXPECT_EQ(NetworkManager::getResponseDictionary(R"({"code":"RES001"})")->at("code"), "RES001");
+  EXPECT_EQ(NetworkManager::getResponseArray("[1,2]")->size(), 2U);
   const std::optional<std::string> neither[] = {
       std::nullopt, "", "null", "\"x\"", "{\"a\":", "[1", "{} x", "[]]", std::string(1 << 20, '['), "\xFF"};
   for (const auto& body : neither) {
-    EXPECT_FALSE(NetworkManager::responseDictionary(body) || NetworkManager::responseArray(body))
+    EXPECT_FALSE(NetworkManager::getResponseDictionary(body) || NetworkManager::getResponseArray(body))
         << body.value_or("none").substr(0, 20);
   }
-  EXPECT_FALSE(NetworkManager::responseDictionary("[]") || NetworkManager::responseArray("{}"));
+  EXPECT_FALSE(NetworkManager::getResponseDictionary("[]") || NetworkManager::getResponseArray("{}"));
 }
 
 }  // namespace

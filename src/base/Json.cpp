@@ -8,13 +8,17 @@
 #include <cmath>
 #include <limits>
 
+#include "Utf8.h"
+
 namespace zul::json {
 
 namespace {
 
-// 0: as it stands; 'u': as \u00XX; else the letter behind the backslash.
+// 0: as it stands; 'u': as \u00XX; kBeyondAscii: a piece of UTF-8; else the letter behind the backslash.
+constexpr char kBeyondAscii = 1;
 constexpr std::array<char, 256> kEscapes = [] {
   std::array<char, 256> table{};
+  for (int c = 0x80; c < 0x100; ++c) table[c] = kBeyondAscii;
   for (int c = 0; c < 0x20; ++c) table[c] = 'u';
   table['"'] = '"';
   table['\\'] = '\\';
@@ -88,10 +92,12 @@ void newLine(std::string& out, int depth) {
 
 }  // namespace
 
-std::optional<boost::json::value> parse(std::string_view text) noexcept {
+std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDepth) noexcept {
   try {
     boost::json::error_code error;
-    auto value = boost::json::parse(text, error);
+    boost::json::parse_options options;
+    options.max_depth = maxDepth;
+    auto value = boost::json::parse(text, error, {}, options);
     if (error) return std::nullopt;
     return value;
   } catch (...) {
@@ -107,12 +113,23 @@ std::optional<boost::json::object> parseObject(std::string_view text) noexcept {
 
 void appendQuoted(std::string& out, std::string_view value) {
   static constexpr char kHex[] = "0123456789abcdef";
+  static constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
   out += '"';
   std::size_t copied = 0;
   for (std::size_t i = 0; i < value.size(); ++i) {
     const auto byte = static_cast<unsigned char>(value[i]);
     const char escape = kEscapes[byte];
     if (escape == 0) continue;
+    if (escape == kBeyondAscii) {
+      if (const auto length = utf8Length(value, i); length != 0) {
+        i += length - 1;
+        continue;
+      }
+      out.append(value, copied, i - copied);
+      copied = i + 1;
+      out += kReplacement;
+      continue;
+    }
     out.append(value, copied, i - copied);
     copied = i + 1;
     out += '\\';

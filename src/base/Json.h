@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/json/fwd.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -12,13 +13,17 @@
 /// is always written with a fraction or an exponent, so that it comes back as one.
 namespace zul::json {
 
-/// The value of a whole text; none when the text is not valid JSON or is nested too deep to be honest.
-std::optional<boost::json::value> parse(std::string_view text) noexcept;
+/// Levels of nesting that an honest text stays below.
+constexpr std::size_t kMaxDepth = 64;
+
+/// The value of a whole text; none when the text is not valid JSON or is nested too deep.
+std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDepth = kMaxDepth) noexcept;
 
 /// The same where only an object will do.
 std::optional<boost::json::object> parseObject(std::string_view text) noexcept;
 
-/// Compact text. Numbers that JSON cannot write (infinity, not a number) become null.
+/// Compact text, always valid: numbers that JSON cannot write (infinity, not a number) become null, bytes that are
+/// not UTF-8 become U+FFFD.
 std::string text(const boost::json::value& value);
 std::string text(const boost::json::object& object);
 void append(std::string& out, const boost::json::object& object);
@@ -27,7 +32,7 @@ void append(std::string& out, const boost::json::object& object);
 /// `depth` levels of indentation.
 void appendPretty(std::string& out, std::string_view compact, int depth);
 
-/// Appends `value` to `out` as a quoted JSON string.
+/// Appends `value` to `out` as a quoted JSON string, bytes that are not UTF-8 as U+FFFD.
 void appendQuoted(std::string& out, std::string_view value);
 
 /// Typed reads: an absent key or the wrong kind gives the empty value.

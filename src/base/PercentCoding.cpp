@@ -71,24 +71,4 @@ std::optional<std::string> percentDecode(std::string_view text) {
   return out;
 }
 
-bool isUtf8(std::string_view text) noexcept {
-  std::size_t i = 0;
-  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-  while (i < text.size()) {
-    const unsigned first = byte(i++);
-    if (first < 0x80) continue;
-    const int more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
-    if (first < 0xC2 || first > 0xF4 || text.size() - i < static_cast<std::size_t>(more)) return false;
-    unsigned code = first & (0x3F >> more);
-    for (int k = 0; k < more; ++k) {
-      const unsigned next = byte(i++);
-      if ((next & 0xC0) != 0x80) return false;
-      code = code << 6 | (next & 0x3F);
-    }
-    constexpr unsigned kSmallest[] = {0, 0x80, 0x800, 0x10000};
-    if (code < kSmallest[more] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) return false;
-  }
-  return true;
-}
-
 }  // namespace zul

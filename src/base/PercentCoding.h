@@ -17,7 +17,4 @@ char* percentEncode(std::string_view text, char* out) noexcept;
 /// None when a percent sign is not followed by two hexadecimal digits. A plus sign stays one.
 std::optional<std::string> percentDecode(std::string_view text);
 
-/// True when `text` is well-formed UTF-8.
-bool isUtf8(std::string_view text) noexcept;
-
 }  // namespace zul

@@ -258,7 +258,8 @@ void UploadQueue::load() {
 UploadQueue::Entries UploadQueue::parsed(const std::string& text) {
   Entries entries;
   if (text.empty()) return entries;
-  const auto list = json::parse(text);
+  // Whatever could be accepted as a payload must be readable within the list, a few levels further in.
+  const auto list = json::parse(text, 2 * json::kMaxDepth);
   if (!list || !list->is_array()) {
     log_.error("The stored queue could not be read and was set aside.");
     db_.setAside("Json.QueueJsonList", text);

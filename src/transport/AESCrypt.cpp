@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "PercentCoding.h"
+#include "Utf8.h"
 
 namespace zul {
 

@@ -12,6 +12,7 @@
 #include "Json.h"
 #include "PercentCoding.h"
 #include "UploadBody.h"
+#include "Utf8.h"
 #include "zul/Deployment.h"
 #include "zul/platform/Dispatcher.h"
 

@@ -36,6 +36,13 @@ TEST(Json, TextsSurviveWhateverTheyContain) {
   EXPECT_EQ(json::parseObject(json::text(object)), object);
 }
 
+// Text from a host may be anything; what is written must be readable at the next start.
+TEST(Json, BytesThatAreNoTextAreReplaced) {
+  const boost::json::object object{{"a\xFF", "x\xC3(\xED\xA0\x80\xF0\x9F\x91\x89\xE2\x82"}};
+  EXPECT_EQ(json::text(object), "{\"a\uFFFD\":\"x\uFFFD(\uFFFD\uFFFD\uFFFD\U0001F449\uFFFD\uFFFD\"}");
+  EXPECT_TRUE(json::parse(json::text(object)));
+}
+
 TEST(Json, HostileTextIsNone) {
   for (const std::string text : {"", "{", "[1,]", "{\"a\":1}x", "nul", "\"\xff\"", "{\"a\":\"\\ud800\"}"}) {
     EXPECT_FALSE(json::parse(text)) << text;

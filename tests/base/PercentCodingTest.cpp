@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "PercentCoding.h"
+#include "Utf8.h"
 
 namespace zul {
 namespace {

@@ -7,6 +7,7 @@
 #include <boost/json.hpp>
 
 #include "PercentCoding.h"
+#include "Utf8.h"
 
 namespace zul::collector {
 

@@ -8,6 +8,7 @@
 #include <cstddef>
 
 #include "PercentCoding.h"
+#include "Utf8.h"
 
 namespace zul::collector {
 

@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "PercentCoding.h"
 #include "PlistShape.h"
+#include "Utf8.h"
 
 namespace zul::platform {
 

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "LinuxDispatcher.h"
+#include "AsioDispatcher.h"
 
 namespace zul::platform {
 namespace {
@@ -50,10 +50,10 @@ int threadsNamed(const std::string& wanted) {
   return count;
 }
 
-TEST(LinuxDispatcher, KeepsOrderOnMainAndSerialQueues) {
+TEST(AsioDispatcher, KeepsOrderOnMainAndSerialQueues) {
   constexpr int kPosters = 3;
   constexpr int kTasks = 300;
-  LinuxDispatcher dispatcher;
+  AsioDispatcher dispatcher;
   const auto queue = dispatcher.serialQueue();
   // Plain vectors: tasks of one queue that ran side by side would be a data race.
   std::vector<int> onMain(kPosters, 0);
@@ -81,13 +81,13 @@ TEST(LinuxDispatcher, KeepsOrderOnMainAndSerialQueues) {
   EXPECT_EQ(onSerial, std::vector<int>(kPosters, kTasks));
 }
 
-TEST(LinuxDispatcher, StartsThreadsOnlyWhenTheyAreNeeded) {
-  LinuxDispatcher dispatcher;
+TEST(AsioDispatcher, StartsThreadsOnlyWhenTheyAreNeeded) {
+  AsioDispatcher dispatcher;
   ASSERT_TRUE(becomesTrue([] { return threadsNamed("zul-work") + threadsNamed("zul-main") == 0; }));
 
   for (int i = 0; i < 2000; ++i) dispatcher.async(Queue::global, [] {});
   ASSERT_TRUE(drains(dispatcher, Queue::global));
-  EXPECT_LE(threadsNamed("zul-work"), 3);  // one, but for a machine that stalls
+  EXPECT_LT(threadsNamed("zul-work"), 5);  // one, but for a machine that stalls
 
   // Seven blocked tasks do not hold up the others, and their workers go when the need is over.
   std::promise<void> release;
@@ -105,8 +105,21 @@ TEST(LinuxDispatcher, StartsThreadsOnlyWhenTheyAreNeeded) {
   EXPECT_TRUE(becomesTrue([] { return threadsNamed("zul-work") == 1; }));
 }
 
-TEST(LinuxDispatcher, RunsTimersInTheOrderTheyFallDue) {
-  LinuxDispatcher dispatcher;
+// The main queue sleeps for seconds when the attribution is waited for; the start-up's completion must not.
+TEST(AsioDispatcher, NeitherASleepingMainQueueNorABlockedWorkerHoldsUpAGlobalTimer) {
+  AsioDispatcher dispatcher;
+  std::promise<void> fired;
+  std::promise<void> release;
+  const auto released = release.get_future().share();
+  dispatcher.async(Queue::main, [&dispatcher] { dispatcher.sleep(60); });
+  dispatcher.async(Queue::global, [released] { released.wait(); });
+  dispatcher.after(0.05, Queue::global, [&fired] { fired.set_value(); });
+  EXPECT_TRUE(arrives(fired.get_future()));
+  release.set_value();
+}
+
+TEST(AsioDispatcher, RunsTimersInTheOrderTheyFallDue) {
+  AsioDispatcher dispatcher;
   std::vector<int> order;
   std::promise<void> done;
   dispatcher.after(0.06, Queue::main, [&] {
@@ -124,8 +137,8 @@ TEST(LinuxDispatcher, RunsTimersInTheOrderTheyFallDue) {
   EXPECT_TRUE(arrives(onWorker.get_future()));
 }
 
-TEST(LinuxDispatcher, RepeatsUntilTheHandleGoes) {
-  auto dispatcher = std::make_unique<LinuxDispatcher>();
+TEST(AsioDispatcher, RepeatsUntilTheHandleGoes) {
+  auto dispatcher = std::make_unique<AsioDispatcher>();
   std::atomic<int> ticks = 0;
   std::unique_ptr<Timer> timer;
   std::promise<void> endedItself;
@@ -147,23 +160,29 @@ TEST(LinuxDispatcher, RepeatsUntilTheHandleGoes) {
   EXPECT_EQ(ticks, 3);
 }
 
-TEST(LinuxDispatcher, LeavesMissedTicksOut) {
-  LinuxDispatcher dispatcher;
+TEST(AsioDispatcher, LeavesMissedTicksOut) {
+  AsioDispatcher dispatcher;
   std::promise<void> release;
-  dispatcher.async(Queue::main, [&] { release.get_future().wait(); });
   std::atomic<int> ticks = 0;
+  dispatcher.async(Queue::main, [&] { release.get_future().wait(); });
   const auto timer = dispatcher.repeat(0.02, [&] { ++ticks; });
-  std::promise<void> later;
-  dispatcher.after(0.2, Queue::global, [&] { later.set_value(); });
-  EXPECT_NE(later.get_future().wait_for(300ms), std::future_status::ready);  // the timers share the main thread
+  dispatcher.sleep(0.2);
+  int seen = 0;
+  std::promise<void> done;
+  // The second task stands behind every tick that was made up for.
+  dispatcher.async(Queue::main, [&] {
+    dispatcher.async(Queue::main, [&] {
+      seen = ticks;
+      done.set_value();
+    });
+  });
   release.set_value();
-  ASSERT_TRUE(becomesTrue([&] { return ticks > 0; }));
-  ASSERT_TRUE(drains(dispatcher, Queue::main));
-  EXPECT_LT(ticks, 10);
+  ASSERT_TRUE(arrives(done.get_future()));
+  EXPECT_LE(seen, 3);
 }
 
-TEST(LinuxDispatcher, StopsWhileOthersPost) {
-  LinuxDispatcher dispatcher;
+TEST(AsioDispatcher, StopsWhileOthersPost) {
+  AsioDispatcher dispatcher;
   const auto queue = dispatcher.serialQueue();
   std::atomic<bool> enough = false;
   std::atomic<int> started = 0;
@@ -190,8 +209,8 @@ TEST(LinuxDispatcher, StopsWhileOthersPost) {
   EXPECT_EQ(started, atStop);
 }
 
-TEST(LinuxDispatcher, StopsFromItsOwnTaskWithoutWaitingForItself) {
-  LinuxDispatcher dispatcher;
+TEST(AsioDispatcher, StopsFromItsOwnTaskWithoutWaitingForItself) {
+  AsioDispatcher dispatcher;
   std::promise<void> stopped;
   bool later = false;
   dispatcher.async(Queue::main, [&] {
@@ -203,14 +222,14 @@ TEST(LinuxDispatcher, StopsFromItsOwnTaskWithoutWaitingForItself) {
   EXPECT_FALSE(later);
 }
 
-TEST(LinuxDispatcher, HandsMainTasksToTheHostsLoop) {
+TEST(AsioDispatcher, HandsMainTasksToTheHostsLoop) {
   std::mutex mutex;
   std::vector<Task> loop;
   const auto size = [&] {
     const std::lock_guard lock(mutex);
     return loop.size();
   };
-  auto dispatcher = std::make_unique<LinuxDispatcher>([&](Task task) {
+  auto dispatcher = std::make_unique<AsioDispatcher>([&](Task task) {
     const std::lock_guard lock(mutex);
     loop.push_back(std::move(task));
   });
@@ -229,10 +248,10 @@ TEST(LinuxDispatcher, HandsMainTasksToTheHostsLoop) {
   EXPECT_EQ(ran.size(), 2u);
 }
 
-TEST(LinuxDispatcher, DestroysWhatItNeverStarted) {
+TEST(AsioDispatcher, DestroysWhatItNeverStarted) {
   const auto held = std::make_shared<int>();
   {
-    auto dispatcher = std::make_shared<LinuxDispatcher>();
+    auto dispatcher = std::make_shared<AsioDispatcher>();
     const std::shared_ptr<SerialQueue> queue = dispatcher->serialQueue();
     std::promise<void> entered;
     std::promise<void> release;

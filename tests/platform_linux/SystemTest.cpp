@@ -1,0 +1,229 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <thread>
+
+#include "LinuxDevice.h"
+#include "LinuxUserDefaults.h"
+#include "LoopbackServer.h"
+#include "NetlinkReachability.h"
+#include "StderrSink.h"
+#include "TemporaryFolder.h"
+#include "zul/Platform.h"
+#include "zul/platform/Bundle.h"
+#include "zul/platform/Dispatcher.h"
+#include "zul/platform/DocumentStore.h"
+#include "zul/platform/HttpClient.h"
+#include "zul/platform/UserDefaults.h"
+
+namespace zul::platform {
+namespace {
+
+using test::TemporaryFolder;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::Not;
+
+TEST(LinuxDevice, ReadsTheLocaleVariables) {
+  using Tags = std::vector<std::string>;
+  struct Case {
+    LocaleVariables variables;
+    Tags languages;
+    std::optional<std::string> country;
+  };
+  const Case cases[] = {
+      {{nullptr, nullptr, "ko_KR.UTF-8", nullptr}, {"ko-KR"}, "KR"},
+      {{"de_AT@euro", "fr_FR", "ko_KR", nullptr}, {"de-AT"}, "AT"},
+      {{"", "fr_FR", "ko_KR", nullptr}, {"fr-FR"}, "FR"},
+      {{nullptr, nullptr, "en_US.UTF-8", "pt_BR:pt::C:en"}, {"pt-BR", "pt", "en"}, "US"},
+      {{nullptr, nullptr, "eo", ""}, {"eo"}, std::nullopt},
+      {{"C.UTF-8", nullptr, "ko_KR", "fr"}, {"en"}, std::nullopt},
+      {{nullptr, "POSIX", nullptr, nullptr}, {"en"}, std::nullopt},
+      {{}, {"en"}, std::nullopt},
+  };
+  for (const auto& [variables, languages, country] : cases) {
+    DeviceValues values;
+    readLocale(variables, values);
+    EXPECT_EQ(values.preferredLanguages, languages);
+    EXPECT_EQ(values.countryCode, country);
+  }
+}
+
+TEST(LinuxDevice, TellsOneIdentifierForEachApplication) {
+  const auto values = LinuxDevice("com.example.app").read();
+  EXPECT_THAT(values->vendorIdentifier, testing::MatchesRegex("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
+  EXPECT_EQ(values->vendorIdentifier, LinuxDevice("com.example.app").read()->vendorIdentifier);
+  EXPECT_NE(values->vendorIdentifier, LinuxDevice("com.example.other").read()->vendorIdentifier);
+  EXPECT_NE(values->model, "");
+  EXPECT_NE(values->systemVersion, "");
+  EXPECT_FALSE(values->advertisingTrackingEnabled);
+}
+
+TEST(LinuxUserDefaults, KeepsValuesAcrossRestarts) {
+  const TemporaryFolder folder;
+  const std::string file = folder.path("made/defaults.json");
+  {
+    LinuxUserDefaults defaults(file);
+    EXPECT_FALSE(defaults.number("offset"));
+    defaults.setNumber("offset", -1.0000000001);
+    defaults.setNumber("whole", 7);
+    defaults.setNumber("gone", 1);
+    defaults.setNumber("gone", std::nan(""));
+  }
+  LinuxUserDefaults defaults(file);
+  EXPECT_EQ(defaults.number("offset"), -1.0000000001);
+  EXPECT_EQ(defaults.number("whole"), 7);
+  EXPECT_FALSE(defaults.number("gone"));
+
+  struct stat info {};
+  ASSERT_EQ(stat(file.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+  ASSERT_EQ(stat(folder.path("made").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0700u);
+
+  for (const char* broken : {"", "{\"offset\":", "[1]", "{\"offset\":\"text\"}"}) {
+    folder.write("made/defaults.json", broken);
+    LinuxUserDefaults poisoned(file);
+    EXPECT_FALSE(poisoned.number("offset")) << broken;
+    poisoned.setNumber("offset", 3);
+    EXPECT_EQ(LinuxUserDefaults(file).number("offset"), 3);
+  }
+}
+
+TEST(NetlinkReachability, KnowsThisMachineAndTheRouteToTheWorld) {
+  NetlinkReachability reachability;
+  for (const char* host : {"localhost", "LOCALHOST", "collector.localhost", "127.0.0.1", "127.9.9.9", "::1"}) {
+    EXPECT_EQ(reachability.flags(host), Reachability::kReachable) << host;
+  }
+  EXPECT_EQ(reachability.flags("collector.example"), reachability.flags("127.0.0.1.example"));
+}
+
+TEST(NetlinkReachability, SeesThatThereIsNoRoute) {
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    // A network of its own has no route at all.
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0 && unshare(CLONE_NEWNET) != 0) _exit(2);
+    _exit(NetlinkReachability().flags("collector.example") == 0u ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "no network of its own to be had here";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+/// The standard error stream leads elsewhere for as long as this lives.
+class Redirected {
+ public:
+  explicit Redirected(int to) : before_(dup(STDERR_FILENO)) { dup2(to, STDERR_FILENO); }
+  ~Redirected() {
+    dup2(before_, STDERR_FILENO);
+    close(before_);
+  }
+  Redirected(const Redirected&) = delete;
+  Redirected& operator=(const Redirected&) = delete;
+
+ private:
+  const int before_;
+};
+
+TEST(StderrSink, KeepsLinesWholeAndOutlivesItsReader) {
+  const TemporaryFolder folder;
+  StderrSink sink;
+  const int file = open(folder.path("log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  {
+    const Redirected redirected(file);
+    std::vector<std::thread> writers;
+    for (int i = 0; i < 3; ++i) {
+      writers.emplace_back([&] {
+        for (int line = 0; line < 100; ++line) sink.write("a line of the log\n");
+      });
+    }
+    for (auto& writer : writers) writer.join();
+  }
+  close(file);
+  std::ifstream log(folder.path("log"));
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(log, line);) lines.push_back(line);
+  EXPECT_EQ(lines.size(), 300u);
+  EXPECT_THAT(lines, Each("a line of the log"));
+
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  {
+    const Redirected redirected(ends[1]);
+    sink.write("nobody reads this\n");  // SIGPIPE would end the test here
+    sink.write("nor this\n");
+  }
+  close(ends[1]);
+  sigset_t pending;
+  sigpending(&pending);
+  EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+}
+
+TEST(LinuxPlatform, StaysInItsFoldersAndStartsNothing) {
+  const TemporaryFolder folder;
+  setenv("XDG_DATA_HOME", folder.path("data").c_str(), 1);
+  setenv("XDG_CONFIG_HOME", folder.path("config").c_str(), 1);
+  const Platform pieces = linuxPlatform("../../outside");
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+
+  EXPECT_EQ(pieces.store->load(DocumentStore::Table::documents, "none").status, DocumentStore::Status::ok);
+  pieces.userDefaults->setNumber("key", 1);
+  EXPECT_TRUE(std::filesystem::is_directory(folder.path("data/___.._outside")));
+  EXPECT_TRUE(std::filesystem::exists(folder.path("config/___.._outside/defaults.json")));
+  EXPECT_EQ(pieces.bundle->bundleIdentifier(), "../../outside");
+
+  LinuxOptions options;
+  options.dataFolder = folder.path("given");
+  linuxPlatform(options).userDefaults->setNumber("key", 1);
+  EXPECT_TRUE(std::filesystem::exists(folder.path("given/defaults.json")));
+
+  EXPECT_GT(pieces.deployment.ntpHosts.size(), 1u);
+  EXPECT_THAT(pieces.deployment.ntpHosts, Each(Not(testing::ContainsRegex("[;, ]|^$"))));
+}
+
+/// What a host does that returns from main() while the library is at work.
+[[noreturn]] void exitAtWork() {
+  static auto* const pieces = new Platform(linuxPlatform("exit"));
+  const test::LoopbackServer server([](const test::WireRequest&) { return test::LoopbackServer::answer("answer"); });
+  const std::string url = server.url("/");
+  std::atomic<int> answers = 0;
+  std::function<void()> ask = [&] {
+    HttpRequest request;
+    request.url = url;
+    pieces->http->send(request,
+                       [&](const HttpResponse&) { pieces->dispatcher->async(Dispatcher::Queue::global, ask); });
+    ++answers;
+  };
+  std::function<void()> tick = [&] { pieces->dispatcher->after(0, Dispatcher::Queue::main, tick); };
+  for (int i = 0; i < 4; ++i) ask();
+  tick();
+  while (answers < 50) std::this_thread::yield();
+  std::atexit([] {
+    pieces->dispatcher->stop();
+    pieces->http->stop();
+  });
+  std::exit(0);
+}
+
+TEST(LinuxPlatformDeathTest, LetsTheHostExitWhileItIsAtWork) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  for (int i = 0; i < 5; ++i) EXPECT_EXIT(exitAtWork(), testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace zul::platform

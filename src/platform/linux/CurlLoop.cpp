@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <exception>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "LinuxThread.h"
@@ -13,7 +15,7 @@ namespace zul::platform {
 
 namespace {
 
-constexpr long kMaxHostConnections = 6;
+constexpr std::size_t kMaxHostRequests = 6;
 constexpr std::size_t kMaxSpare = 16;
 constexpr double kFetchSeconds = 60;
 constexpr int kPollMilliseconds = 60'000;  // libcurl wakes earlier for its own timers, and we for a request
@@ -25,6 +27,13 @@ void initialiseLibraries() {
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     curl_global_init(CURL_GLOBAL_DEFAULT);
   });
+}
+
+/// The part of a URL that tells the host and port.
+std::string_view authority(std::string_view url) {
+  const auto scheme = url.find("://");
+  if (scheme != url.npos) url.remove_prefix(scheme + 3);
+  return url.substr(0, url.find_first_of("/?#"));
 }
 
 HttpResponse failure(std::string why) {
@@ -142,7 +151,6 @@ CurlLoop::Work CurlLoop::open() {
     stopped_ = true;
     return work;
   }
-  curl_multi_setopt(work.multi.get(), CURLMOPT_MAX_HOST_CONNECTIONS, kMaxHostConnections);
   curl_share_setopt(work.jar.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
   wakeable_ = work.multi.get();
   return work;
@@ -154,21 +162,43 @@ bool CurlLoop::transfer(Work& work) {
   {
     const std::lock_guard lock(mutex_);
     if (stopped_) return false;
-    work.incoming.swap(inbox_);
+    takeIn(work);
   }
-  for (Incoming& incoming : work.incoming) begin(work, incoming);
-  work.incoming.clear();
-
+  beginWaiting(work);
   int count = 0;
   curl_multi_perform(work.multi.get(), &count);
+  bool hasRoom = false;
   while (const CURLMsg* message = curl_multi_info_read(work.multi.get(), &count)) {
-    if (message->msg == CURLMSG_DONE) complete(work, message->easy_handle, message->data.result);
+    if (message->msg != CURLMSG_DONE) continue;
+    complete(work, message->easy_handle, message->data.result);
+    hasRoom = true;
   }
-  curl_multi_poll(work.multi.get(), nullptr, 0, kPollMilliseconds, nullptr);
+  if (!hasRoom) curl_multi_poll(work.multi.get(), nullptr, 0, kPollMilliseconds, nullptr);
   return true;
 }
 
-void CurlLoop::begin(Work& work, Incoming& incoming) {
+/// Called with the lock held.
+void CurlLoop::takeIn(Work& work) {
+  for (Incoming& incoming : inbox_) {
+    const std::string_view host = authority(incoming.request.url);
+    auto place = work.hosts.find(host);
+    if (place == work.hosts.end()) place = work.hosts.emplace(host, Host()).first;
+    place->second.waiting.push_back(std::move(incoming));
+  }
+  inbox_.clear();
+}
+
+void CurlLoop::beginWaiting(Work& work) {
+  for (auto place = work.hosts.begin(); place != work.hosts.end();) {
+    Host& host = place->second;
+    for (; !host.waiting.empty() && host.active < kMaxHostRequests; host.waiting.pop_front()) {
+      begin(work, host, std::move(host.waiting.front()));
+    }
+    place = host.active == 0 ? work.hosts.erase(place) : std::next(place);
+  }
+}
+
+void CurlLoop::begin(Work& work, Host& host, Incoming incoming) {
   std::unique_ptr<CurlTransfer> transfer;
   std::string problem;
   try {
@@ -189,7 +219,8 @@ void CurlLoop::begin(Work& work, Incoming& incoming) {
     return;
   }
   transfer->setCompletion(std::move(incoming.completion));
-  work.active.push_back(std::move(transfer));
+  work.active.push_back({std::move(transfer), &host});
+  ++host.active;
 }
 
 void CurlLoop::complete(Work& work, CURL* handle, CURLcode result) {
@@ -199,9 +230,10 @@ void CurlLoop::complete(Work& work, CURL* handle, CURLcode result) {
   HttpClient::Completion completion = transfer.finish();
 
   const auto place = std::find_if(work.active.begin(), work.active.end(),
-                                  [&](const auto& active) { return active.get() == &transfer; });
+                                  [&](const Active& active) { return active.transfer.get() == &transfer; });
+  --place->host->active;
+  if (work.spare.size() < kMaxSpare) work.spare.push_back(std::move(place->transfer));
   std::swap(*place, work.active.back());
-  if (work.spare.size() < kMaxSpare) work.spare.push_back(std::move(work.active.back()));
   work.active.pop_back();
   deliver(completion, std::move(response));
 }
@@ -211,14 +243,16 @@ void CurlLoop::endAll(Work& work) {
   {
     const std::lock_guard lock(mutex_);
     wakeable_ = nullptr;
-    work.incoming.swap(inbox_);
+    takeIn(work);
   }
-  for (const auto& transfer : work.active) {
-    HttpClient::Completion completion = transfer->finish();
+  for (const Active& active : work.active) {
+    HttpClient::Completion completion = active.transfer->finish();
     deliver(completion, failure(kStopped));
   }
-  for (Incoming& incoming : work.incoming) deliver(incoming.completion, failure(kStopped));
-  work.incoming.clear();
+  for (auto& [name, host] : work.hosts) {
+    for (Incoming& waiting : host.waiting) deliver(waiting.completion, failure(kStopped));
+    host.waiting.clear();
+  }
 }
 
 }  // namespace zul::platform

@@ -4,6 +4,9 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -47,12 +50,23 @@ class CurlLoop : public std::enable_shared_from_this<CurlLoop> {
     void operator()(CURLSH* jar) const { curl_share_cleanup(jar); }
   };
 
+  /// The requests to one host. We limit them ourselves: libcurl can, but then forgets requests that wait.
+  struct Host {
+    std::deque<Incoming> waiting;
+    std::size_t active = 0;
+  };
+
+  struct Active {
+    std::unique_ptr<CurlTransfer> transfer;
+    Host* host;
+  };
+
   /// What the thread alone uses. The transfers come last, for libcurl wants them gone first.
   struct Work {
     std::unique_ptr<CURLM, FreeMulti> multi;
     std::unique_ptr<CURLSH, FreeJar> jar;
-    std::vector<Incoming> incoming;
-    std::vector<std::unique_ptr<CurlTransfer>> active;
+    std::map<std::string, Host, std::less<>> hosts;
+    std::vector<Active> active;
     std::vector<std::unique_ptr<CurlTransfer>> spare;
   };
 
@@ -60,7 +74,9 @@ class CurlLoop : public std::enable_shared_from_this<CurlLoop> {
   void run();
   Work open();
   bool transfer(Work& work);
-  void begin(Work& work, Incoming& incoming);
+  void takeIn(Work& work);
+  void beginWaiting(Work& work);
+  void begin(Work& work, Host& host, Incoming incoming);
   void complete(Work& work, CURL* handle, CURLcode result);
   void endAll(Work& work);
   bool isOwnThread();

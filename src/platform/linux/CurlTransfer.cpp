@@ -49,6 +49,7 @@ std::string CurlTransfer::prepare(HttpRequest request, CURLSH* jar) {
   if (!isToken(request_.method)) return "not a request method";
 
   CURL* const easy = easy_.get();
+  curl_easy_setopt(easy, CURLOPT_COOKIEFILE, nullptr);  // a reset alone loses its memory
   curl_easy_reset(easy);
   curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
   curl_easy_setopt(easy, CURLOPT_URL, request_.url.c_str());

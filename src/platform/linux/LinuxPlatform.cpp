@@ -11,7 +11,7 @@
 #include "LinuxBundle.h"
 #include "LinuxClock.h"
 #include "LinuxDevice.h"
-#include "LinuxDispatcher.h"
+#include "AsioDispatcher.h"
 #include "LinuxFiles.h"
 #include "LinuxUserDefaults.h"
 #include "NetlinkReachability.h"
@@ -76,7 +76,7 @@ Platform linuxPlatform(const LinuxOptions& options) {
 
   Platform pieces;
   pieces.clock = std::make_shared<platform::LinuxClock>();
-  pieces.dispatcher = std::make_shared<platform::LinuxDispatcher>(options.mainLoop);
+  pieces.dispatcher = std::make_shared<platform::AsioDispatcher>(options.mainLoop);
   pieces.store = std::make_shared<platform::SqliteStore>(data);
   pieces.http = std::make_shared<platform::CurlHttpClient>();
   pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId);

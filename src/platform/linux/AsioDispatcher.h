@@ -7,25 +7,25 @@
 
 namespace zul::platform {
 
-/// The queues on threads of the library's own, none of which exists before the first task.
+/// The queues on Boost.Asio, on threads of the library's own, none of which exists before the first task.
 ///
-/// - The main queue and all timers share one thread. When the host hands its own loop over, main-queue tasks
-///   go there and the thread is left with the timers. A main-queue task that blocks holds up the timers.
-/// - The global queue has one worker thread in ordinary use. A further one, up to eight, starts only when a
-///   task has waited for a while because every worker is blocked, and ends when it stays idle.
+/// - The main queue and its timers have one thread. When the host hands its own loop over, main-queue tasks go
+///   there and the thread is left with the timers.
+/// - The global queue and its timers have one worker thread in ordinary use. A further one, up to eight, starts
+///   only when something waits while every worker is blocked, and ends when it stays idle.
 /// - Serial queues run on the global queue's workers.
 ///
 /// Any thread may call it. stop() may also be called while the process exits: the threads then stay where they
 /// are, touching nothing, until the process is gone. The destructor ends them, waiting for running tasks at most
 /// two seconds; tasks that were never started are destroyed with it.
-class LinuxDispatcher final : public Dispatcher {
+class AsioDispatcher final : public Dispatcher {
  public:
   using HostLoop = std::function<void(Task)>;
 
-  explicit LinuxDispatcher(HostLoop hostLoop = {});
-  ~LinuxDispatcher() override;
-  LinuxDispatcher(const LinuxDispatcher&) = delete;
-  LinuxDispatcher& operator=(const LinuxDispatcher&) = delete;
+  explicit AsioDispatcher(HostLoop hostLoop = {});
+  ~AsioDispatcher() override;
+  AsioDispatcher(const AsioDispatcher&) = delete;
+  AsioDispatcher& operator=(const AsioDispatcher&) = delete;
 
   void async(Queue queue, Task task) override;
   void after(double seconds, Queue queue, Task task) override;
@@ -35,7 +35,7 @@ class LinuxDispatcher final : public Dispatcher {
   void stop() noexcept override;
 
  private:
-  std::shared_ptr<class DispatcherCore> core_;
+  std::shared_ptr<class AsioCore> core_;
 };
 
 }  // namespace zul::platform

@@ -1,0 +1,315 @@
+#include "AsioCore.h"
+
+#include <algorithm>
+#include <boost/asio/post.hpp>
+#include <exception>
+
+#include "LinuxThread.h"
+
+namespace zul::platform {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int kMaxWorkers = 8;
+
+// How long something waits for a worker before another one is started. Long enough that a burst of short tasks
+// passes through one thread, short enough that nobody notices when a look-up blocks that thread for a minute.
+constexpr auto kPatience = 20ms;
+
+constexpr auto kIdleLife = 5s;
+
+// A serial queue gives its worker up after so many tasks, for the others who wait.
+constexpr int kTasksATurn = 16;
+
+// Whose task the current thread is running.
+thread_local const AsioCore* runningFor = nullptr;
+
+/// Runs and destroys `task`. What it throws ends here, see Dispatcher.
+void finish(Task& task) noexcept {
+  try {
+    const Task mine = std::move(task);
+    mine();
+  } catch (...) {
+  }
+}
+
+}  // namespace
+
+AsioCore::AsioCore(std::function<void(Task)> hostLoop)
+    : hostLoop_(std::move(hostLoop)), main_(std::make_unique<Context>(1)), global_(std::make_unique<Context>()) {
+  mainGuard_.emplace(main_->get_executor());
+  globalGuard_.emplace(global_->get_executor());
+  watch_.emplace(*main_);
+}
+
+// ---- tasks
+
+void AsioCore::post(Queue queue, Task task) {
+  const Lock lock(mutex_);
+  if (stopped_) return;
+  if (queue == Queue::global) {
+    enqueueGlobal(std::move(task));
+  } else {
+    ensureThread(queue);
+    boost::asio::post(*main_, [this, task = std::move(task)]() mutable { runOnMain(std::move(task)); });
+  }
+}
+
+void AsioCore::post(const std::shared_ptr<Serial>& serial, Task task) {
+  const Lock lock(mutex_);
+  if (stopped_) return;
+  serial->tasks.push_back(std::move(task));
+  if (!std::exchange(serial->scheduled, true)) enqueueGlobal([this, serial] { runTurn(serial); });
+}
+
+void AsioCore::enqueueGlobal(Task task) {
+  ++waiting_;
+  ensureThread(Queue::global);
+  boost::asio::post(*global_, [this, task = std::move(task)]() mutable {
+    {
+      const Lock lock(mutex_);
+      --waiting_;
+    }
+    runOnWorker(std::move(task));
+  });
+  watchWorkers();
+}
+
+void AsioCore::after(Duration delay, Queue queue, Task task) {
+  const Lock lock(mutex_);
+  if (stopped_) return;
+  ensureThread(queue);
+  const bool global = queue == Queue::global;
+  const auto timer = std::make_shared<Timed>(global ? *global_ : *main_, delay);
+  if (global) ++timed_;
+  timer->async_wait([this, timer, global, task = std::move(task)](boost::system::error_code) mutable {
+    if (!global) return runOnMain(std::move(task));
+    {
+      const Lock lock(mutex_);
+      --timed_;
+    }
+    runOnWorker(std::move(task));
+  });
+  if (global) watchWorkers();
+}
+
+void AsioCore::runOnMain(Task task) {
+  if (!hostLoop_) return runTask(std::move(task));
+  try {
+    hostLoop_([self = shared_from_this(), task = std::move(task)]() mutable { self->runTask(std::move(task)); });
+  } catch (...) {  // a host whose loop is gone takes no more tasks
+  }
+}
+
+void AsioCore::runOnWorker(Task task) {
+  {
+    const Lock lock(mutex_);
+    ++busy_;
+    begun_ = true;
+    watchWorkers();
+  }
+  runTask(std::move(task));
+  const Lock lock(mutex_);
+  --busy_;
+}
+
+void AsioCore::runTask(Task task) {
+  {
+    const Lock lock(mutex_);
+    if (stopped_) return;
+    ++running_;
+  }
+  const AsioCore* const outer = std::exchange(runningFor, this);
+  finish(task);
+  runningFor = outer;
+  const Lock lock(mutex_);
+  --running_;
+  if (stopped_) changed_.notify_all();
+}
+
+void AsioCore::runTurn(const std::shared_ptr<Serial>& serial) {
+  Lock lock(mutex_);
+  for (int count = 0; count < kTasksATurn && !stopped_; ++count) {
+    if (serial->tasks.empty()) {
+      serial->scheduled = false;
+      return;
+    }
+    Task task = std::move(serial->tasks.front());
+    serial->tasks.pop_front();
+    lock.unlock();
+    finish(task);
+    lock.lock();
+  }
+  if (!stopped_) enqueueGlobal([this, serial] { runTurn(serial); });
+}
+
+std::shared_ptr<AsioCore::Serial> AsioCore::makeSerial() {
+  auto serial = std::make_shared<Serial>();
+  const Lock lock(mutex_);
+  std::erase_if(serials_, [](const auto& known) { return known.expired(); });
+  serials_.push_back(serial);
+  return serial;
+}
+
+// ---- repeating timers
+
+std::shared_ptr<AsioCore::Repeating> AsioCore::repeat(Duration period, Task task) {
+  const Lock lock(mutex_);
+  if (stopped_) return nullptr;
+  ensureThread(Queue::main);
+  auto repeating = std::make_shared<Repeating>(*main_, period, std::move(task));
+  std::erase_if(repeatings_, [](const auto& known) { return known.expired(); });
+  repeatings_.push_back(repeating);
+  repeating->timer->expires_after(period);
+  armTick(repeating);
+  return repeating;
+}
+
+void AsioCore::armTick(const std::shared_ptr<Repeating>& repeating) {
+  repeating->timer->async_wait([this, repeating](boost::system::error_code) {
+    if (repeating->cancelled) return;
+    {
+      const Lock lock(mutex_);
+      if (stopped_) return;
+      const auto due = repeating->timer->expiry();
+      const auto missed = (Timed::clock_type::now() - due) / repeating->period;
+      repeating->timer->expires_at(due + repeating->period * (missed + 1));
+      armTick(repeating);
+    }
+    if (repeating->queued.exchange(true)) return;
+    runOnMain([repeating] {
+      repeating->queued = false;
+      if (!repeating->cancelled) repeating->task();
+    });
+  });
+}
+
+void AsioCore::cancel(const std::shared_ptr<Repeating>& repeating) {
+  repeating->cancelled = true;
+  const Lock lock(mutex_);
+  if (repeating->timer) repeating->timer->cancel();
+}
+
+// ---- blocked workers
+
+/// Called with the lock held, whenever something may have begun to wait.
+void AsioCore::watchWorkers() {
+  if (stopped_ || !isHeldUp() || workers_ == kMaxWorkers) return;
+  if (sleeping_ > 0) changed_.notify_all();
+  if (watching_) return;
+  watching_ = true;
+  begun_ = false;
+  ensureThread(Queue::main);
+  watch_->expires_after(kPatience);
+  watch_->async_wait([this](boost::system::error_code) {
+    const Lock lock(mutex_);
+    watching_ = false;
+    relieveWorkers();
+    watchWorkers();
+  });
+}
+
+/// Called with the lock held. Starts another worker when nothing was taken up for a while.
+void AsioCore::relieveWorkers() {
+  if (stopped_ || !isHeldUp() || begun_ || workers_ == kMaxWorkers) return;
+  if (startOwn("zul-work", &AsioCore::runWorker)) ++workers_;
+}
+
+// The main thread may be the one that sleeps, so a sleeper looks after the workers itself.
+void AsioCore::sleep(Duration duration) {
+  const auto until = std::chrono::steady_clock::now() + duration;
+  Lock lock(mutex_);
+  ++sleeping_;
+  while (!stopped_ && std::chrono::steady_clock::now() < until) {
+    const bool heldUp = isHeldUp();
+    begun_ = false;
+    const auto next = heldUp ? std::min(until, std::chrono::steady_clock::now() + kPatience) : until;
+    changed_.wait_until(lock, next, [&] { return stopped_ || (!heldUp && isHeldUp()); });
+    if (heldUp) relieveWorkers();
+  }
+  --sleeping_;
+}
+
+// ---- threads
+
+void AsioCore::ensureThread(Queue queue) {
+  if (queue == Queue::main && !hasMainThread_) hasMainThread_ = startOwn("zul-main", &AsioCore::runMain);
+  if (queue == Queue::global && workers_ == 0 && startOwn("zul-work", &AsioCore::runWorker)) ++workers_;
+}
+
+/// Starts a thread; when there is none to be had, whoever needs it next tries again.
+bool AsioCore::startOwn(const char* name, void (AsioCore::*body)()) {
+  try {
+    startThread(name, [self = shared_from_this(), body] { ((*self).*body)(); });
+  } catch (const std::exception&) {
+    return false;
+  }
+  ++threads_;
+  return true;
+}
+
+void AsioCore::runMain() {
+  main_->run();
+  Lock lock(mutex_);
+  park(lock);
+}
+
+void AsioCore::runWorker() {
+  while (true) {
+    Lock lock(mutex_);
+    if (stopped_) return park(lock);
+    const bool last = workers_ == 1;
+    lock.unlock();
+    if ((last ? global_->run_one() : global_->run_one_for(kIdleLife)) > 0) continue;
+    lock.lock();
+    if (stopped_ || workers_ == 1) continue;
+    --workers_;
+    --threads_;
+    return;
+  }
+}
+
+/// Ends a thread after stop(): it waits for the release, for a thread that ends while the process exits would run
+/// the clean-up of libraries that are gone already.
+void AsioCore::park(Lock& lock) {
+  changed_.wait(lock, [this] { return released_; });
+  --threads_;
+  changed_.notify_all();
+}
+
+void AsioCore::stop(Duration patience) noexcept {
+  Lock lock(mutex_);
+  stopped_ = true;
+  if (main_ != nullptr) main_->stop();
+  if (global_ != nullptr) global_->stop();
+  changed_.notify_all();
+  const int own = runningFor == this ? 1 : 0;
+  changed_.wait_for(lock, patience, [&] { return running_ <= own; });
+}
+
+void AsioCore::release(Duration patience) noexcept {
+  stop(patience);
+  std::vector<std::deque<Task>> abandoned;
+  Lock lock(mutex_);
+  released_ = true;
+  changed_.notify_all();
+  // Threads that are still at it, this one perhaps, keep all of this alive until they are done.
+  const auto ended = [this] { return threads_ == 0; };
+  if (runningFor == this || !changed_.wait_for(lock, patience, ended)) return;
+  for (const auto& known : serials_) {
+    if (const auto serial = known.lock()) abandoned.push_back(std::exchange(serial->tasks, {}));
+  }
+  for (const auto& known : repeatings_) {
+    if (const auto repeating = known.lock()) repeating->timer.reset();
+  }
+  watch_.reset();
+  mainGuard_.reset();
+  globalGuard_.reset();
+  const auto main = std::move(main_);
+  const auto global = std::move(global_);
+  lock.unlock();
+}
+
+}  // namespace zul::platform

@@ -7,6 +7,7 @@ function(zul_room name)
   set(target zul_${name})
   add_library(${target} OBJECT ${sources})
   target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR}/include ${CMAKE_CURRENT_SOURCE_DIR})
+  target_compile_options(${target} PRIVATE -ffunction-sections -fdata-sections)  # what nobody calls is left out
   list(TRANSFORM ROOM_SEES PREPEND zul_)
   target_link_libraries(${target} PUBLIC ${ROOM_SEES} ${ROOM_USES} PRIVATE zul_warnings)
   set_property(GLOBAL APPEND PROPERTY ZUL_ROOMS ${target})

@@ -1,19 +1,23 @@
 // The smallest host that does everything: it starts the library, reports events, and waits for them to be
 // on their way.
 //
-//   example-host --collector URL [--ca FILE] [--data FOLDER] [--events N] [--later SECONDS] [--wait SECONDS]
+//   example-host --collector URL [--ca FILE] [--data FOLDER] [--bundle FOLDER] [--events N] [--later SECONDS]
+//                [--wait SECONDS]
 //
-// --later moves this host's clock, which shows how a piece of the platform is replaced.
+// --later moves this host's clock, which shows how a piece of the platform is replaced. With "--events -" the
+// host does what standard input tells it, a line each: "event", "later SECONDS" or "quit".
 
+#include <zul/Platform.h>
+#include <zul/ZULSession.h>
+#include <zul/platform/Clock.h>
+
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <thread>
-#include <zul/Platform.h>
-#include <zul/ZULSession.h>
-#include <zul/platform/Clock.h>
 
 namespace {
 
@@ -21,6 +25,7 @@ namespace {
 class LaterClock final : public zul::platform::Clock {
  public:
   LaterClock(std::shared_ptr<Clock> real, double seconds) : real_(std::move(real)), later_(seconds) {}
+  void add(double seconds) { later_ = later_ + seconds; }
   double now() const override { return real_->now() + later_; }
   zul::platform::CivilTime civil(double seconds) const override { return real_->civil(seconds); }
   double seconds(const zul::platform::CivilTime& civil) const override { return real_->seconds(civil); }
@@ -28,10 +33,21 @@ class LaterClock final : public zul::platform::Clock {
 
  private:
   std::shared_ptr<Clock> real_;
-  double later_;
+  std::atomic<double> later_;
 };
 
-void sleepSeconds(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
+void sleepSeconds(double seconds) {
+  std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+}
+
+void obeyInput(LaterClock& clock) {
+  std::string line;
+  while (std::getline(std::cin, line) && line != "quit") {
+    if (line == "event") zul::ZULSession::sendTransaction();
+    if (line.starts_with("later ")) clock.add(std::atof(line.c_str() + 6));
+    std::cout << "done: " << line << std::endl;
+  }
+}
 
 }  // namespace
 
@@ -40,7 +56,7 @@ int main(int argc, char** argv) {
   options.applicationId = "com.example.host";
   std::string collector;
   std::string ca;
-  int events = 0;
+  std::string events;
   double later = 0;
   double wait = 1;
   for (int i = 1; i + 1 < argc; i += 2) {
@@ -50,7 +66,7 @@ int main(int argc, char** argv) {
     if (option == "--ca") ca = value;
     if (option == "--data") options.dataFolder = value;
     if (option == "--bundle") options.bundleFolder = value;
-    if (option == "--events") events = std::atoi(value.c_str());
+    if (option == "--events") events = value;
     if (option == "--later") later = std::atof(value.c_str());
     if (option == "--wait") wait = std::atof(value.c_str());
   }
@@ -63,8 +79,10 @@ int main(int argc, char** argv) {
   auto platform = zul::linuxPlatform(options);
   platform.deployment.collectorBaseUrl = collector;
   platform.deployment.appStoreLookupHost = collector.substr(collector.find("//") + 2);
+  platform.deployment.ntpHosts.clear();  // nothing outside this machine is asked
   platform.deployment.caFile = ca;
-  if (later != 0) platform.clock = std::make_shared<LaterClock>(platform.clock, later);
+  const auto clock = std::make_shared<LaterClock>(platform.clock, later);
+  platform.clock = clock;
   zul::ZULSession::setPlatform(std::move(platform));
 
   zul::ZULSession::initialization(std::nullopt, zul::Application{});
@@ -72,7 +90,8 @@ int main(int argc, char** argv) {
   for (int tenths = 0; tenths < 80 && !zul::ZULSession::getZULSessionInitYN(); ++tenths) sleepSeconds(0.1);
   sleepSeconds(wait);
   std::cout << "initialized: " << (zul::ZULSession::getZULSessionInitYN() ? "yes" : "no") << std::endl;
-  for (int n = 0; n < events; ++n) {
+  if (events == "-") obeyInput(*clock);
+  for (int n = std::atoi(events.c_str()); n > 0; --n) {
     zul::ZULSession::sendTransaction();
     sleepSeconds(wait);
   }

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "Utf8.h"
 
@@ -85,6 +86,21 @@ void appendValue(std::string& out, const boost::json::value& value) {
   }
 }
 
+bool isStructural(char c) {
+  return c == '{' || c == '}' || c == '[' || c == ']' || c == ',' || c == ':';
+}
+bool isSpace(char c) {
+  return c == ' ' || c == '\n' || c == '\r' || c == '\t';
+}
+
+// The end of the string that begins at `at`.
+const char* afterString(const char* at, const char* end) {
+  for (++at; at < end && *at != '"'; ++at) {
+    if (*at == '\\') ++at;
+  }
+  return at < end ? at + 1 : end;
+}
+
 void newLine(std::string& out, int depth) {
   out += '\n';
   out.append(static_cast<std::size_t>(depth) * 2, ' ');
@@ -92,12 +108,13 @@ void newLine(std::string& out, int depth) {
 
 }  // namespace
 
-std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDepth) noexcept {
+std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDepth,
+                                        boost::json::storage_ptr storage) noexcept {
   try {
     boost::json::error_code error;
     boost::json::parse_options options;
     options.max_depth = maxDepth;
-    auto value = boost::json::parse(text, error, {}, options);
+    auto value = boost::json::parse(text, error, std::move(storage), options);
     if (error) return std::nullopt;
     return value;
   } catch (...) {
@@ -144,6 +161,10 @@ void appendQuoted(std::string& out, std::string_view value) {
   out += '"';
 }
 
+void append(std::string& out, const boost::json::value& value) {
+  appendValue(out, value);
+}
+
 void append(std::string& out, const boost::json::object& object) {
   out += '{';
   bool first = true;
@@ -174,18 +195,8 @@ void appendPretty(std::string& out, std::string_view compact, int depth) {
   const char* const end = at + compact.size();
   while (at < end) {
     // Everything between two structural characters is copied in one piece.
-    const char* piece = at;
-    while (at < end && *at != '"' && *at != '{' && *at != '}' && *at != '[' && *at != ']' && *at != ',' && *at != ':') {
-      ++at;
-    }
-    if (at < end && *at == '"') {
-      do {
-        at += *at == '\\' ? 2 : 1;
-      } while (at < end && *at != '"');
-      at = at < end ? at + 1 : end;
-      out.append(piece, at);
-      continue;
-    }
+    const char* const piece = at;
+    while (at < end && !isStructural(*at)) at = *at == '"' ? afterString(at, end) : at + 1;
     out.append(piece, at);
     if (at == end) break;
     const char c = *at++;
@@ -212,6 +223,17 @@ void appendPretty(std::string& out, std::string_view compact, int depth) {
         out += " : ";
         break;
     }
+  }
+}
+
+void appendCompact(std::string& out, std::string_view pretty) {
+  const char* at = pretty.data();
+  const char* const end = at + pretty.size();
+  while (at < end) {
+    while (at < end && isSpace(*at)) ++at;
+    const char* const piece = at;
+    while (at < end && !isSpace(*at)) at = *at == '"' ? afterString(at, end) : at + 1;
+    out.append(piece, at);
   }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/json/fwd.hpp>
+#include <boost/json/storage_ptr.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -16,8 +17,9 @@ namespace zul::json {
 /// Levels of nesting that an honest text stays below.
 constexpr std::size_t kMaxDepth = 64;
 
-/// The value of a whole text; none when the text is not valid JSON or is nested too deep.
-std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDepth = kMaxDepth) noexcept;
+/// The value of a whole text, in the memory of `storage`; none when the text is not valid JSON or is nested too deep.
+std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDepth = kMaxDepth,
+                                        boost::json::storage_ptr storage = {}) noexcept;
 
 /// The same where only an object will do.
 std::optional<boost::json::object> parseObject(std::string_view text) noexcept;
@@ -26,11 +28,15 @@ std::optional<boost::json::object> parseObject(std::string_view text) noexcept;
 /// not UTF-8 become U+FFFD.
 std::string text(const boost::json::value& value);
 std::string text(const boost::json::object& object);
+void append(std::string& out, const boost::json::value& value);
 void append(std::string& out, const boost::json::object& object);
 
 /// Appends `compact`, the text of one valid JSON value, to `out` in the indented form, as it stands at
 /// `depth` levels of indentation.
 void appendPretty(std::string& out, std::string_view compact, int depth);
+
+/// Appends `pretty`, the text of one valid JSON value, to `out` without the white space between its parts.
+void appendCompact(std::string& out, std::string_view pretty);
 
 /// Appends `value` to `out` as a quoted JSON string, bytes that are not UTF-8 as U+FFFD.
 void appendQuoted(std::string& out, std::string_view value);

@@ -65,19 +65,21 @@ Runtime& Runtime::process() {
 }
 
 bool Runtime::setProcessPlatform(Platform platform) {
-  Platform standard = linuxPlatform("");
-  const auto fill = [](auto& piece, auto& standardPiece) {
-    if (!piece) piece = std::move(standardPiece);
+  std::optional<Platform> standard;
+  const auto fill = [&](auto Platform::*piece) {
+    if (platform.*piece) return;
+    if (!standard) standard = linuxPlatform("");
+    platform.*piece = std::move((*standard).*piece);
   };
-  fill(platform.clock, standard.clock);
-  fill(platform.dispatcher, standard.dispatcher);
-  fill(platform.store, standard.store);
-  fill(platform.http, standard.http);
-  fill(platform.bundle, standard.bundle);
-  fill(platform.reachability, standard.reachability);
-  fill(platform.device, standard.device);
-  fill(platform.userDefaults, standard.userDefaults);
-  fill(platform.log, standard.log);
+  fill(&Platform::clock);
+  fill(&Platform::dispatcher);
+  fill(&Platform::store);
+  fill(&Platform::http);
+  fill(&Platform::bundle);
+  fill(&Platform::reachability);
+  fill(&Platform::device);
+  fill(&Platform::userDefaults);
+  fill(&Platform::log);
 
   auto& process = theProcess();
   const std::lock_guard lock(process.mutex);

@@ -1,73 +1,123 @@
 #include "SessionPayload.h"
 
+#include <boost/json/object.hpp>
 #include <string_view>
+#include <utility>
+
+#include "Json.h"
 
 namespace zul {
 
 namespace {
 
-using Value = boost::json::value;
 using S = SessionJson;
 using X = PayloadExtras;
 
-Value ofText(const S::Text& text) {
-  return text ? Value(*text) : Value();
+/// The text of the payload as it grows. A value of none adds nothing.
+class PayloadText {
+ public:
+  void add(std::string_view key, const S::Text& value) {
+    if (!value) return;
+    begin(key);
+    json::appendQuoted(text_, *value);
+  }
+  void add(std::string_view key, const boost::json::value& value) {
+    if (value.is_null()) return;
+    begin(key);
+    json::append(text_, value);
+  }
+  template <typename Number>
+  void addNumber(std::string_view key, Number value) {
+    begin(key);
+    json::append(text_, boost::json::value(value));
+  }
+
+  std::string finish() && {
+    text_ += text_.empty() ? "{}" : "}";
+    return std::move(text_);
+  }
+
+ private:
+  // Keys are our own and need no escaping.
+  void begin(std::string_view key) {
+    if (text_.empty()) text_.reserve(4096);
+    ((text_ += text_.empty() ? "{\"" : ",\"") += key) += "\":";
+  }
+
+  std::string text_;
+};
+
+template <S::Text S::*field>
+void text(PayloadText& out, std::string_view key, const S& s, const X&) {
+  out.add(key, s.*field);
+}
+
+void addNotEmpty(PayloadText& out, std::string_view key, const S::Text& value) {
+  if (value && !value->empty()) out.add(key, value);
 }
 
 template <S::Text S::*field>
-Value text(const S& s, const X&) {
-  return ofText(s.*field);
+void notEmpty(PayloadText& out, std::string_view key, const S& s, const X&) {
+  addNotEmpty(out, key, s.*field);
 }
 
-template <S::Text S::*field>
-Value notEmpty(const S& s, const X&) {
-  return (s.*field).value_or("").empty() ? Value() : Value(*(s.*field));
-}
-
-template <std::int64_t S::*field>
-Value integer(const S& s, const X&) {
-  return s.*field;
+template <auto field>
+void number(PayloadText& out, std::string_view key, const S& s, const X&) {
+  out.addNumber(key, s.*field);
 }
 
 template <std::int64_t S::*field>
-Value nonZero(const S& s, const X&) {
-  return s.*field == 0 ? Value() : Value(s.*field);
+void nonZero(PayloadText& out, std::string_view key, const S& s, const X&) {
+  if (s.*field != 0) out.addNumber(key, s.*field);
 }
 
-template <double S::*field>
-Value real(const S& s, const X&) {
-  return s.*field;
+template <std::size_t index>
+void attribute(PayloadText& out, std::string_view key, const S& s, const X&) {
+  out.add(key, s.ut[index]);
 }
 
-template <bool S::*field>
-Value flag(const S& s, const X&) {
-  return s.*field;
+void sdkVersion(PayloadText& out, std::string_view key, const S& s, const X&) {
+  out.add(key, boost::json::object{{"SESSION", s.sdk_version}});
+}
+void isWifi(PayloadText& out, std::string_view key, const S& s, const X&) {
+  out.addNumber(key, static_cast<double>(s.isWifi));
+}
+void appId(PayloadText& out, std::string_view key, const S& s, const X&) {
+  out.add(key, s.appId);
+}
+void sarInfo(PayloadText& out, std::string_view key, const S&, const X& x) {
+  out.add(key, x.sarInfo);
+}
+void AAATk(PayloadText& out, std::string_view key, const S&, const X& x) {
+  out.add(key, x.AAATk);
+}
+void AAATktime(PayloadText& out, std::string_view key, const S&, const X& x) {
+  out.addNumber(key, x.AAATktime);
+}
+void clientUserAgent(PayloadText& out, std::string_view key, const S&, const X& x) {
+  addNotEmpty(out, key, x.clientUserAgent);
 }
 
-Value sdkVersion(const S& s, const X&) {
-  return boost::json::object{{"SESSION", s.sdk_version}};
-}
-
-/// A key of the payload and what it is filled from; null leaves the key out.
+/// A key of the payload and what adds it, or leaves it out.
 struct Key {
   std::string_view name;
-  Value (*read)(const S&, const X&);
+  void (*add)(PayloadText& out, std::string_view key, const S&, const X&);
 };
 
 constexpr Key kFull[] = {
     {"sdk_version", sdkVersion},
-    {"useMode", integer<&S::useMode>},
-    {"installTime", integer<&S::installTime>},
+    {"useMode", number<&S::useMode>},
+    {"installTime", number<&S::installTime>},
     {"mbr", text<&S::mbr>},
     {"sx", text<&S::sx>},
     {"ag", text<&S::ag>},
     {"mbl", text<&S::mbl>},
     {"mbid", text<&S::mbid>},
-    {"ut1", [](const S& s, const X&) { return ofText(s.ut[0]); }},
-    {"ut2", [](const S& s, const X&) { return ofText(s.ut[1]); }},
-    {"ut3", [](const S& s, const X&) { return ofText(s.ut[2]); }},
-    {"ut4", [](const S& s, const X&) { return ofText(s.ut[3]); }},
-    {"ut5", [](const S& s, const X&) { return ofText(s.ut[4]); }},
+    {"ut1", attribute<0>},
+    {"ut2", attribute<1>},
+    {"ut3", attribute<2>},
+    {"ut4", attribute<3>},
+    {"ut5", attribute<4>},
     {"isLogin", text<&S::isLogin>},
     {"loginTp", text<&S::loginTp>},
     {"signupTp", text<&S::signupTp>},
@@ -80,18 +130,18 @@ constexpr Key kFull[] = {
     {"phone", text<&S::phone>},
     {"apVr", text<&S::apVr>},
     {"cari", text<&S::cari>},
-    {"isWifi", [](const S& s, const X&) { return Value(static_cast<double>(s.isWifi)); }},
+    {"isWifi", isWifi},
     {"plat", text<&S::plat>},
     {"dSource", text<&S::dSource>},
-    {"inch", real<&S::inch>},
+    {"inch", number<&S::inch>},
     {"buildMode", text<&S::buildMode>},
     {"aidChange", text<&S::aidChange>},
     {"pkg", text<&S::pkg>},
-    {"appId", [](const S& s, const X&) { return s.appId; }},
+    {"appId", appId},
     {"advtId", text<&S::advtId>},
     {"uuid", text<&S::uuid>},
     {"vendorId", text<&S::vendorId>},
-    {"advtFlag", integer<&S::advtFlag>},
+    {"advtFlag", number<&S::advtFlag>},
     {"uptAfV", text<&S::uptAfv>},
     {"keychainUUID", text<&S::keychainUUID>},
     {"sid", text<&S::sid>},
@@ -100,19 +150,19 @@ constexpr Key kFull[] = {
     {"isWf", text<&S::isWf>},
     {"isMf", text<&S::isMf>},
     {"isWfUs", text<&S::isWfUs>},
-    {"udVt", integer<&S::udVt>},
-    {"ltvt", integer<&S::ltvt>},
-    {"ltVi", integer<&S::ltVi>},
-    {"udRvnc", integer<&S::udRvnc>},
-    {"ltRvnc", integer<&S::ltRvnc>},
-    {"csRvnVs", integer<&S::csRvnVs>},
-    {"ltrvni", integer<&S::ltrvni>},
+    {"udVt", number<&S::udVt>},
+    {"ltvt", number<&S::ltvt>},
+    {"ltVi", number<&S::ltVi>},
+    {"udRvnc", number<&S::udRvnc>},
+    {"ltRvnc", number<&S::ltRvnc>},
+    {"csRvnVs", number<&S::csRvnVs>},
+    {"ltrvni", number<&S::ltrvni>},
     {"lastOrdNo", notEmpty<&S::lastOrderNo>},
     {"firstOrd", text<&S::firstOrd>},
-    {"ltRvnVt", integer<&S::ltRvnVt>},
-    {"ltrvn", integer<&S::ltrvn>},
+    {"ltRvnVt", number<&S::ltRvnVt>},
+    {"ltrvn", number<&S::ltrvn>},
     {"isSFail", text<&S::isSFail>},
-    {"pageKey", integer<&S::pageKey>},
+    {"pageKey", number<&S::pageKey>},
     {"qzs", text<&S::qzs>},
     {"qzm", text<&S::qzm>},
     {"qzc", text<&S::qzc>},
@@ -137,22 +187,22 @@ constexpr Key kFull[] = {
     {"isIrUpdate", text<&S::isIrUpdate>},
     {"pushtk", text<&S::pushtk>},
     {"pushNo", text<&S::pushNo>},
-    {"pushCkTime", integer<&S::pushCkTime>},
-    {"pushPeriod", integer<&S::pushPeriod>},
+    {"pushCkTime", number<&S::pushCkTime>},
+    {"pushPeriod", number<&S::pushPeriod>},
     {"pushTitle", text<&S::pushTitle>},
     {"saveToken", text<&S::saveToken>},
-    {"pushExpiredTime", integer<&S::pushExpiredTime>},
+    {"pushExpiredTime", number<&S::pushExpiredTime>},
     {"_qzhst", text<&S::_qzhst>},
-    {"_qzno", integer<&S::_qzno>},
-    {"_qzUdays", integer<&S::_qzUdays>},
-    {"_qzDebug", flag<&S::_qzDebug>},
-    {"_qzUseRetention", flag<&S::_qzUseRetention>},
-    {"_qzUseFingerPrint", flag<&S::_qzUseFingerPrint>},
+    {"_qzno", number<&S::_qzno>},
+    {"_qzUdays", number<&S::_qzUdays>},
+    {"_qzDebug", number<&S::_qzDebug>},
+    {"_qzUseRetention", number<&S::_qzUseRetention>},
+    {"_qzUseFingerPrint", number<&S::_qzUseFingerPrint>},
     {"_accessToken", text<&S::_accessToken>},
-    {"vtTz", integer<&S::vtTz>},
-    {"sarInfo", [](const S&, const X& x) { return x.sarInfo; }},
-    {"AAATk", [](const S&, const X& x) { return ofText(x.AAATk); }},
-    {"AAATktime", [](const S&, const X& x) { return Value(x.AAATktime); }},
+    {"vtTz", number<&S::vtTz>},
+    {"sarInfo", sarInfo},
+    {"AAATk", AAATk},
+    {"AAATktime", AAATktime},
 };
 
 // After the internal campaigns:
@@ -162,20 +212,17 @@ constexpr Key kFullTail[] = {
     {"inamClkTime", nonZero<&S::inamClkTime>},
     {"inamExpireTime", nonZero<&S::inamExpireTime>},
     {"latestSkAdCurValue", nonZero<&S::latestSkAdCurValue>},
-    {"clientUserAgent",
-     [](const S&, const X& x) {
-       return ofText(x.clientUserAgent && !x.clientUserAgent->empty() ? x.clientUserAgent : std::nullopt);
-     }},
+    {"clientUserAgent", clientUserAgent},
 };
 
 constexpr Key kReduced[] = {
     {"sdk_version", sdkVersion},
     {"isVisitNew", text<&S::isVisitNew>},
-    {"useMode", integer<&S::useMode>},
+    {"useMode", number<&S::useMode>},
     {"_accessToken", text<&S::_accessToken>},
     {"_qzhst", text<&S::_qzhst>},
-    {"_qzno", integer<&S::_qzno>},
-    {"_qzDebug", flag<&S::_qzDebug>},
+    {"_qzno", number<&S::_qzno>},
+    {"_qzDebug", number<&S::_qzDebug>},
     {"lng", text<&S::lng>},
     {"cntr", text<&S::cntr>},
     {"tz", text<&S::tz>},
@@ -185,14 +232,14 @@ constexpr Key kReduced[] = {
     {"phone", text<&S::phone>},
     {"gps", text<&S::gps>},
     {"cari", text<&S::cari>},
-    {"isWifi", [](const S& s, const X&) { return Value(static_cast<double>(s.isWifi)); }},
+    {"isWifi", isWifi},
     {"plat", text<&S::plat>},
     {"buildMode", text<&S::buildMode>},
     {"aidChange", text<&S::aidChange>},
-    {"advtFlag", integer<&S::advtFlag>},
+    {"advtFlag", number<&S::advtFlag>},
     {"dSource", text<&S::dSource>},
     {"apVr", text<&S::apVr>},
-    {"appId", [](const S& s, const X&) { return s.appId; }},
+    {"appId", appId},
     {"advtId", text<&S::advtId>},
     {"vendorId", text<&S::vendorId>},
     {"uuid", text<&S::uuid>},
@@ -202,43 +249,39 @@ constexpr Key kReduced[] = {
     {"qzc", text<&S::qzc>},
     {"qzw", text<&S::qzw>},
     {"qzref", text<&S::qzref>},
-    {"installTime", integer<&S::installTime>},
+    {"installTime", number<&S::installTime>},
     {"pushNo", text<&S::pushNo>},
 };
 
 template <std::size_t count>
-void fill(boost::json::object& payload, const Key (&keys)[count], const S& record, const X& extras) {
-  for (const auto& key : keys) {
-    if (auto value = key.read(record, extras); !value.is_null()) payload.emplace(key.name, std::move(value));
-  }
+void fill(PayloadText& out, const Key (&keys)[count], const S& record, const X& extras) {
+  for (const auto& key : keys) key.add(out, key.name, record, extras);
 }
 
 // A slot without a campaign contributes none of its three keys.
-void fillCampaigns(boost::json::object& payload, const S& record) {
+void fillCampaigns(PayloadText& out, const S& record) {
   for (std::size_t n = 0; n < record.inrc.size(); ++n) {
     const auto& slot = record.inrc[n];
     if (!slot.inrc) continue;
     const auto number = std::to_string(n + 1);
-    payload.emplace("inrc" + number, *slot.inrc);
-    payload.emplace("inrcTime" + number, slot.inrcTime);
-    payload.emplace("inrcDt" + number, slot.inrcDt);
+    out.add("inrc" + number, slot.inrc);
+    out.addNumber("inrcTime" + number, slot.inrcTime);
+    out.addNumber("inrcDt" + number, slot.inrcDt);
   }
 }
 
 }  // namespace
 
-boost::json::object sessionPayload(const SessionJson& record, const PayloadExtras& extras) {
-  boost::json::object payload;
+std::string sessionPayload(const SessionJson& record, const PayloadExtras& extras) {
+  PayloadText out;
   if (record.useMode == 1 || record.useMode == 2) {
-    payload.reserve(std::size(kFull) + std::size(kFullTail) + 3 * record.inrc.size());
-    fill(payload, kFull, record, extras);
-    fillCampaigns(payload, record);
-    fill(payload, kFullTail, record, extras);
+    fill(out, kFull, record, extras);
+    fillCampaigns(out, record);
+    fill(out, kFullTail, record, extras);
   } else if (record.useMode == 3) {
-    payload.reserve(std::size(kReduced));
-    fill(payload, kReduced, record, extras);
+    fill(out, kReduced, record, extras);
   }
-  return payload;
+  return std::move(out).finish();
 }
 
 }  // namespace zul

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
 #include <cstdint>
 #include <optional>
@@ -18,8 +17,9 @@ struct PayloadExtras {
   std::optional<std::string> clientUserAgent;
 };
 
-/// The session payload: full for a `useMode` of 1 or 2, reduced for 3, empty for any other. Keys whose value
-/// is none are left out.
-boost::json::object sessionPayload(const SessionJson& record, const PayloadExtras& extras);
+/// The session payload as compact JSON text: full for a `useMode` of 1 or 2, reduced for 3, "{}" for any other.
+/// Keys whose value is none are left out. Text rather than an object, since it is built at every event and hardly
+/// ever read.
+std::string sessionPayload(const SessionJson& record, const PayloadExtras& extras);
 
 }  // namespace zul

@@ -14,8 +14,9 @@ namespace zul {
 Tracker::Tracker(TrackerServices services)
     : services_(std::move(services)),
       log_(services_.log),
-      zulAuthorizationKey_(services_.bundle->infoDictionary().dictionary("zulAuthorizationKey")),
-      facebookAppIdCheck_(services_.bundle->infoDictionary().string("FacebookAppID")),
+      info_(services_.bundle->infoDictionary()),
+      zulAuthorizationKey_(info_.dictionary("zulAuthorizationKey")),
+      facebookAppIdCheck_(info_.string("FacebookAppID")),
       useMode_(zulAuthorizationKey_.integer("useMode")),
       sessionController_(services_.db, services_.record, services_.util, log_),
       networkManager_(services_.http, services_.dispatcher, services_.deployment, log_, zulAuthorizationKey_,
@@ -35,7 +36,6 @@ Tracker::Tracker(TrackerServices services)
   }
   if (const auto error = services_.bundle->lastError(); !error.empty()) log_.error("Info.plist: " + error);
   locked([](Fields& fields) { fields.extras.sarInfo = Object(); });
-  uploads_.start();
 }
 
 Tracker::~Tracker() = default;

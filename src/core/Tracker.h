@@ -159,13 +159,9 @@ class Tracker {
   void setATTAuthorizationStatus(std::int64_t status);
 
  private:
-  // A session payload with its text, which is made once for the log and the upload. As `entireJson` it stands
-  // for the envelope {"SESSION": payload}; null is an empty dictionary.
-  struct BuiltPayload {
-    Object object;
-    std::string text;
-  };
-  using Payload = std::shared_ptr<const BuiltPayload>;
+  // The text of a session payload. As `entireJson` it stands for the envelope {"SESSION": payload}; null is an
+  // empty dictionary.
+  using Payload = std::shared_ptr<const std::string>;
 
   // What is too large for an atomic. Values are replaced whole, so that a reader keeps what it took.
   struct Fields {
@@ -185,6 +181,7 @@ class Tracker {
     return access(fields_);
   }
 
+  void start(const Launch& launchOptions);
   void shortStart();
   bool mustWaitForTrackingAnswer();
   void readLaunchLink(const Launch& launchOptions);
@@ -207,6 +204,7 @@ class Tracker {
 
   TrackerServices services_;
   const Log log_;
+  const Dictionary info_;  // the Info.plist
   const Dictionary zulAuthorizationKey_;
   const std::optional<std::string> facebookAppIdCheck_;
   const std::int64_t useMode_;

@@ -106,12 +106,11 @@ bool Tracker::sendTransactionByPage() {
 Tracker::Payload Tracker::buildSessionJson() {
   auto extras = locked([](Fields& fields) { return fields.extras; });
   extras.clientUserAgent = services_.webView.clientUserAgent();
-  auto built = std::make_shared<BuiltPayload>();
-  built->object = sessionPayload(*services_.record.sharedInstance(), extras);
-  built->text = json::text(built->object);
-  log_.debug("================self.sessionJsonDict=================== :" + built->text);
-  locked([&](Fields& fields) { fields.sessionJsonDict = built; });
-  return built;
+  const auto session = std::make_shared<const std::string>(sessionPayload(*services_.record.sharedInstance(), extras));
+  log_.debug("================self.sessionJsonDict=================== :" + *session);
+  auto replaced = session;
+  locked([&](Fields& fields) { fields.sessionJsonDict.swap(replaced); });
+  return session;
 }
 
 void Tracker::createSessionJson() {
@@ -131,9 +130,9 @@ Tracker::Payload Tracker::addPairingData(const Payload& session) {
   const auto pairs = locked([](Fields& fields) { return fields.tempPairingData; });
   log_.debug("self.tempPairingData :" + (pairs ? json::text(*pairs) : "(null)"));
   if (!pairs || pairs->empty()) return session;
-  auto paired = std::make_shared<BuiltPayload>(*session);
-  for (const auto& pair : *pairs) paired->object[pair.key()] = pair.value();
-  paired->text = json::text(paired->object);
+  auto object = json::parseObject(*session).value_or(Object());
+  for (const auto& pair : *pairs) object[pair.key()] = pair.value();
+  const auto paired = std::make_shared<const std::string>(json::text(object));
   locked([&](Fields& fields) { fields.sessionJsonDict = paired; });
   return paired;
 }
@@ -158,7 +157,7 @@ void Tracker::wrapAndSend(const Payload& session) {
 }
 
 Dictionary Tracker::getSessionData() {
-  return DictionaryAccess::wrap(buildSessionJson()->object);
+  return Dictionary::fromJson(*buildSessionJson()).value_or(Dictionary());
 }
 
 }  // namespace zul

@@ -36,6 +36,11 @@ void Tracker::initEnd(const Launch& launchOptions) {
     log_.debug("======already init done========");
     return;
   }
+  start(launchOptions);
+  uploads_.start();  // last, so that its reading does not hold up the start's
+}
+
+void Tracker::start(const Launch& launchOptions) {
   if (useMode_ == 3) {
     shortStart();
     return;

@@ -40,12 +40,10 @@ void Tracker::upload(const Payload& entireJson) {
   if (exceptionDataSend_) {
     auto [recorded, session] =
         locked([](Fields& fields) { return std::pair(fields.exceptionJsonList, fields.sessionJsonDict); });
-    const Object none;
-    for (auto& payload : recorded) {
-      payloads.push_back(inSession(std::move(payload), session ? session->object : none));
-    }
+    const auto current = json::parseObject(session ? *session : "{}").value_or(Object());
+    for (auto& payload : recorded) payloads.push_back(inSession(std::move(payload), current));
   } else {
-    payloads.push_back(entireJson ? "{\"SESSION\":" + entireJson->text + "}" : "{}");
+    payloads.push_back(entireJson ? "{\"SESSION\":" + *entireJson + "}" : "{}");
   }
   uploads_.send(std::move(payloads));
 }

@@ -1,6 +1,8 @@
 #include "UploadQueue.h"
 
 #include <algorithm>
+#include <boost/json/monotonic_resource.hpp>
+#include <utility>
 
 #include "Json.h"
 #include "LocalDB.h"
@@ -17,10 +19,10 @@ constexpr std::string_view kNoKeys = "{}";
 
 constexpr int kMostOpen = 4;
 
-// A queue up to this size is stored at every failed send. A larger one is stored once a second: the journal
-// holds what the document lacks until then.
-constexpr std::size_t kSaveAtOnce = 256 * 1024;
-constexpr double kSaveEvery = 1.0;  // seconds
+// A queue up to this size is stored at every failed send. A larger one, whose commit would hold up the host's
+// thread for longer, is stored every other second: the journal holds what the document lacks until then.
+constexpr std::size_t kSaveAtOnce = 64 * 1024;
+constexpr double kSaveEvery = 2.0;  // seconds
 
 }  // namespace
 
@@ -47,12 +49,12 @@ void UploadQueue::send(std::vector<std::string> payloads) {
       removed += removed.empty() ? kNoKeys : ",{}";
     } else {
       own.push_back(std::make_shared<Entry>());
-      own.back()->text = std::make_shared<const std::string>(std::move(payload));
+      own.back()->compact = std::make_shared<const std::string>(std::move(payload));
     }
   }
   if (!own.empty()) {
     db_.transaction([&] {
-      for (auto& entry : own) entry->journalId = db_.journal(entry->text);
+      for (auto& entry : own) entry->journalId = db_.journal(entry->compact);
     });
   }
   {
@@ -90,6 +92,7 @@ void UploadQueue::pump() {
 }
 
 void UploadQueue::open(const Entries& own) {
+  for (const auto& entry : own) indent(*entry);
   Entries list;
   {
     const std::lock_guard lock(mutex_);
@@ -107,13 +110,13 @@ void UploadQueue::open(const Entries& own) {
     close();
     return;
   }
-  std::size_t size = 0;
-  for (const auto& entry : list) size += entry->text->size();
   std::string text = "[";
-  text.reserve(size + size / 2);
+  std::size_t size = 4;
+  for (const auto& entry : list) size += entry->indented.size() + 4;
+  text.reserve(size);
   for (const auto& entry : list) {
     text += entry == list.front() ? "\n  " : ",\n  ";
-    json::appendPretty(text, *entry->text, 1);
+    text += entry->indented;
   }
   text += "\n]";
   log_.info("REQ [SDK -> COLLECTOR] " + text);
@@ -154,7 +157,7 @@ void UploadQueue::complete(const Entries& list, bool success, const platform::Ht
 }
 
 void UploadQueue::accept(const Entries& list, const boost::json::object& answer) {
-  log_.guard([&] { owner_.accepted(answer, *list.front()->text); });
+  log_.guard([&] { owner_.accepted(answer, list.front()->indented); });
   std::vector<std::int64_t> journaled;
   {
     const std::lock_guard lock(mutex_);
@@ -164,8 +167,9 @@ void UploadQueue::accept(const Entries& list, const boost::json::object& answer)
     }
     std::erase_if(queue_, [](const auto& entry) { return entry->delivered; });
   }
+  auto queue = image();
   db_.transaction([&] {
-    db_.update(kDocument, [&](MutableDocument& document) { document.setString(queueText(), kKey); });
+    save(std::move(queue));
     db_.forget(journaled);
     owner_.keepAccepted();
   });
@@ -176,18 +180,18 @@ void UploadQueue::keep(const Entries& list) {
   {
     const std::lock_guard lock(mutex_);
     enqueue(list);
-    for (const auto& entry : queue_) size += entry->text->size();
+    for (const auto& entry : queue_) size += entry->indented.size();
     if (size > kSaveAtOnce && std::exchange(saveScheduled_, true)) return;
   }
   if (size <= kSaveAtOnce) {
-    save();
+    save(image());
   } else {
     dispatcher_->after(kSaveEvery, platform::Dispatcher::Queue::global, [this] {
       {
         const std::lock_guard lock(mutex_);
         saveScheduled_ = false;
       }
-      log_.guard([this] { save(); });
+      log_.guard([this] { save(image()); });
     });
   }
 }
@@ -199,34 +203,47 @@ void UploadQueue::enqueue(const Entries& entries) {
   std::stable_sort(queue_.begin(), queue_.end(), [](const auto& a, const auto& b) { return a->order < b->order; });
 }
 
-// The document takes the queue and the journal lets go of it, in one commit. What the document holds is
-// decided inside, so that of two saves the later one has the later queue.
-void UploadQueue::save() {
-  db_.transaction([&] {
-    db_.update(kDocument, [&](MutableDocument& document) { document.setString(queueText(), kKey); });
-    std::vector<std::int64_t> journaled;
-    {
-      const std::lock_guard lock(mutex_);
-      for (const auto& entry : queue_) {
-        if (entry->journalId != 0) journaled.push_back(std::exchange(entry->journalId, 0));
-      }
-    }
-    db_.forget(journaled);
-  });
+void UploadQueue::indent(Entry& entry) {
+  if (!entry.indented.empty()) return;
+  entry.indented.reserve(entry.compact->size() * 3 / 2);
+  json::appendPretty(entry.indented, *entry.compact, 1);
+  entry.compact = nullptr;
 }
 
-std::string UploadQueue::queueText() {
-  const std::lock_guard lock(mutex_);
-  if (queue_.empty()) return {};
-  std::size_t size = 2 + queue_.size();
-  for (const auto& entry : queue_) size += entry->text->size();
-  std::string text;
-  text.reserve(size);
-  for (const auto& entry : queue_) {
-    text += text.empty() ? '[' : ',';
-    text += *entry->text;
+UploadQueue::Image UploadQueue::image() {
+  Image image;
+  Entries entries;
+  {
+    const std::lock_guard lock(mutex_);
+    image.version = ++images_;
+    entries = queue_;
+    for (const auto& entry : entries) {
+      if (entry->journalId != 0) image.journaled.push_back(std::exchange(entry->journalId, 0));
+    }
   }
-  return text += ']';
+  std::string list;
+  for (const auto& entry : entries) {
+    list += list.empty() ? '[' : ',';
+    json::appendCompact(list, entry->indented);
+  }
+  if (!list.empty()) list += ']';
+  boost::json::object document;
+  document.emplace(kKey, list);
+  image.text = json::text(document);
+  image.document = std::make_shared<const boost::json::object>(std::move(document));
+  return image;
+}
+
+// The document takes the queue and the journal lets go of it, in one commit. Of two images the later one stays,
+// in whatever order they come.
+void UploadQueue::save(Image image) {
+  db_.transaction([&] {
+    if (image.version > saved_) {
+      saved_ = image.version;
+      db_.put(kDocument, std::move(image.document), std::move(image.text));
+    }
+    db_.forget(image.journaled);
+  });
 }
 
 // ---- what earlier processes left
@@ -242,7 +259,8 @@ void UploadQueue::load() {
   for (const auto& [id, payload] : leftOver) {
     auto entry = std::make_shared<Entry>();
     entry->journalId = id;
-    entry->text = payload;
+    entry->compact = payload;
+    indent(*entry);
     stored.push_back(std::move(entry));
   }
   {
@@ -252,14 +270,16 @@ void UploadQueue::load() {
     for (auto& entry : stored) entry->order = order++;
     enqueue(stored);
   }
-  if (!leftOver.empty() && !unreadable_) save();
+  if (!leftOver.empty() && !unreadable_) save(image());
 }
 
 UploadQueue::Entries UploadQueue::parsed(const std::string& text) {
   Entries entries;
   if (text.empty()) return entries;
   // Whatever could be accepted as a payload must be readable within the list, a few levels further in.
-  const auto list = json::parse(text, 2 * json::kMaxDepth);
+  // The tree is large and short-lived, so its memory is taken and given back in large pieces.
+  boost::json::monotonic_resource memory(text.size());
+  const auto list = json::parse(text, 2 * json::kMaxDepth, &memory);
   if (!list || !list->is_array()) {
     log_.error("The stored queue could not be read and was set aside.");
     db_.setAside("Json.QueueJsonList", text);
@@ -271,7 +291,8 @@ UploadQueue::Entries UploadQueue::parsed(const std::string& text) {
   for (const auto& element : list->get_array()) {
     if (element.is_object() && !element.get_object().empty()) {
       entries.push_back(std::make_shared<Entry>());
-      entries.back()->text = std::make_shared<const std::string>(json::text(element));
+      entries.back()->compact = std::make_shared<const std::string>(json::text(element));
+      indent(*entries.back());
     } else {
       (removed += removed.empty() ? "" : ",") += json::text(element);
     }

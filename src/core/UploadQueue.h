@@ -61,13 +61,22 @@ class UploadQueue {
 
  private:
   struct Entry {
-    std::int64_t order = 0;      // in which the entries were accepted
-    std::int64_t journalId = 0;  // 0: not in the journal
-    std::shared_ptr<const std::string> text;
-    bool queued = false;  // stands in queue_
+    std::int64_t order = 0;                      // in which the entries were accepted
+    std::int64_t journalId = 0;                  // 0: not in the journal
+    std::shared_ptr<const std::string> compact;  // until indented
+    std::string indented;                        // as it stands in the list that is sent
+    bool queued = false;                         // stands in queue_
     bool delivered = false;
   };
   using Entries = std::vector<std::shared_ptr<Entry>>;
+
+  // The queue as it stood at one moment, ready for the document.
+  struct Image {
+    std::uint64_t version = 0;
+    std::shared_ptr<const boost::json::object> document;
+    std::string text;
+    std::vector<std::int64_t> journaled;
+  };
 
   void load();
   Entries parsed(const std::string& text);
@@ -76,10 +85,11 @@ class UploadQueue {
   void complete(const Entries& list, bool success, const platform::HttpResponse& response);
   void accept(const Entries& list, const boost::json::object& answer);
   void keep(const Entries& list);
-  void save();
+  Image image();
+  void save(Image image);
   void close();
   void enqueue(const Entries& entries);
-  std::string queueText();
+  static void indent(Entry& entry);
 
   LocalDB& db_;
   NetworkManager& network_;
@@ -96,6 +106,9 @@ class UploadQueue {
   bool loaded_ = false;
   bool unreadable_ = false;  // the stored queue could not be parsed and stands in the way of one send
   bool saveScheduled_ = false;
+  std::uint64_t images_ = 0;
+
+  std::uint64_t saved_ = 0;  // the version in the document; belongs to the transaction that saves
 };
 
 }  // namespace zul

@@ -82,6 +82,13 @@ void LocalDB::replace(std::string_view id, const Edit& fill) {
   });
 }
 
+void LocalDB::put(std::string_view id, Members members, std::string text) {
+  transaction([&] {
+    pending_.rows.push_back({Store::Table::documents, std::string(id), std::move(text)});
+    pending_.whole.emplace_back(id, std::move(members));
+  });
+}
+
 boost::json::object* LocalDB::pendingDocument(std::string_view id, bool create) {
   const auto found = pending_.documents.find(id);
   if (found != pending_.documents.end()) return &found->second;
@@ -126,7 +133,7 @@ void LocalDB::afterCommit(std::function<void()> task) {
 
 void LocalDB::commit() {
   std::vector<Store::Write> writes = std::move(pending_.rows);
-  std::vector<std::pair<std::string, Members>> changed;
+  std::vector<std::pair<std::string, Members>> changed = std::move(pending_.whole);
   for (auto& [id, object] : pending_.documents) {
     bool known = false;
     const auto before = cached(id, known);

@@ -50,6 +50,10 @@ class LocalDB {
   /// Puts a new document in the place of the stored one, with what `fill` sets and nothing else.
   void replace(std::string_view id, const Edit& fill);
 
+  /// Puts `members`, whose JSON text is `text`, in the place of the stored document. For a large document of a
+  /// single writer, which makes both before it enters the transaction.
+  void put(std::string_view id, std::shared_ptr<const boost::json::object> members, std::string text);
+
   /// Runs `work`, whose writes become one commit; when it throws, none of them happens. A transaction
   /// within a transaction is part of the outer one.
   void transaction(const std::function<void()>& work);
@@ -80,6 +84,7 @@ class LocalDB {
   // The writes of the transaction that is open.
   struct Pending {
     std::map<std::string, boost::json::object, std::less<>> documents;
+    std::vector<std::pair<std::string, Members>> whole;  // documents whose text is among the rows
     std::vector<Store::Write> rows;
     std::vector<std::pair<std::int64_t, JournalText>> journal;  // none: forgotten
     std::vector<std::function<void()>> afterwards;

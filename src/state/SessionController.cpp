@@ -9,6 +9,16 @@
 
 namespace zul {
 
+namespace {
+
+/// a + b, or a alone when what a damaged document holds would take the sum out of range.
+std::int64_t sum(std::int64_t a, std::int64_t b) {
+  std::int64_t result = 0;
+  return __builtin_add_overflow(a, b, &result) ? a : result;
+}
+
+}  // namespace
+
 // ---- a new session
 
 void SessionController::resetSid() {
@@ -18,7 +28,7 @@ void SessionController::resetSid() {
 void SessionController::resetVtTz() {
   const auto offset = db_.documentWithID("Install").integerForKey("timeOffset");
   const auto now = json::truncate(util_.currentTimeSecMulti1000());
-  db_.update("Behavior", [&](MutableDocument& behavior) { behavior.setInteger(now + offset, "vtTz"); });
+  db_.update("Behavior", [&](MutableDocument& behavior) { behavior.setInteger(sum(now, offset), "vtTz"); });
 }
 
 void SessionController::updateIsVisitNew() {
@@ -63,14 +73,14 @@ void SessionController::updateUdVt() {
   db_.updateExisting("Behavior", [&](MutableDocument& behavior) {
     const double now = util_.currentTimeSec();
     const auto days = ZULUtil::days(behavior.numberForKey("recentSessionTimeSec").value_or(now), now);
-    const auto candidate = behavior.integerForKey("userCriteriaVisit") + 1;
+    const auto candidate = sum(behavior.integerForKey("userCriteriaVisit"), 1);
     behavior.setInteger(days < periodDays ? candidate : 1, "userCriteriaVisit");
   });
 }
 
 void SessionController::increment(std::string_view key) {
   db_.updateExisting("Behavior",
-                     [&](MutableDocument& behavior) { behavior.setInteger(behavior.integerForKey(key) + 1, key); });
+                     [&](MutableDocument& behavior) { behavior.setInteger(sum(behavior.integerForKey(key), 1), key); });
 }
 
 void SessionController::updateLtvt() {

@@ -57,6 +57,9 @@ TEST(Json, PrettyTextMeansTheSame) {
   std::string pretty;
   json::appendPretty(pretty, compact, 0);
   EXPECT_EQ(json::parse(pretty), json::parse(compact));
+  std::string again;
+  json::appendCompact(again, pretty);
+  EXPECT_EQ(again, compact);
   EXPECT_NE(pretty.find("\n  \"a\" : {\n    \"b\" : [\n      1,"), std::string::npos) << pretty;
   EXPECT_NE(pretty.find("\"empty\" : [],"), std::string::npos) << pretty;
 }

@@ -161,13 +161,12 @@ TEST_F(UploadTest, AProcessThatDiesBeforeTheAnswerLosesNothing) {
   event("c");
   EXPECT_EQ(phone.journaled(), 2U);
   phone.boot();
-  phone.tracker();
+  phone.initialize();
   phone.sim.dispatcher->run();
   EXPECT_EQ(queued(), "abc");
   EXPECT_EQ(phone.journaled(), 0U);
   phone.sim.http->clearRequests();
   answers({kAccepted});
-  phone.initialize();
   phone.sim.dispatcher->advance(6);
   event("d");
   EXPECT_EQ(sent(), (std::vector<std::string>{"abcd"}));
@@ -200,7 +199,7 @@ TEST_F(UploadTest, ElementsThatAreNoPayloadsAreRemoved) {
   EXPECT_EQ(phone.sim.log->count("REMOVE Object: [7,{},null]"), 1U);
 }
 
-TEST_F(UploadTest, ALargeQueueIsStoredOnceASecondAndJournaledMeanwhile) {
+TEST_F(UploadTest, ALargeQueueIsStoredNowAndThenAndJournaledMeanwhile) {
   boost::json::array large;
   for (int n = 0; n < 100; ++n) {
     large.push_back(boost::json::object{{"SESSION", {{"event", "x"}, {"filling", std::string(4096, 'x')}}}});
@@ -216,7 +215,7 @@ TEST_F(UploadTest, ALargeQueueIsStoredOnceASecondAndJournaledMeanwhile) {
   EXPECT_EQ(phone.journaled(), 3U);
   EXPECT_EQ(queued(), std::string(100, 'x'));
   EXPECT_EQ(sent().back(), std::string(100, 'x') + "abc");
-  phone.sim.dispatcher->advance(1);
+  phone.sim.dispatcher->advance(2);
   EXPECT_EQ(phone.journaled(), 0U);
   EXPECT_EQ(queued(), std::string(100, 'x') + "abc");
 }

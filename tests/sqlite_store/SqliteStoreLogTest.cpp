@@ -15,11 +15,11 @@ thread_local int syncsOfThisThread = 0;
 }
 
 // SQLite finds these before the ones of the C library.
-extern "C" int fsync(int file) {
+extern "C" __attribute__((visibility("default"))) int fsync(int file) {
   ++syncsOfThisThread;
   return static_cast<int>(::syscall(SYS_fsync, file));
 }
-extern "C" int fdatasync(int file) {
+extern "C" __attribute__((visibility("default"))) int fdatasync(int file) {
   ++syncsOfThisThread;
   return static_cast<int>(::syscall(SYS_fdatasync, file));
 }
@@ -69,8 +69,7 @@ TEST_F(SqliteStoreLogTest, MaintenanceEmptiesTheLogAndLosesNothing) {
 
 TEST_F(SqliteStoreLogTest, OnlyTheMaintainingThreadSyncs) {
   ASSERT_EQ(SqliteStore(folder).commit({}), Status::ok);
-  EXPECT_GT(syncsOfThisThread, 0) << "a new database";
-  syncsOfThisThread = 0;
+  EXPECT_EQ(syncsOfThisThread, 0) << "a new database";
 
   SqliteStore store(folder);
   commit(store, 20);

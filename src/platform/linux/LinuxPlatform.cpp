@@ -7,11 +7,11 @@
 #include <string>
 #include <string_view>
 
+#include "AsioDispatcher.h"
 #include "CurlHttpClient.h"
 #include "LinuxBundle.h"
 #include "LinuxClock.h"
 #include "LinuxDevice.h"
-#include "AsioDispatcher.h"
 #include "LinuxFiles.h"
 #include "LinuxUserDefaults.h"
 #include "NetlinkReachability.h"

@@ -17,8 +17,9 @@ namespace {
 
 constexpr const char* kFileName = "ZULLocalDB.sqlite";
 
-// Pages in the log, a megabyte, before it is worth a few syncs to empty it.
-constexpr int kLogPages = 256;
+// Pages in the log, two megabytes, before it is worth a few syncs to empty it. What is in the log is read again
+// at the next start.
+constexpr int kLogPages = 512;
 
 // Commits that come while the first pass waits for the disk leave the next one little to copy, so it has
 // a good chance to end before the following commit.
@@ -177,6 +178,7 @@ void SqliteStore::open() {
   auto connection = std::make_unique<SqliteConnection>(path_);
   sqlite3_busy_timeout(connection->handle(), kBusyMilliseconds);
 
+  connection->execute("PRAGMA synchronous=OFF");
   const std::int64_t version = schemaVersion(*connection);
   if (version > kSchemaVersion) {
     throw SqliteError(SQLITE_ERROR, "written by a later version of the library");
@@ -186,8 +188,8 @@ void SqliteStore::open() {
   }
   if (version < kSchemaVersion) {
     connection->execute(kSchema);
+    maintainAbove_ = 0;  // the first commit asks for the sync of what was created
   }
-  connection->execute("PRAGMA synchronous=OFF");
   // Takes the place of SQLite's own hook, which checkpoints on the committing thread.
   sqlite3_wal_hook(connection->handle(), noteLogPages, &logPages_);
 

@@ -35,7 +35,7 @@ class SqliteError;
 ///    it has, no writer restarts it.
 /// 4. The empty log is synced, outside the mutex.
 ///
-/// A new database is created with syncing on, once per installation.
+/// A new database is created in the same way, and its first commit asks for `maintain`.
 class SqliteStore final : public DocumentStore {
  public:
   explicit SqliteStore(std::string folder);

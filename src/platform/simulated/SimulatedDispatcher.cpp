@@ -90,6 +90,8 @@ bool SimulatedDispatcher::runNext(double until) {
   return true;
 }
 
-void SimulatedDispatcher::stop() noexcept { events_.clear(); }
+void SimulatedDispatcher::stop() noexcept {
+  events_.clear();
+}
 
 }  // namespace zul::platform

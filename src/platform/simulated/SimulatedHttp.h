@@ -18,7 +18,7 @@ class SimulatedHttp final : public HttpClient {
   struct Answer {
     std::string body;
     int status = 200;
-    double delay = 0;   ///< seconds
+    double delay = 0;     ///< seconds
     std::string error{};  ///< not empty: the transport fails with it
   };
 

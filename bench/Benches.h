@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+#include "Measurements.h"
+#include "Process.h"
+#include "Table.h"
+#include "Workbench.h"
+
+namespace zul::bench {
+
+// Each subject either registers with Google Benchmark and reads its measurements afterwards, or runs by
+// itself. All add their rows to the table.
+
+/// Documents, records, payloads and sessions.
+void registerStoreBench(Workbench& workbench, const std::string& folder);
+void tabulateStoreBench(const Measurements& measurements, Workbench& workbench, Table& table);
+
+/// The body of an upload.
+void registerUploadBench();
+void tabulateUploadBench(const Measurements& measurements, Table& table);
+
+/// The first call in a fresh process.
+void benchStartup(Table& table);
+
+/// Events on the caller's thread, and the commits that they cost.
+void benchEvents(const Collector& collector, Table& table);
+
+/// Uploads a second.
+void benchThroughput(Workbench& workbench, const Collector& collector, Table& table);
+
+/// Memory, threads and the size of the library.
+void benchFootprint(const Collector& collector, Table& table);
+
+}  // namespace zul::bench

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct curl_slist;
+
+namespace zul::bench {
+
+/// Uploads with nothing but libcurl: one thread, a few requests in flight, connections reused from one call
+/// to the next. The requests look as the library's do.
+class RawCurl {
+ public:
+  using Headers = std::vector<std::pair<std::string, std::string>>;
+
+  RawCurl(std::string url, const Headers& headers, std::string body, int inFlight);
+  ~RawCurl();
+  RawCurl(const RawCurl&) = delete;
+  RawCurl& operator=(const RawCurl&) = delete;
+
+  /// Uploads the body `count` times. Throws std::runtime_error when one of them fails.
+  void upload(int count);
+
+ private:
+  struct Upload {
+    void* easy = nullptr;
+    const std::string* body = nullptr;
+    std::size_t sent = 0;
+  };
+  static std::size_t onRead(char* data, std::size_t size, std::size_t count, void* upload);
+  void begin(Upload& upload);
+  int collect(int& left);
+
+  const std::string url_;
+  const std::string body_;
+  curl_slist* headers_ = nullptr;
+  void* multi_ = nullptr;
+  std::vector<Upload> uploads_;
+};
+
+}  // namespace zul::bench

@@ -1,0 +1,101 @@
+#include <benchmark/benchmark.h>
+
+#include <memory>
+
+#include "Benches.h"
+#include "Json.h"
+#include "LocalDB.h"
+#include "RawSqlite.h"
+#include "Seed.h"
+#include "SessionPayload.h"
+#include "SessionRecord.h"
+#include "Tracker.h"
+
+namespace zul::bench {
+
+namespace {
+
+constexpr const char* kDocument = "Behavior";
+constexpr int kTypeWithoutPayload = 2;
+
+// The document's text with other digits at each call, as long as what the update makes.
+class ChangingText {
+ public:
+  explicit ChangingText(std::string text) : text_(std::move(text)), place_(text_.rfind("5678")) {}
+  const std::string& next() {
+    text_.replace(place_, 4, std::to_string(1000 + ++count_ % 9000));
+    return text_;
+  }
+
+ private:
+  std::string text_;
+  std::size_t place_;
+  int count_ = 0;
+};
+
+std::string textOf(Workbench& workbench, const std::string& document) {
+  return json::text(workbench.runtime().db().documentWithID(document).members());
+}
+
+template <typename Work>
+void add(const char* name, Work work) {
+  benchmark::RegisterBenchmark(name, [work](benchmark::State& state) mutable {
+    for (auto _ : state) work();
+  })->UseRealTime();
+}
+
+}  // namespace
+
+void registerStoreBench(Workbench& workbench, const std::string& folder) {
+  auto& runtime = workbench.runtime();
+  auto& db = runtime.db();
+  const auto raw = std::make_shared<RawSqlite>(folder + "/raw.sqlite");
+  db.update(kDocument, [](MutableDocument& document) { document.setDouble(1700000000.5678, "recentSessionTimeSec"); });
+  const ChangingText behavior(textOf(workbench, kDocument));
+
+  add("update", [&db, n = 0]() mutable {
+    db.update(kDocument, [&](MutableDocument& document) {
+      document.setDouble(1700000000.1001 + ++n % 8000 * 0.0001, "recentSessionTimeSec");
+    });
+  });
+  add("update, raw", [raw, text = behavior]() mutable { raw->commit({{kDocument, text.next()}}); });
+
+  add("read", [&db] { benchmark::DoNotOptimize(db.documentWithID(kDocument).integerForKey("userCriteriaVisit")); });
+  add("read, raw", [raw] { benchmark::DoNotOptimize(raw->read({kDocument})); });
+
+  auto& record = runtime.record();
+  const auto payload = std::make_shared<boost::json::object>(workbench.payload());
+  add("record", [&record] {
+    record.clearInstance();
+    benchmark::DoNotOptimize(record.sharedInstance());
+  });
+  add("payload", [&record] { benchmark::DoNotOptimize(sessionPayload(*record.sharedInstance(), {})); });
+  add("text", [payload] { benchmark::DoNotOptimize(json::text(*payload)); });
+
+  add("session", [&tracker = runtime.tracker()] { tracker.occurNewSessionWithType(kTypeWithoutPayload); });
+  add("session, raw", [raw, text = behavior, identify = textOf(workbench, "Identify")]() mutable {
+    raw->commit({{kDocument, text.next()}, {"Identify", identify}});
+  });
+}
+
+void tabulateStoreBench(const Measurements& measurements, Workbench& workbench, Table& table) {
+  const auto row = [&](const char* what, const char* ours, const char* rawWhat, const char* raw, Goal goal) {
+    table.add({what, "us", measurements.microseconds(ours), rawWhat, measurements.microseconds(raw), goal});
+  };
+  row("update of one document", "update", "one SQLite commit of the same bytes", "update, raw", Goal::ratioAtMost(1.5));
+  row("snapshot read", "read", "a prepared SELECT", "read, raw", Goal::atMost(0.5));
+  row("building the record", "record", "the JSON text of the payload", "text", {});
+  row("building the payload and its text", "payload", "the JSON text of the payload", "text", {});
+  row("a new session's transition", "session", "one SQLite commit of the same bytes", "session, raw", {});
+
+  const int before = workbench.commits();
+  workbench.runtime().tracker().occurNewSessionWithType(kTypeWithoutPayload);
+  table.add({.what = "a new session's commits",
+             .unit = "",
+             .ours = static_cast<double>(workbench.commits() - before),
+             .rawWhat = "",
+             .raw = std::nullopt,
+             .goal = Goal::atMost(1)});
+}
+
+}  // namespace zul::bench

@@ -1,0 +1,106 @@
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#include "AESCrypt.h"
+#include "Benches.h"
+#include "Json.h"
+#include "NetworkManager.h"
+#include "RawCurl.h"
+#include "Seed.h"
+#include "UploadBody.h"
+#include "zul/Deployment.h"
+
+namespace zul::bench {
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr int kRounds = 9;
+constexpr int kUploads = 300;
+constexpr int kEvents = 1000;
+constexpr int kInFlight = 4;
+constexpr const char* kRawWhat = "libcurl alone, one payload an upload";
+
+template <typename Work>
+double perSecond(int count, Work work) {
+  const auto begin = SteadyClock::now();
+  work();
+  return count / std::chrono::duration<double>(SteadyClock::now() - begin).count();
+}
+
+CollectorIdentity identity() {
+  const auto none = [] { return std::nullopt; };
+  return {.accessToken = [] { return "3f2b8c55e0a94c21b7d6a1f09c4e7d83"; },
+          .clickTime = none,
+          .idfa = none,
+          .phone = [] { return "Phone 15"; },
+          .os = [] { return "Linux 6"; },
+          .uuid = [] { return ""; },
+          .vendorId = [] { return ""; }};
+}
+
+// Uploads one document after the other, a few at a time.
+void upload(NetworkManager& network, const std::string& document, int count) {
+  std::mutex mutex;
+  std::condition_variable changed;
+  int open = 0;
+  for (int n = 0; n < count; ++n) {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [&] { return open < kInFlight; });
+    ++open;
+    lock.unlock();
+    network.sendDocument(document, [&](bool, const auto&) {
+      const std::lock_guard answered(mutex);
+      --open;
+      changed.notify_one();
+    });
+  }
+  std::unique_lock lock(mutex);
+  changed.wait(lock, [&] { return open == 0; });
+}
+
+// Events a second, from the first one to the collector's last answer.
+double deliver(const Collector& collector) {
+  const TemporaryFolder folder;
+  Seed::writeBundle(folder.path());
+  Seed::writeStore(folder.path() + "/data", 0);
+  const auto figures = runHost("deliver", {{"data", folder.path() + "/data"},
+                                           {"bundle", folder.path()},
+                                           {"collector", collector.url()},
+                                           {"count", std::to_string(kEvents)}});
+  return kEvents / figures.at("seconds")[0];
+}
+
+}  // namespace
+
+void benchThroughput(Workbench& workbench, const Collector& collector, Table& table) {
+  const auto& platform = workbench.runtime().platform();
+  auto deployment = platform.deployment;
+  deployment.collectorBaseUrl = collector.url();
+  NetworkManager network(platform.http, platform.dispatcher, deployment, workbench.runtime().log(), Dictionary(),
+                         identity());
+  std::string document = "[\n  ";
+  json::appendPretty(document, Seed::payloads(1)[0], 1);
+  document += "\n]";
+  const RawCurl::Headers headers = {
+      {"authType", AESCrypt::AES256EncryptWithKey("ZUL", "hxQoPvNq4rTeLwbj").value_or("")},
+      {"authToken", *identity().accessToken()},
+      {"User-Agent", "ZUL/1.1.5/Phone 15/Linux 6"},
+      {"Content-Type", "application/octet-stream"}};
+  RawCurl raw(collector.url() + "/zul/v1/dataRcv.do", headers, *uploadBody(document), kInFlight);
+
+  std::vector<double> ours;
+  std::vector<double> alone;
+  std::vector<double> events;
+  for (int round = 0; round < kRounds; ++round) {
+    ours.push_back(perSecond(kUploads, [&] { upload(network, document, kUploads); }));
+    alone.push_back(perSecond(kUploads, [&] { raw.upload(kUploads); }));
+    events.push_back(deliver(collector));
+  }
+  table.add({"uploads", "/s", median(ours), kRawWhat, median(alone), Goal::ratioAtLeast(0.7)});
+  table.add({"events delivered", "/s", median(events), kRawWhat, median(alone), Goal::ratioAtLeast(0.7)});
+}
+
+}  // namespace zul::bench

@@ -1,0 +1,163 @@
+#!/usr/bin/env bash
+# Shows the library at work: a host application (examples/host) reports to the development collector on this
+# machine, and one sees what arrives there and what stays in the host's store. Fails when something shown is not
+# as it should be.
+#
+#   examples/demo.sh [FOLDER WITH THE PROGRAMS]
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+bin=${1:-$here/../build/bin}
+
+folder=$(mktemp -d "${TMPDIR:-/tmp}/zul-demo.XXXXXX")
+record=$folder/requests.json  # what the collector received, one JSON object a line
+store=$folder/data/ZULLocalDB.sqlite
+log=$folder/library.log
+touch "$record" "$log"
+port=0
+collector_id=
+host_id=
+trap 'kill $collector_id $host_id 2>/dev/null || true' EXIT
+
+fail() {
+  printf '\nThe demo failed: %s\nWhat it left is in %s\n' "$*" "$folder" >&2
+  exit 1
+}
+
+headline() { printf '\n== %s\n\n' "$*"; }
+text() { printf '   %s\n' "$@"; }
+wrapped() { fold -s -w 110 | sed 's/^/   /'; }
+
+# check TEXT COMMAND...: the text is so when the command succeeds.
+check() {
+  local what=$1
+  shift
+  "$@" >/dev/null || fail "not so: $what"
+  printf '   [ok] %s\n' "$what"
+}
+
+# await TEXT COMMAND...: until the command succeeds.
+await() {
+  local what=$1
+  shift
+  for _ in {1..100}; do
+    if "$@" >/dev/null 2>&1; then return 0; fi
+    sleep 0.1
+  done
+  fail "waited 10 seconds for $what"
+}
+
+start_collector() {
+  rm -f "$folder/collector.out"
+  "$bin/zul-collector" --listen "127.0.0.1:$port" --record "$record" >"$folder/collector.out" &
+  collector_id=$!
+  await "the collector" grep -q '^listening on ' "$folder/collector.out"
+  port=$(sed 's/.*://' "$folder/collector.out")
+}
+
+stop_collector() {
+  kill "$collector_id"
+  wait "$collector_id"
+  collector_id=
+}
+
+# start_host [OPTIONS...]: returns when the library has started up; tell_host then commands it.
+start_host() {
+  coproc host {
+    exec "$bin/example-host" --collector "http://127.0.0.1:$port" --bundle "$here/host" --data "$folder/data" \
+      --events - --wait 0 "$@" 2>>"$log"
+  }
+  # shellcheck disable=SC2154
+  host_id=$host_PID
+  hear_host "initialized: yes"
+}
+
+hear_host() {
+  local line=
+  read -r -t 20 line <&"${host[0]}" || true
+  [[ $line == "$1" ]] || fail "the host said '$line' instead of '$1'"
+}
+
+tell_host() {
+  echo "$1" >&"${host[1]}"
+  hear_host "done: $1"
+}
+
+stop_host() {
+  echo quit >&"${host[1]}"
+  wait "$host_id" || fail "the host ended with status $?"
+  host_id=
+}
+
+# The Nth request to a service, as JSON; fails while there is none.
+request() { jq -se --arg endpoint "$1" --argjson n "$2" 'map(select(.endpoint == $endpoint))[$n - 1] // empty' "$record"; }
+session() { request upload "$1" | jq '.body[0].SESSION'; }
+answered() { (($(grep -c RES001 "$log") >= $1)); }
+query() { sqlite3 -readonly "$store" "$1"; }
+queue() { query "SELECT body FROM documents WHERE id = 'Json'"; }
+waiting_payloads() { queue | jq -r '.QueueJsonList' | jq '.[].SESSION'; }
+nothing_waits() { [[ $(queue) == '{"QueueJsonList":""}' ]]; }
+something_waits() { [[ -n $(waiting_payloads) ]]; }
+
+start_collector
+echo "The development collector listens on http://127.0.0.1:$port. The host starts; its start-up takes 5 seconds."
+start_host
+await "the answer to the first upload" answered 1
+await "the empty queue" nothing_waits
+
+headline "1. At launch the library asks for an access token"
+request token 1 | jq -r '"GET \(.path)?\(.query)", (.headers | to_entries[] | "\(.key): \(.value)")' | wrapped
+check "it names the service and the application" \
+  jq -e '.query == "_qzno=1001&_wPkg=com.example.host" and .good' <(request token 1)
+
+headline "2. Then it sends its session payload, here as the collector decoded it"
+request upload 1 | jq -r '"POST \(.path), \(.rawSize) bytes compressed and enciphered"' | wrapped
+session 1 | jq -r 'tojson | gsub(",\""; ", \"")' | wrapped
+text "" "The answer, as the library logged it:"
+grep -m1 -o '{.*RES001.*' "$log" | wrapped
+check "the collector found nothing wrong with it" jq -e '.good' <(request upload 1)
+check "it is the first visit of this installation" jq -e '.ltvt == 1 and .isVisitNew == "Y"' <(session 1)
+
+headline "3. What the host keeps: SQLite, a document a row"
+query "SELECT id, body FROM documents ORDER BY id" | while IFS='|' read -r id body; do
+  printf '   %-9s %s\n' "$id" "$body"
+done
+check "nothing waits to be sent" nothing_waits
+stop_host
+
+headline "4. The host is launched again an hour later: the session is over, the visitor is the same"
+start_host --later 3600
+await "the second visit" answered 2
+tell_host event
+await "the event" answered 3
+printf '   %-12s %-38s %s\n' "" "first launch" "an hour later"
+for key in ltvt udVt isVisitNew uuid sid; do
+  printf '   %-12s %-38s %s\n' "$key" "$(session 1 | jq -r ".$key")" "$(session 2 | jq -r ".$key")"
+done
+compare() { jq -se "$1" <(session 1) <(session 2); }
+check "the visit counters are one further" compare '.[1].ltvt == .[0].ltvt + 1 and .[1].udVt == .[0].udVt + 1'
+check "same uuid, new sid" compare '.[0].uuid == .[1].uuid and .[0].sid != .[1].sid'
+check "an event within the session keeps its sid" jq -e --arg sid "$(session 2 | jq -r .sid)" '.sid == $sid' <(session 3)
+stop_host
+
+headline "5. The collector is down while an event is reported"
+start_host --later 7200
+await "the third visit" answered 4
+stop_collector
+tell_host event
+await "the event in the store" something_waits
+waiting=$(waiting_payloads | jq -c '{ltvt, sid, vtTz}')
+text "It waits in the store:" "$waiting"
+start_collector
+tell_host "later 3600"
+tell_host event
+await "the delayed upload" answered 5
+text "" "The collector is back. An hour later, the next event carries both:"
+request upload 5 | jq -c '.body[].SESSION | {ltvt, sid, vtTz}' | wrapped
+both() { request upload 5 | jq -e --argjson waiting "$waiting" ".body | map(.SESSION | {ltvt, sid, vtTz}) | $1"; }
+check "two payloads in one upload, the one that waited first" both 'length == 2 and .[0] == $waiting and .[1].vtTz > .[0].vtTz'
+await "the empty queue" nothing_waits
+check "nothing waits any more" nothing_waits
+stop_host
+stop_collector
+
+printf '\nAll as it should be. The log of the library, the requests and the store are in\n%s\n' "$folder"

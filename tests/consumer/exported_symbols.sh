@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# exported_symbols.sh LIBRARY INCLUDE: the shared library exports what the public headers mark with ZUL_EXPORT, and
+# nothing of anybody else's, whose own copy in the host would clash with it.
+set -euo pipefail
+library=$1 include=$2
+symbols=$(nm -D --defined-only -C "$library" | cut -c 20- | sort -u)
+failed=0
+
+while read -r symbol; do
+  name=${symbol#vtable for }
+  name=${name#typeinfo for }
+  name=${name#typeinfo name for }
+  [[ $name =~ ^(zul::)?([A-Za-z]+) ]]
+  if [[ $name != zul::* && $name != ZULSessionVersion* ]] ||
+    ! grep -rqE "ZUL_EXPORT .*\b${BASH_REMATCH[2]}\b" "$include"; then
+    echo "exported: $symbol"
+    failed=1
+  fi
+done <<<"$symbols"
+
+for expected in ZULSessionVersionNumber ZULSessionVersionString 'zul::ZULSession::sendTransaction()' \
+  'zul::Dictionary::Dictionary()' 'zul::linuxPlatform(zul::LinuxOptions const&)'; do
+  if ! grep -qxF "$expected" <<<"$symbols"; then
+    echo "missing: $expected"
+    failed=1
+  fi
+done
+exit $failed

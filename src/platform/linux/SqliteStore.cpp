@@ -144,6 +144,7 @@ DocumentStore::Loaded SqliteStore::loadAll(Table table) {
 
 DocumentStore::Status SqliteStore::commit(std::span<const Write> writes) {
   return run("commit", [&](SqliteConnection& connection) {
+    if (writes.size() == 1) return apply(connection, writes.front());  // a statement alone is a transaction
     SqliteTransaction transaction(connection);
     for (const Write& write : writes) {
       apply(connection, write);

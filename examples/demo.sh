@@ -110,7 +110,7 @@ check "it names the service and the application" \
   jq -e '.query == "_qzno=1001&_wPkg=com.example.host" and .good' <(request token 1)
 
 headline "2. Then it sends its session payload, here as the collector decoded it"
-request upload 1 | jq -r '"POST \(.path), \(.rawSize) bytes compressed and enciphered"' | wrapped
+request upload 1 | jq -r '"POST \(.path), \(.rawSize) bytes compressed"' | wrapped
 session 1 | jq -r 'tojson | gsub(",\""; ", \"")' | wrapped
 text "" "The answer, as the library logged it:"
 grep -m1 -o '{.*RES001.*' "$log" | wrapped

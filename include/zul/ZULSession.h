@@ -51,7 +51,8 @@ class ZUL_EXPORT ZULSession {
 
   /// Reports an event: the session payload as it stands now is stored and sent behind what is still queued.
   /// Once it returns, the payload survives the death of the process. Before the start-up has completed it
-  /// sends nothing.
+  /// sends nothing; and a process that released or blocked the events recorded before then sends those in the
+  /// place of its own.
   static void sendTransaction() noexcept;
 
   static void setUser(const User& user) noexcept;

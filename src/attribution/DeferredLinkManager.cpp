@@ -3,12 +3,13 @@
 namespace zul {
 
 void DeferredLinkManager::setDeferredLinkCallback(std::function<void()> callback) {
+  auto shared = callback ? std::make_shared<const std::function<void()>>(std::move(callback)) : nullptr;
   const std::lock_guard lock(mutex_);
-  deferredLinkCallback_ = std::move(callback);
+  deferredLinkCallback_.swap(shared);  // what the host gave before is destroyed after the lock
 }
 
 void DeferredLinkManager::callDeferredLinkCallback() {
-  std::function<void()> callback;
+  std::shared_ptr<const std::function<void()>> callback;
   bool executedBefore = false;
   {
     const std::lock_guard lock(mutex_);
@@ -22,7 +23,7 @@ void DeferredLinkManager::callDeferredLinkCallback() {
     log_.debug("This event is not install on callDeferredLinkCallback function.");
   } else {
     log_.debug("callDeferredLinkCallback function executed successfully.");
-    callback();
+    (*callback)();
   }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -24,7 +25,7 @@ class DeferredLinkManager {
  private:
   Log log_;
   mutable std::mutex mutex_;
-  std::function<void()> deferredLinkCallback_;
+  std::shared_ptr<const std::function<void()>> deferredLinkCallback_;
   bool didCallbackExecute_ = false;
   std::optional<std::string> deferredUrl_;
 };

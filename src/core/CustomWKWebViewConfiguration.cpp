@@ -12,7 +12,7 @@ CustomWKWebViewConfiguration& CustomWKWebViewConfiguration::sharedObject() {
 
 void CustomWKWebViewConfiguration::setConfiguration(std::shared_ptr<WebViewConfiguration> configuration) {
   const std::lock_guard lock(mutex_);
-  customWebViewConfiguration_ = std::move(configuration);
+  customWebViewConfiguration_.swap(configuration);  // the host's old one is destroyed after the lock
 }
 
 std::shared_ptr<WebViewConfiguration> CustomWKWebViewConfiguration::getConfiguration() const {

@@ -26,10 +26,7 @@ Process& theProcess() {
 
 // Threads must not be at work in libraries that tear themselves down at exit.
 void stopAtExit() {
-  if (auto* const runtime = Runtime::processIfMade()) {
-    runtime->platform().http->stop();
-    runtime->platform().dispatcher->stop();
-  }
+  if (auto* const runtime = Runtime::processIfMade()) runtime->stop();
 }
 
 }  // namespace
@@ -46,6 +43,11 @@ Runtime::Runtime(Platform platform)
       deferredLinks_(log_) {}
 
 Runtime::~Runtime() {
+  stop();
+}
+
+void Runtime::stop() noexcept {
+  stopping_ = true;  // first: requests that end because of it are no news for the host
   platform_.http->stop();
   platform_.dispatcher->stop();
 }
@@ -59,7 +61,7 @@ Runtime& Runtime::process() {
   if (auto* const runtime = process.runtime.load()) return *runtime;
   const std::lock_guard lock(process.mutex);
   if (auto* const runtime = process.runtime.load()) return *runtime;
-  process.runtime = new Runtime(process.platform ? std::move(*process.platform) : linuxPlatform(""));
+  process.runtime = new Runtime(process.platform ? *process.platform : linuxPlatform(""));
   std::atexit(stopAtExit);
   return *process.runtime;
 }
@@ -90,12 +92,16 @@ bool Runtime::setProcessPlatform(Platform platform) {
 }
 
 Tracker& Runtime::tracker() {
-  std::call_once(trackerOnce_, [this] {
-    tracker_ = std::make_unique<Tracker>(TrackerServices{platform_.dispatcher, platform_.http, platform_.bundle,
-                                                         platform_.deployment, db_, record_, util_, reachability_,
-                                                         networkClock_, deferredLinks_, webView_, debugMode_, log_});
+  bool made = false;
+  std::call_once(trackerOnce_, [&] {
+    tracker_ = std::make_unique<Tracker>(
+        TrackerServices{platform_.dispatcher, platform_.http, platform_.bundle, platform_.deployment, db_, record_,
+                        util_, reachability_, networkClock_, deferredLinks_, webView_, debugMode_, stopping_, log_});
     madeTracker_ = tracker_.get();
+    made = true;
   });
+  // Outside, since it calls host code, which may call back.
+  if (made) log_.guard([this] { tracker_->announce(); });
   return *madeTracker_;
 }
 

@@ -37,6 +37,10 @@ class Runtime {
   /// once it has been made.
   static bool setProcessPlatform(Platform platform);
 
+  /// The process exits, or this Runtime does: nothing new begins, and the host is called no more.
+  void stop() noexcept;
+  bool isStopping() const noexcept { return stopping_; }
+
   /// Made on first use.
   Tracker& tracker();
   /// Null before the first use.
@@ -62,6 +66,7 @@ class Runtime {
   DeferredLinkManager deferredLinks_;
   CustomWKWebViewConfiguration webView_;
   std::atomic<int> debugMode_{0};
+  std::atomic<bool> stopping_{false};
 
   std::once_flag trackerOnce_;
   std::unique_ptr<Tracker> tracker_;

@@ -27,6 +27,12 @@ Tracker::Tracker(TrackerServices services)
     behavior.setString("", "piTrace");
     behavior.setNumber(std::nullopt, "pageStartTime");
   });
+  locked([](Fields& fields) { fields.extras.sarInfo = Object(); });
+}
+
+Tracker::~Tracker() = default;
+
+void Tracker::announce() {
   if (const auto configuration = services_.webView.getConfiguration()) {
     log_.debug("There is a custom webview configuration object passed to the sdk. " + configuration->description());
   } else {
@@ -35,10 +41,7 @@ Tracker::Tracker(TrackerServices services)
         "with  '[[WKWebViewConfiguration alloc] init]'");
   }
   if (const auto error = services_.bundle->lastError(); !error.empty()) log_.error("Info.plist: " + error);
-  locked([](Fields& fields) { fields.extras.sarInfo = Object(); });
 }
-
-Tracker::~Tracker() = default;
 
 CollectorIdentity Tracker::identity() {
   auto* const services = &services_;

@@ -49,6 +49,7 @@ struct TrackerServices {
   DeferredLinkManager& deferredLinks;
   CustomWKWebViewConfiguration& webView;
   std::atomic<int>& debugMode;
+  const std::atomic<bool>& stopping;
   Log log;
 };
 
@@ -69,6 +70,9 @@ class Tracker {
   static Tracker& sharedInstance();
   static Tracker* getSharedInstance() noexcept;
 
+  /// Tells the log what it was made with; to be called once, right after.
+  void announce();
+
   // ---- start-up (TrackerStart.cpp)
 
   /// The start-up sequence. Schedules the step that completes it, 5 seconds later in the background.
@@ -77,8 +81,9 @@ class Tracker {
   void authorizationCheckWithAuthToken(const std::optional<std::string>& token);
   void setInstallTimeAndNTP();
   void setLocalInstallTime();
-  /// Runs `initEnd` again on the main queue when the tracking-authorization answer comes, once for each call.
-  void addObservers();
+  /// Has `initEnd` run again on the main queue when the tracking-authorization answer comes, once for each call.
+  /// False, and without effect, when the answer is there.
+  bool addObservers();
   void setATTAlertCheked(const std::string& answer);
   /// A parallel variant of the start-up, at the disposal of hosts that reach for it; nothing here calls it.
   void asyncMultiTask(const std::optional<std::string>& authToken);
@@ -194,7 +199,9 @@ class Tracker {
   void beginSessionIfExpired(int type);
   Payload buildSessionJson();
   Payload addPairingData(const Payload& session);
-  void wrapAndSend(const Payload& session);
+  void makeJson(bool initialized);
+  void makeJsonByPage(bool initialized);
+  void wrapAndSend(const Payload& session, bool initialized);
   void upload(const Payload& entireJson);
   void requestToken();
   void sendErrorLog(const std::string& text, const std::string& arrived);

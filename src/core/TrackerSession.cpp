@@ -18,7 +18,7 @@ void Tracker::createUpdateTimer() {
 
 void Tracker::oneSecondTimerTick() {
   if (!services_.networkClock.isSynchronized()) return;
-  if (NTPtimeGetDone_) return;  // the timer stays and ticks idly
+  if (NTPtimeGetDone_.exchange(true)) return;  // the timer stays and ticks idly
   const auto timer = locked([](Fields& fields) { return std::move(fields.oneSecondTimer); });
   const double network = services_.util.getCurrentNTPTimeSec();
   const double device = services_.util.currentTimeSec();
@@ -26,7 +26,6 @@ void Tracker::oneSecondTimerTick() {
     if (firstExcute_) install.setDouble(network * 1000, "installTime");
     install.setDouble((network - device) * 1000, "timeOffset");
   });
-  NTPtimeGetDone_ = true;
   log_.debug("time sync done");
 }
 
@@ -89,15 +88,18 @@ void Tracker::occurNewSessionWithType(int type) {
   upload(session);
 }
 
+// The flag is read once: a start-up that completes in between would let a payload out without its session.
 bool Tracker::sendTransaction() {
-  if (checkNewSession() && ZULinitYN_) beginSessionIfExpired(2);
-  makeJson();
+  const bool initialized = ZULinitYN_;
+  if (checkNewSession() && initialized) beginSessionIfExpired(2);
+  makeJson(initialized);
   return true;
 }
 
 bool Tracker::sendTransactionByPage() {
-  if (checkNewSession() && ZULinitYN_) beginSessionIfExpired(2);
-  makeJsonByPage();
+  const bool initialized = ZULinitYN_;
+  if (checkNewSession() && initialized) beginSessionIfExpired(2);
+  makeJsonByPage(initialized);
   return true;
 }
 
@@ -118,12 +120,20 @@ void Tracker::createSessionJson() {
 }
 
 void Tracker::makeJson() {
+  makeJson(ZULinitYN_);
+}
+
+void Tracker::makeJson(bool initialized) {
   log_.debug("makeJson in ZULSession");
-  wrapAndSend(buildSessionJson());
+  wrapAndSend(buildSessionJson(), initialized);
 }
 
 void Tracker::makeJsonByPage() {
-  wrapAndSend(addPairingData(buildSessionJson()));
+  makeJsonByPage(ZULinitYN_);
+}
+
+void Tracker::makeJsonByPage(bool initialized) {
+  wrapAndSend(addPairingData(buildSessionJson()), initialized);
 }
 
 Tracker::Payload Tracker::addPairingData(const Payload& session) {
@@ -144,14 +154,14 @@ void Tracker::setTempPairingData(const std::optional<Dictionary>& pairs) {
 }
 
 void Tracker::createEntireJson() {
-  wrapAndSend(locked([](Fields& fields) { return fields.sessionJsonDict; }));
+  wrapAndSend(locked([](Fields& fields) { return fields.sessionJsonDict; }), ZULinitYN_);
 }
+
 void Tracker::createEntireJson2() {
   createEntireJson();
 }
 
-void Tracker::wrapAndSend(const Payload& session) {
-  const bool initialized = ZULinitYN_;
+void Tracker::wrapAndSend(const Payload& session, bool initialized) {
   locked([&](Fields& fields) { fields.entireJson = initialized ? session : nullptr; });
   if (initialized) upload(session);
 }

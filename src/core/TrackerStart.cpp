@@ -18,6 +18,7 @@ constexpr double kCompletionAfter = 5;      // seconds that the token and the fi
 constexpr double kEarlyEventsAfter = 1;     // seconds from there to the events recorded before initialization
 constexpr int kMobileWebFingerprint = 102;  // service number that the parallel start-up asks with
 
+constexpr std::string_view kNoAnswer = "Undefined";
 constexpr std::string_view kUrlKey = "UIApplicationLaunchOptionsURLKey";
 constexpr std::string_view kActivitiesKey = "UIApplicationLaunchOptionsUserActivityDictionaryKey";
 constexpr std::string_view kActivityKey = "UIApplicationLaunchOptionsUserActivityKey";
@@ -45,10 +46,7 @@ void Tracker::start(const Launch& launchOptions) {
     shortStart();
     return;
   }
-  if (mustWaitForTrackingAnswer()) {
-    addObservers();
-    return;
-  }
+  if (mustWaitForTrackingAnswer() && addObservers()) return;
   if (zulAuthorizationKey_.boolean("isDebug")) services_.debugMode = 1;
   services_.networkClock.synchronize();
   if (services_.reachability.isConnectedToNetwork()) requestIadInfo();
@@ -70,13 +68,17 @@ void Tracker::start(const Launch& launchOptions) {
 
 bool Tracker::mustWaitForTrackingAnswer() {
   if (!zulAuthorizationKey_.boolean("ATTPopup")) return false;
-  const bool answered = locked([](Fields& fields) { return fields.ATTAlertCheked != "Undefined"; });
+  const bool answered = locked([](Fields& fields) { return fields.ATTAlertCheked != kNoAnswer; });
   const bool answeredBefore = services_.db.documentWithID("Identify").stringForKey("ATTPopupDone") == "Y";
   return !answered && !answeredBefore && !facebookAppIdCheck_.value_or("").empty();
 }
 
-void Tracker::addObservers() {
-  locked([](Fields& fields) { ++fields.observers; });
+bool Tracker::addObservers() {
+  return locked([](Fields& fields) {
+    if (fields.ATTAlertCheked != kNoAnswer) return false;
+    ++fields.observers;
+    return true;
+  });
 }
 
 void Tracker::setATTAlertCheked(const std::string& answer) {
@@ -124,18 +126,19 @@ void Tracker::readLaunchLink(const Launch& launchOptions) {
 }
 
 void Tracker::completeStart() {
-  if (!NTPtimeGetDone_) setLocalInstallTime();
+  if (!NTPtimeGetDone_.exchange(true)) setLocalInstallTime();
   log_.info(std::string("accessTokenRequestDone: ") + (accessTokenRequestDone_ ? "1" : "0"));
   log_.info(std::string("fingerPrintRequestDone: ") + (fingerPrintRequestDone_ ? "1" : "0"));
+  const bool completedBefore = ZULinitYN_;
   if (accessTokenRequestDone_) ZULinitYN_ = true;
   log_.debug(std::string("ZULinitYN: ") + (ZULinitYN_ ? "1" : "0"));
   checkInstallReferrerOrder();
   if (checkNewSession()) beginSessionIfExpired(1);
-  if (blockingLogEventCallBeforeInit_) {
+  if (completedBefore) return;  // the host initialized twice; the events before were dealt with then
+  if (blockingLogEventCallBeforeInit_.exchange(false)) {
     log_.debug(
         "Because the BlockingLogEventCallBeforeSdkInitComplete value is YES , the entireExceptionData was ignored.");
     exceptionDataSend_ = true;
-    blockingLogEventCallBeforeInit_ = false;
   } else {
     releaseEventsBeforeInit();
   }

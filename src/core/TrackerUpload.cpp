@@ -59,7 +59,10 @@ UploadQueue::Owner Tracker::uploadOwner() {
           },
       .keepAccepted = [this] { keepAccepted(); },
       .kept = [this](const std::string& text, const std::string& arrived) { sendErrorLog(text, arrived); },
-      .completed = [this] { services_.deferredLinks.callDeferredLinkCallback(); },
+      .completed =
+          [this] {
+            if (!services_.stopping) services_.deferredLinks.callDeferredLinkCallback();
+          },
   };
 }
 

@@ -16,7 +16,7 @@ constexpr int kLooks = 10;
 
 void start(Runtime& runtime, const Entry& entry) {
   if (entry.application.applicationState != ApplicationState::background) {
-    runtime.tracker().initEnd(entry.launchOptions);
+    runtime.log().guard([&] { runtime.tracker().initEnd(entry.launchOptions); });
   } else {
     runtime.log().debug("initEnd pass in Background");
   }
@@ -55,7 +55,7 @@ void getAttributedInfo(Runtime& runtime, std::function<void(const Dictionary&)> 
                                        [&runtime, callback = std::move(callback)] {
                                          runtime.log().guard([&] {
                                            const auto attribution = waitForAttribution(runtime);
-                                           if (callback) callback(attribution);
+                                           if (callback && !runtime.isStopping()) callback(attribution);
                                          });
                                        });
 }

@@ -1,5 +1,6 @@
 #include "AESCrypt.h"
 
+#include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 
@@ -29,6 +30,8 @@ constexpr std::array<std::int8_t, 256> kValues = [] {
 enum Direction { decrypt = 0, encrypt = 1 };
 
 std::optional<std::vector<std::byte>> crypt(Direction direction, AESCrypt::Bytes in, std::string_view keyText) {
+  // The first user of OpenSSL decides whether it tears itself down at exit, under threads that still use it.
+  OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
   std::array<unsigned char, kBlock> key{};
   std::copy_n(keyText.begin(), std::min(keyText.size(), kBlock), key.begin());
   std::vector<std::byte> out(in.size() + kBlock);

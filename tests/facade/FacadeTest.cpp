@@ -124,7 +124,8 @@ TEST(ZULSessionTest, TheStaticOperationsReachTheProcessesLibrary) {
   EXPECT_EQ(phone.sim.log->count("not printed"), 0U);
   EXPECT_EQ(phone.sim.log->count("]whatever the switch"), 1U);
   // The process's library stays until the end, and so must the device it runs on.
-  new platform::SimulatedPlatform(phone.sim);
+  [[maybe_unused]] static platform::SimulatedPlatform* volatile device = nullptr;
+  device = new platform::SimulatedPlatform(phone.sim);
 }
 
 TEST(ZULSessionTest, TheVersionSymbols) {

@@ -93,8 +93,8 @@ void SessionController::updateLtRvnVt() {
 void SessionController::updateLtVi() {
   db_.updateExisting("Behavior", [&](MutableDocument& behavior) {
     const double recent = behavior.numberForKey("recentSessionTimeSec").value_or(0);
-    const auto sum = behavior.integerForKey("lifeVisitInterval") + ZULUtil::days(recent, util_.currentTimeSec());
-    behavior.setInteger(recent != 0 ? sum : 0, "lifeVisitInterval");
+    const auto gap = ZULUtil::days(recent, util_.currentTimeSec());
+    behavior.setInteger(recent != 0 ? sum(behavior.integerForKey("lifeVisitInterval"), gap) : 0, "lifeVisitInterval");
   });
 }
 

@@ -131,7 +131,7 @@ SessionRecord::Current SessionRecord::getSharedInstance() const {
 }
 
 SessionRecord::Current SessionRecord::sharedInstance() {
-  boost::json::value foundAppId;  // looked up once, however often the record has to be begun again
+  std::optional<boost::json::value> foundAppId;  // looked up once, however often the record has to be begun again
   while (true) {
     std::uint64_t generation = 0;
     {
@@ -159,13 +159,16 @@ void SessionRecord::edit(const Edit& edit) {
 
 void SessionRecord::editExisting(const Edit& edit) {
   const std::lock_guard lock(mutex_);
-  if (!current_) return;
+  if (!current_) {
+    ++generation_;  // one that is being made may have read the store before this change: it is begun again
+    return;
+  }
   auto changed = std::make_shared<SessionJson>(*current_);
   edit(*changed);
   current_ = std::move(changed);
 }
 
-SessionJson SessionRecord::initUniqueInstance(boost::json::value& foundAppId) {
+SessionJson SessionRecord::initUniqueInstance(std::optional<boost::json::value>& foundAppId) {
   log_.debug("SessionJson initUniqueInstance");
   SessionJson record;
   record.sdk_version = "1.1.5";
@@ -215,7 +218,7 @@ void SessionRecord::readEnvironment(SessionJson& record) const {
   record.dSource = "SDK";
 }
 
-void SessionRecord::readIdentifiers(SessionJson& record, boost::json::value& foundAppId) {
+void SessionRecord::readIdentifiers(SessionJson& record, std::optional<boost::json::value>& foundAppId) {
   const auto device = sources_.device->read();
   record.advtId = environment().getAdvertisingId();
   record.advtFlag = device->advertisingTrackingEnabled ? 0 : 1;
@@ -229,8 +232,8 @@ void SessionRecord::readIdentifiers(SessionJson& record, boost::json::value& fou
   record.pkg = pkg ? pkg : Text(sources_.bundle->bundleIdentifier());
   record.appId = identify.valueForKey("appId");
   if (!record.appId.is_string() && !record.appId.is_number()) {
-    if (foundAppId.is_null()) foundAppId = lookUpAppId(*record.pkg);
-    record.appId = foundAppId;
+    if (!foundAppId) foundAppId = lookUpAppId(*record.pkg);
+    record.appId = *foundAppId;
   }
   // One edit, so that two threads that make a record at once agree on the uuid.
   db_.update("Identify", [&](MutableDocument& document) {
@@ -239,7 +242,7 @@ void SessionRecord::readIdentifiers(SessionJson& record, boost::json::value& fou
     document.setString(record.uuid, "uuid");
     document.setString(record.vendorId, "vendorId");
     document.setString(record.pkg, "pkgname");
-    document.setValue(record.appId, "appId");
+    if (!record.appId.is_null()) document.setValue(record.appId, "appId");
   });
 }
 

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "Environment.h"
@@ -52,10 +53,10 @@ class SessionRecord {
   std::string getVendorId();
 
  private:
-  SessionJson initUniqueInstance(boost::json::value& foundAppId);
+  SessionJson initUniqueInstance(std::optional<boost::json::value>& foundAppId);
   void readStore(SessionJson& record);
   void readEnvironment(SessionJson& record) const;
-  void readIdentifiers(SessionJson& record, boost::json::value& foundAppId);
+  void readIdentifiers(SessionJson& record, std::optional<boost::json::value>& foundAppId);
   boost::json::value lookUpAppId(const std::string& pkg) const;
 
   LocalDB& db_;
@@ -67,7 +68,7 @@ class SessionRecord {
 
   mutable std::mutex mutex_;
   Current current_;
-  std::uint64_t generation_ = 0;  // counts clearInstance, so that a record begun before one is not kept
+  std::uint64_t generation_ = 0;  // counts what makes a record that is being made out of date
 };
 
 }  // namespace zul

@@ -28,7 +28,7 @@ struct DeviceValues {
   std::optional<std::string> ipv4Address;  ///< of the first network interface
 };
 
-/// Any thread may call it. The values are immutable; a change shows in the next read.
+/// Any thread may call it. The values are immutable; an implementation may read them once for all.
 class Device {
  public:
   virtual ~Device() = default;

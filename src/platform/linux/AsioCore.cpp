@@ -179,8 +179,9 @@ void AsioCore::armTick(const std::shared_ptr<Repeating>& repeating) {
       armTick(repeating);
     }
     if (repeating->queued.exchange(true)) return;
-    runOnMain([repeating] {
-      repeating->queued = false;
+    // Also a tick that the host's loop drops makes room for the next.
+    const std::shared_ptr<void> queued(nullptr, [repeating](void*) { repeating->queued = false; });
+    runOnMain([repeating, queued] {
       if (!repeating->cancelled) repeating->task();
     });
   });
@@ -251,7 +252,13 @@ bool AsioCore::startOwn(const char* name, void (AsioCore::*body)()) {
 }
 
 void AsioCore::runMain() {
-  main_->run();
+  for (bool ended = false; !ended;) {
+    try {
+      main_->run();
+      ended = true;
+    } catch (const std::exception&) {  // as in runWorker
+    }
+  }
   Lock lock(mutex_);
   park(lock);
 }
@@ -262,10 +269,18 @@ void AsioCore::runWorker() {
     if (stopped_) return park(lock);
     const bool last = workers_ == 1;
     lock.unlock();
-    if ((last ? global_->run_one() : global_->run_one_for(kIdleLife)) > 0) continue;
+    try {
+      if ((last ? global_->run_one() : global_->run_one_for(kIdleLife)) > 0) continue;
+    } catch (const std::exception&) {  // out of memory for a handler of ours: the next one may fare better
+      continue;
+    }
     lock.lock();
     if (stopped_ || workers_ == 1) continue;
     --workers_;
+    if (isHeldUp()) {  // what came meanwhile counts on this worker
+      ++workers_;
+      continue;
+    }
     --threads_;
     return;
   }
@@ -277,6 +292,7 @@ void AsioCore::park(Lock& lock) {
   changed_.wait(lock, [this] { return released_; });
   --threads_;
   changed_.notify_all();
+  if (late_ && threads_ == 0) abandon(lock);
 }
 
 void AsioCore::stop(Duration patience) noexcept {
@@ -291,19 +307,31 @@ void AsioCore::stop(Duration patience) noexcept {
 
 void AsioCore::release(Duration patience) noexcept {
   stop(patience);
-  std::vector<std::deque<Task>> abandoned;
   Lock lock(mutex_);
   released_ = true;
   changed_.notify_all();
-  // Threads that are still at it, this one perhaps, keep all of this alive until they are done.
   const auto ended = [this] { return threads_ == 0; };
-  if (runningFor == this || !changed_.wait_for(lock, patience, ended)) return;
+  if (runningFor == this || !changed_.wait_for(lock, patience, ended)) {
+    late_ = true;  // the last thread clears up
+    return;
+  }
+  abandon(lock);
+}
+
+/// Called with the lock held, once no thread is left to run anything. Releases it and destroys what waits, and the
+/// timers before their contexts.
+void AsioCore::abandon(Lock& lock) noexcept {
+  std::vector<std::shared_ptr<Serial>> serials;
+  std::vector<std::shared_ptr<Repeating>> repeatings;
+  std::vector<std::deque<Task>> abandoned;
   for (const auto& known : serials_) {
-    if (const auto serial = known.lock()) abandoned.push_back(std::exchange(serial->tasks, {}));
+    if (auto serial = known.lock()) serials.push_back(std::move(serial));
   }
+  for (const auto& serial : serials) abandoned.push_back(std::exchange(serial->tasks, {}));
   for (const auto& known : repeatings_) {
-    if (const auto repeating = known.lock()) repeating->timer.reset();
+    if (auto repeating = known.lock()) repeatings.push_back(std::move(repeating));
   }
+  for (const auto& repeating : repeatings) repeating->timer.reset();
   watch_.reset();
   mainGuard_.reset();
   globalGuard_.reset();

@@ -69,6 +69,7 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   void runMain();
   void runWorker();
   void park(Lock& lock);
+  void abandon(Lock& lock) noexcept;
   bool startOwn(const char* name, void (AsioCore::*body)());
   void ensureThread(Queue queue);
   void enqueueGlobal(Task task);
@@ -91,6 +92,7 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   std::mutex mutex_;  // guards the rest, and the timers
   bool stopped_ = false;
   bool released_ = false;
+  bool late_ = false;  // released before the threads had ended
   bool hasMainThread_ = false;
   bool watching_ = false;
   int threads_ = 0;

@@ -139,9 +139,15 @@ bool isHonestXmlPlist(std::string_view text) {
     } else if (rest.starts_with("<?")) {
       place = after(text, place, "?>");
     } else {
-      const std::string_view tag = rest.substr(1, rest.find_first_of("<>", 1) - 1);
+      const auto end = rest.find_first_of("<>", 1);
+      if (end == rest.npos || rest[end] == '<') return false;
+      const std::string_view tag = rest.substr(1, end - 1);
+      // A tag that ends within a quoted text is not what it seems.
+      if (std::count(tag.begin(), tag.end(), '"') % 2 != 0 || std::count(tag.begin(), tag.end(), '\'') % 2 != 0) {
+        return false;
+      }
       if (tag.starts_with('!') && tag.find('[') != tag.npos) return false;  // a grammar of its own: no plist has one
-      if (isTag(tag, "/dict") || isTag(tag, "/array")) --depth;
+      if ((isTag(tag, "/dict") || isTag(tag, "/array")) && --depth < 0) return false;
       if ((isTag(tag, "dict") || isTag(tag, "array")) && !tag.ends_with('/') && ++depth > kMaxDepth) return false;
       place += 1 + tag.size();
     }

@@ -103,7 +103,7 @@ const char* afterString(const char* at, const char* end) {
 
 void newLine(std::string& out, int depth) {
   out += '\n';
-  out.append(static_cast<std::size_t>(depth) * 2, ' ');
+  if (depth > 0) out.append(static_cast<std::size_t>(depth) * 2, ' ');
 }
 
 }  // namespace

@@ -118,7 +118,7 @@ class Tracker {
   void sendToServerWithPageYN(bool page);
   /// Sends the queue alone.
   void exceptionSendToServer();
-  Object getErrorLogParamsDictionaryWithErrlog(const std::string& text);
+  Object getErrorLogParamsDictionaryWithErrlog(const std::optional<std::string>& text);
 
   // ---- state
 
@@ -204,7 +204,7 @@ class Tracker {
   void wrapAndSend(const Payload& session, bool initialized);
   void upload(const Payload& entireJson);
   void requestToken();
-  void sendErrorLog(const std::string& text, const std::string& arrived);
+  void sendErrorLog(const std::optional<std::string>& text, const std::string& arrived);
   void keepAccepted();
   UploadQueue::Owner uploadOwner();
   CollectorIdentity identity();

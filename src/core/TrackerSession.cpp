@@ -67,12 +67,11 @@ void Tracker::accountNewSession() {
 // Of several threads that see the same session expired, one begins the new one.
 void Tracker::beginSessionIfExpired(int type) {
   bool begun = false;
-  services_.record.clearInstance();
   services_.db.transaction([&] {
     begun = sessionExpired();
     if (begun) accountNewSession();
   });
-  services_.record.clearInstance();
+  if (begun) services_.record.clearInstance();
   if (begun && type == 1) {
     const auto session = buildSessionJson();
     locked([&](Fields& fields) { fields.entireJson = session; });
@@ -109,7 +108,7 @@ Tracker::Payload Tracker::buildSessionJson() {
   auto extras = locked([](Fields& fields) { return fields.extras; });
   extras.clientUserAgent = services_.webView.clientUserAgent();
   const auto session = std::make_shared<const std::string>(sessionPayload(*services_.record.sharedInstance(), extras));
-  log_.debug("================self.sessionJsonDict=================== :" + *session);
+  if (*session != "{}") log_.debug("================self.sessionJsonDict=================== :" + *session);
   auto replaced = session;
   locked([&](Fields& fields) { fields.sessionJsonDict.swap(replaced); });
   return session;

@@ -58,7 +58,10 @@ UploadQueue::Owner Tracker::uploadOwner() {
             services_.record.sharedInstance();  // made here if need be, not inside the transaction
           },
       .keepAccepted = [this] { keepAccepted(); },
-      .kept = [this](const std::string& text, const std::string& arrived) { sendErrorLog(text, arrived); },
+      .kept =
+          [this](const std::optional<std::string>& reason) {
+            sendErrorLog(reason, "[SDK -> COLLECTOR]: " + reason.value_or("(null)"));
+          },
       .completed =
           [this] {
             if (!services_.stopping) services_.deferredLinks.callDeferredLinkCallback();
@@ -88,11 +91,11 @@ void Tracker::keepAccepted() {
   db.afterCommit([this] { locked([](Fields& fields) { fields.entireJson = nullptr; }); });
 }
 
-Tracker::Object Tracker::getErrorLogParamsDictionaryWithErrlog(const std::string& text) {
+Tracker::Object Tracker::getErrorLogParamsDictionaryWithErrlog(const std::optional<std::string>& text) {
   const auto record = services_.record.sharedInstance();
   Object params;
   params["_qzno"] = zulAuthorizationKey_.integer("serviceNumber");
-  params["errlog"] = text;
+  if (text) params["errlog"] = *text;
   constexpr std::pair<std::string_view, SessionJson::Text SessionJson::*> kTexts[] = {
       {"qzref", &SessionJson::qzref},
       {"installReferrer", &SessionJson::installReferrer},
@@ -112,7 +115,7 @@ Tracker::Object Tracker::getErrorLogParamsDictionaryWithErrlog(const std::string
   return params;
 }
 
-void Tracker::sendErrorLog(const std::string& text, const std::string& arrived) {
+void Tracker::sendErrorLog(const std::optional<std::string>& text, const std::string& arrived) {
   networkManager_.sendErrorLogWithErrParams(getErrorLogParamsDictionaryWithErrlog(text),
                                             [this, arrived](bool success, const platform::HttpResponse&) {
                                               if (success) log_.debug(arrived);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/json/monotonic_resource.hpp>
+#include <optional>
 #include <utility>
 
 #include "Json.h"
@@ -141,7 +142,7 @@ void UploadQueue::close() {
 
 void UploadQueue::complete(const Entries& list, bool success, const platform::HttpResponse& response) {
   if (!success) {
-    owner_.kept("network error", "[SDK -> COLLECTOR]: network error");
+    log_.guard([&] { owner_.kept("network error"); });
     keep(list);
     return;
   }
@@ -151,25 +152,26 @@ void UploadQueue::complete(const Entries& list, bool success, const platform::Ht
     accept(list, *answer);
     return;
   }
-  const auto message = answer ? json::string(*answer, "msg").value_or("") : std::string();
-  owner_.kept(message, "[SDK -> COLLECTOR]: " + message);
+  log_.guard([&] { owner_.kept(answer ? json::string(*answer, "msg") : std::nullopt); });
   keep(list);
 }
 
 void UploadQueue::accept(const Entries& list, const boost::json::object& answer) {
   log_.guard([&] { owner_.accepted(answer, list.front()->indented); });
   std::vector<std::int64_t> journaled;
+  bool loaded = false;
   {
     const std::lock_guard lock(mutex_);
+    loaded = loaded_;
     for (const auto& entry : list) {
       entry->delivered = true;
       if (entry->journalId != 0) journaled.push_back(entry->journalId);
     }
     std::erase_if(queue_, [](const auto& entry) { return entry->delivered; });
   }
-  auto queue = image();
+  auto queue = loaded ? std::optional(image()) : std::nullopt;
   db_.transaction([&] {
-    save(std::move(queue));
+    if (queue) save(std::move(*queue));
     db_.forget(journaled);
     owner_.keepAccepted();
   });
@@ -181,7 +183,7 @@ void UploadQueue::keep(const Entries& list) {
     const std::lock_guard lock(mutex_);
     enqueue(list);
     for (const auto& entry : queue_) size += entry->indented.size();
-    if (size > kSaveAtOnce && std::exchange(saveScheduled_, true)) return;
+    if (!loaded_ || (size > kSaveAtOnce && std::exchange(saveScheduled_, true))) return;
   }
   if (size <= kSaveAtOnce) {
     save(image());
@@ -251,12 +253,20 @@ void UploadQueue::save(Image image) {
 void UploadQueue::load() {
   {
     const std::lock_guard lock(mutex_);
-    if (std::exchange(loaded_, true)) return;
+    if (loaded_) return;
   }
-  const auto text = db_.documentWithID(kDocument).stringForKey(kKey).value_or("");
-  Entries stored = parsed(text);
-  const auto leftOver = db_.takeLeftOver();
-  for (const auto& [id, payload] : leftOver) {
+  // What cannot be read now is tried again at the next send; until then nothing is stored over it.
+  const auto document = db_.readDocument(kDocument);
+  const auto leftOver = document ? db_.takeLeftOver() : std::nullopt;
+  if (!leftOver) return;
+  Entries stored = parsed(document->stringForKey(kKey).value_or(""));
+  for (const auto& [id, payload] : *leftOver) {
+    if (const auto object = json::parseObject(*payload); !object || object->empty()) {
+      log_.error("A journaled payload could not be read and was set aside.");
+      db_.setAside("journal." + std::to_string(id), *payload);
+      db_.forget({&id, 1});
+      continue;
+    }
     auto entry = std::make_shared<Entry>();
     entry->journalId = id;
     entry->compact = payload;
@@ -269,8 +279,9 @@ void UploadQueue::load() {
     auto order = -static_cast<std::int64_t>(stored.size());
     for (auto& entry : stored) entry->order = order++;
     enqueue(stored);
+    loaded_ = true;
   }
-  if (!leftOver.empty() && !unreadable_) save(image());
+  if (!leftOver->empty() && !unreadable_) save(image());
 }
 
 UploadQueue::Entries UploadQueue::parsed(const std::string& text) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,8 +43,8 @@ class UploadQueue {
     std::function<void(const boost::json::object& answer, const std::string& first)> accepted;
     /// The same, as part of the transaction that clears the queue.
     std::function<void()> keepAccepted;
-    /// The list was kept: an error log with `text` is due, whose arrival is to be logged as `arrived`.
-    std::function<void(const std::string& text, const std::string& arrived)> kept;
+    /// The list is kept: an error log with `reason` is due.
+    std::function<void(const std::optional<std::string>& reason)> kept;
     /// The request is over, whatever came of it.
     std::function<void()> completed;
   };

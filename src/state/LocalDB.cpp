@@ -3,11 +3,24 @@
 #include <algorithm>
 #include <cstdlib>
 #include <random>
+#include <utility>
 
 #include "Json.h"
 #include "zul/platform/Dispatcher.h"
 
 namespace zul {
+
+namespace {
+
+constexpr std::int64_t kMostJournalId = std::int64_t{1} << 62;  // a damaged id must not be counted on from
+
+// Another text of the same name gets another place; the same one takes its own again.
+platform::DocumentStore::Write asideRow(std::string_view name, std::string text) {
+  const auto place = std::string(name) + "@" + std::to_string(std::hash<std::string>()(text));
+  return {platform::DocumentStore::Table::setAside, place, std::move(text)};
+}
+
+}  // namespace
 
 LocalDB::LocalDB(std::shared_ptr<platform::DocumentStore> store, std::shared_ptr<platform::Dispatcher> dispatcher,
                  Log log)
@@ -29,15 +42,22 @@ Document LocalDB::documentWithID(std::string_view id) {
       return Document(std::make_shared<const boost::json::object>(found->second));
     }
   }
-  return Document(members(id));
+  bool readable = false;
+  return Document(members(id, readable));
 }
 
-LocalDB::Members LocalDB::members(std::string_view id) {
-  bool known = false;
-  if (auto members = cached(id, known); known) return members;
+std::optional<Document> LocalDB::readDocument(std::string_view id) {
+  bool readable = false;
+  auto members = this->members(id, readable);
+  return readable ? std::optional(Document(std::move(members))) : std::nullopt;
+}
+
+LocalDB::Members LocalDB::members(std::string_view id, bool& readable) {
+  if (auto members = cached(id, readable); readable) return members;
 
   auto loaded = store_->load(Store::Table::documents, id);
-  if (loaded.status == Store::Status::failed) return nullptr;  // not remembered: the next read tries again
+  readable = loaded.status != Store::Status::failed;
+  if (!readable) return nullptr;  // not remembered: the next read tries again
   if (loaded.status == Store::Status::corrupt) transaction([&] { rewriteEverything(); });
   Members members;
   if (!loaded.rows.empty()) {
@@ -92,11 +112,10 @@ void LocalDB::put(std::string_view id, Members members, std::string text) {
 boost::json::object* LocalDB::pendingDocument(std::string_view id, bool create) {
   const auto found = pending_.documents.find(id);
   if (found != pending_.documents.end()) return &found->second;
-  const auto stored = members(id);
+  bool readable = false;
+  const auto stored = members(id, readable);
   if (!stored && !create) return nullptr;
-  bool known = false;
-  cached(id, known);
-  if (!known) detached_.emplace(id);
+  if (!readable) detached_.emplace(id);
   return &pending_.documents.emplace(id, stored ? *stored : boost::json::object()).first->second;
 }
 
@@ -159,25 +178,21 @@ void LocalDB::commit() {
 }
 
 void LocalDB::write(std::vector<Store::Write> writes) {
-  if (!detached_.empty()) joinDetached(writes);
-  if (!unsaved_.empty()) {
-    for (const auto& [key, text] : unsaved_) {
-      const bool newer = std::any_of(writes.begin(), writes.end(),
-                                     [&](const auto& w) { return w.table == key.first && w.key == key.second; });
-      if (!newer) writes.push_back({key.first, key.second, text});
-    }
+  if (retryDelay_ > 0) {  // the store fails: the host's thread does not try it again and again
+    keepUnsaved(std::move(writes));
+    return;
   }
+  if (!detached_.empty()) joinDetached(writes);
   switch (store_->commit(writes)) {
     case Store::Status::ok:
-      unsaved_.clear();
-      failureReported_ = false;
       break;
     case Store::Status::corrupt:
       rewriteEverything();
       break;
     case Store::Status::failed:
-      for (auto& row : writes) unsaved_[{row.table, std::move(row.key)}] = std::move(row.text);
+      keepUnsaved(std::move(writes));
       reportFailure();
+      retryLater();
       break;
   }
   if (store_->needsMaintenance() && !maintaining_.exchange(true)) {
@@ -188,6 +203,47 @@ void LocalDB::write(std::vector<Store::Write> writes) {
   }
 }
 
+void LocalDB::keepUnsaved(std::vector<Store::Write> writes) {
+  for (auto& row : writes) {
+    const auto place = unsaved_.try_emplace({row.table, std::move(row.key)}).first;
+    // A journal row is put once: one that is not on disk yet needs no removal.
+    if (row.table == Store::Table::journal && !row.text && place->second) {
+      unsaved_.erase(place);
+    } else {
+      place->second = std::move(row.text);
+    }
+  }
+}
+
+void LocalDB::retryLater() {
+  constexpr double kFirst = 1;
+  constexpr double kMost = 60;
+  retryDelay_ = retryDelay_ == 0 ? kFirst : std::min(2 * retryDelay_, kMost);
+  dispatcher_->after(retryDelay_, platform::Dispatcher::Queue::global, [this] { log_.guard([this] { retry(); }); });
+}
+
+void LocalDB::retry() {
+  transaction([this] {
+    std::vector<Store::Write> writes;
+    for (const auto& [key, text] : unsaved_) writes.push_back({key.first, key.second, text});
+    if (!detached_.empty()) joinDetached(writes);
+    switch (store_->commit(writes)) {
+      case Store::Status::ok:
+        unsaved_.clear();
+        failureReported_ = false;
+        retryDelay_ = 0;
+        break;
+      case Store::Status::corrupt:
+        retryDelay_ = 0;
+        rewriteEverything();
+        break;
+      case Store::Status::failed:
+        retryLater();
+        break;
+    }
+  });
+}
+
 // A document whose stored form could not be read was begun afresh in memory. Writing that over the stored
 // one would erase it, so the two are joined as soon as the stored one can be read, and until then nothing
 // is written.
@@ -195,17 +251,28 @@ void LocalDB::joinDetached(std::vector<Store::Write>& writes) {
   std::erase_if(writes,
                 [&](const auto& row) { return row.table == Store::Table::documents && detached_.count(row.key) != 0; });
   for (auto id = detached_.begin(); id != detached_.end();) {
-    const auto loaded = store_->load(Store::Table::documents, *id);
+    auto loaded = store_->load(Store::Table::documents, *id);
     if (loaded.status == Store::Status::failed) {
-      reportFailure();
       ++id;
       continue;
     }
+    if (loaded.status == Store::Status::corrupt) {
+      detached_.clear();
+      rewriteEverything();
+      return;
+    }
     bool known = false;
     auto joined = loaded.rows.empty() ? std::nullopt : json::parseObject(loaded.rows.front().text);
-    if (!joined) joined.emplace();
+    if (!joined) {
+      joined.emplace();
+      if (!loaded.rows.empty()) writes.push_back(asideRow(*id, std::move(loaded.rows.front().text)));
+    }
     if (const auto mine = cached(*id, known)) {
-      for (const auto& member : *mine) (*joined)[member.key()] = member.value();
+      // Who this installation is, and since when, was decided before.
+      const bool storedWins = *id == "Identify" || *id == "Install";
+      for (const auto& member : *mine) {
+        if (!storedWins || !joined->contains(member.key())) (*joined)[member.key()] = member.value();
+      }
       writes.push_back({Store::Table::documents, *id, json::text(*joined)});
       const std::lock_guard lock(reading_);
       documents_[*id] = std::make_shared<const boost::json::object>(std::move(*joined));
@@ -227,8 +294,9 @@ void LocalDB::rewriteEverything() {
   pending_.afterwards.emplace_back([this] { log_.error("The local database was damaged and has been set aside."); });
   unsaved_.clear();
   if (store_->commit(writes) == Store::Status::ok) return;
-  for (auto& row : writes) unsaved_[{row.table, std::move(row.key)}] = std::move(row.text);
+  keepUnsaved(std::move(writes));
   reportFailure();
+  retryLater();
 }
 
 void LocalDB::reportFailure() {
@@ -254,9 +322,8 @@ void LocalDB::loadJournal() {
   for (const auto& row : loaded.rows) {
     const auto id = std::strtoll(row.key.c_str(), nullptr, 10);
     const auto text = std::make_shared<const std::string>(row.text);
-    journal_.emplace(id, text);
-    leftOver_.emplace(id, text);
-    lastJournalId_ = std::max<std::int64_t>(lastJournalId_, id);
+    if (journal_.emplace(id, text).second) leftOver_.emplace(id, text);
+    if (id < kMostJournalId) lastJournalId_ = std::max<std::int64_t>(lastJournalId_, id);
   }
 }
 
@@ -276,17 +343,17 @@ void LocalDB::forget(std::span<const std::int64_t> ids) {
   });
 }
 
-std::map<std::int64_t, LocalDB::JournalText> LocalDB::takeLeftOver() {
-  std::map<std::int64_t, JournalText> leftOver;
+std::optional<std::map<std::int64_t, LocalDB::JournalText>> LocalDB::takeLeftOver() {
+  std::optional<std::map<std::int64_t, JournalText>> leftOver;
   transaction([&] {
     loadJournal();
-    leftOver.swap(leftOver_);
+    if (journalLoaded_) leftOver = std::exchange(leftOver_, {});
   });
   return leftOver;
 }
 
 void LocalDB::setAside(std::string_view name, std::string text) {
-  transaction([&] { pending_.rows.push_back({Store::Table::setAside, std::string(name), std::move(text)}); });
+  transaction([&] { pending_.rows.push_back(asideRow(name, std::move(text))); });
 }
 
 }  // namespace zul

@@ -32,8 +32,8 @@ class Dispatcher;
 /// makes several of them one commit. Inside a transaction the thread sees its own writes, and nothing may
 /// wait, log or call another owner: `afterCommit` is for that.
 ///
-/// When the store fails, the documents live on in memory and everything that could not be written goes
-/// along with the next commit; the log says so once.
+/// When the store fails, the documents live on in memory; the log says so once, and everything that could not be
+/// written is tried again in the background, first after a second and then ever less often.
 class LocalDB {
  public:
   using Edit = std::function<void(MutableDocument&)>;
@@ -42,6 +42,10 @@ class LocalDB {
   LocalDB(std::shared_ptr<platform::DocumentStore> store, std::shared_ptr<platform::Dispatcher> dispatcher, Log log);
 
   Document documentWithID(std::string_view id);
+
+  /// The same for a caller who must tell a document that does not exist from one that cannot be read just now: none
+  /// for the latter.
+  std::optional<Document> readDocument(std::string_view id);
 
   /// Edits the document, creating it when none is stored.
   void update(std::string_view id, const Edit& edit);
@@ -65,8 +69,9 @@ class LocalDB {
   /// Keeps `text` until `forget`; returns its id. Ids grow.
   std::int64_t journal(JournalText text);
   void forget(std::span<const std::int64_t> ids);
-  /// What an earlier process left in the journal, by id; handed out once.
-  std::map<std::int64_t, JournalText> takeLeftOver();
+  /// What an earlier process left in the journal, by id; handed out once. None when the journal cannot be read just
+  /// now.
+  std::optional<std::map<std::int64_t, JournalText>> takeLeftOver();
 
   /// Keeps a text that could not be understood, so that its place can be used again without erasing it.
   void setAside(std::string_view name, std::string text);
@@ -92,11 +97,14 @@ class LocalDB {
 
   bool inTransaction() const { return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
   Members cached(std::string_view id, bool& known) const;
-  Members members(std::string_view id);
+  Members members(std::string_view id, bool& readable);
   boost::json::object* pendingDocument(std::string_view id, bool create);
   void loadJournal();
   void commit();
   void write(std::vector<Store::Write> writes);
+  void keepUnsaved(std::vector<Store::Write> writes);
+  void retryLater();
+  void retry();
   void joinDetached(std::vector<Store::Write>& writes);
   void rewriteEverything();
   void reportFailure();
@@ -109,13 +117,14 @@ class LocalDB {
   std::atomic<std::thread::id> owner_{};  // the thread whose transaction is open
   // Guarded by writing_:
   Pending pending_;
-  std::map<RowKey, std::optional<std::string>> unsaved_;  // failed writes, retried with the next commit
+  std::map<RowKey, std::optional<std::string>> unsaved_;  // failed writes, tried again later
   std::set<std::string, std::less<>> detached_;           // in memory only: their stored form could not be read
   std::map<std::int64_t, JournalText> journal_;
   std::map<std::int64_t, JournalText> leftOver_;
   bool journalLoaded_ = false;
   std::int64_t lastJournalId_ = 0;
   bool failureReported_ = false;
+  double retryDelay_ = 0;  // seconds; 0 while the store works
   std::atomic<bool> maintaining_{false};
 
   mutable std::mutex reading_;                                                 // guards documents_, held for a look-up

@@ -172,6 +172,21 @@ TEST_F(UploadTest, AProcessThatDiesBeforeTheAnswerLosesNothing) {
   EXPECT_EQ(sent(), (std::vector<std::string>{"abcd"}));
 }
 
+TEST_F(UploadTest, JournalRowsThatAreNoPayloadsAreSetAside) {
+  phone.store("Json", R"({"QueueJsonList":"[{\"SESSION\":{\"event\":\"a\"}}]"})");
+  for (const auto& [key, text] : std::vector<std::pair<std::string, std::string>>{
+           {"1", "}}"}, {"2", "nonsense"}, {"3", R"({"SESSION":{"event":"b"}})"}, {"9223372036854775807", "{}"}}) {
+    const platform::DocumentStore::Write write{platform::DocumentStore::Table::journal, key, text};
+    phone.sim.store->commit({&write, 1});
+  }
+  phone.launch();
+  phone.sim.http->clearRequests();
+  event("c");
+  EXPECT_EQ(sent(), (std::vector<std::string>{"abc"}));
+  EXPECT_EQ(phone.journaled(), 0U);
+  EXPECT_EQ(phone.sim.store->loadAll(platform::DocumentStore::Table::setAside).rows.size(), 3U);
+}
+
 TEST_F(UploadTest, AnUnreadableQueueStandsInTheWayOnce) {
   for (const std::string broken : {"[{\"SESSION\":", "{\"a\":1}", "null"}) {
     const boost::json::object document{{"QueueJsonList", broken}};
@@ -184,8 +199,9 @@ TEST_F(UploadTest, AnUnreadableQueueStandsInTheWayOnce) {
     event("b");
     EXPECT_EQ(sent(), (std::vector<std::string>{"ab"})) << broken;
     EXPECT_EQ(queued(), "");
-    const auto aside = phone.sim.store->load(platform::DocumentStore::Table::setAside, "Json.QueueJsonList");
-    EXPECT_EQ(aside.rows.at(0).text, broken);
+    std::string aside;
+    for (const auto& row : phone.sim.store->loadAll(platform::DocumentStore::Table::setAside).rows) aside += row.text;
+    EXPECT_NE(aside.find(broken), std::string::npos);
   }
 }
 
@@ -229,6 +245,7 @@ TEST_F(UploadTest, AFullDiskKeepsPayloadsInMemory) {
   EXPECT_EQ(sent(), (std::vector<std::string>{"a", "ab"}));
   phone.sim.store->setFailing(false);
   event("c");
+  phone.sim.dispatcher->advance(1);
   EXPECT_EQ(queued(), "");
   EXPECT_EQ(phone.journaled(), 0U);
 }

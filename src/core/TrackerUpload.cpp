@@ -95,7 +95,7 @@ Tracker::Object Tracker::getErrorLogParamsDictionaryWithErrlog(const std::option
   const auto record = services_.record.sharedInstance();
   Object params;
   params["_qzno"] = zulAuthorizationKey_.integer("serviceNumber");
-  if (text) params["errlog"] = *text;
+  params["errlog"] = text.value_or("");  // an answer may have no reason; the key is always there
   constexpr std::pair<std::string_view, SessionJson::Text SessionJson::*> kTexts[] = {
       {"qzref", &SessionJson::qzref},
       {"installReferrer", &SessionJson::installReferrer},

@@ -178,7 +178,7 @@ void LocalDB::commit() {
 }
 
 void LocalDB::write(std::vector<Store::Write> writes) {
-  if (retryDelay_ > 0) {  // the store fails: the host's thread does not try it again and again
+  if (retrying_) {  // the store fails: the host's thread does not try it again and again
     keepUnsaved(std::move(writes));
     return;
   }
@@ -216,10 +216,9 @@ void LocalDB::keepUnsaved(std::vector<Store::Write> writes) {
 }
 
 void LocalDB::retryLater() {
-  constexpr double kFirst = 1;
-  constexpr double kMost = 60;
-  retryDelay_ = retryDelay_ == 0 ? kFirst : std::min(2 * retryDelay_, kMost);
-  dispatcher_->after(retryDelay_, platform::Dispatcher::Queue::global, [this] { log_.guard([this] { retry(); }); });
+  constexpr double kRetryAfter = 1;  // seconds
+  retrying_ = true;
+  dispatcher_->after(kRetryAfter, platform::Dispatcher::Queue::global, [this] { log_.guard([this] { retry(); }); });
 }
 
 void LocalDB::retry() {
@@ -231,10 +230,10 @@ void LocalDB::retry() {
       case Store::Status::ok:
         unsaved_.clear();
         failureReported_ = false;
-        retryDelay_ = 0;
+        retrying_ = false;
         break;
       case Store::Status::corrupt:
-        retryDelay_ = 0;
+        retrying_ = false;
         rewriteEverything();
         break;
       case Store::Status::failed:

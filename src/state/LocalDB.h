@@ -33,7 +33,7 @@ class Dispatcher;
 /// wait, log or call another owner: `afterCommit` is for that.
 ///
 /// When the store fails, the documents live on in memory; the log says so once, and everything that could not be
-/// written is tried again in the background, first after a second and then ever less often.
+/// written is tried again in the background every second.
 class LocalDB {
  public:
   using Edit = std::function<void(MutableDocument&)>;
@@ -124,7 +124,7 @@ class LocalDB {
   bool journalLoaded_ = false;
   std::int64_t lastJournalId_ = 0;
   bool failureReported_ = false;
-  double retryDelay_ = 0;  // seconds; 0 while the store works
+  bool retrying_ = false;  // the store fails, and another attempt is due
   std::atomic<bool> maintaining_{false};
 
   mutable std::mutex reading_;                                                 // guards documents_, held for a look-up

@@ -55,10 +55,13 @@ class SqliteStoreLogTest : public SqliteStoreFolder {
 
 TEST_F(SqliteStoreLogTest, MaintenanceEmptiesTheLogAndLosesNothing) {
   SqliteStore store(folder);
+  commit(store, 1);
+  EXPECT_TRUE(store.needsMaintenance()) << "what was created has still to be synced";
+  store.maintain();
   for (int round = 0; round < 3; ++round) {
     commit(store, 10);
     EXPECT_FALSE(store.needsMaintenance());
-    commit(store, 150);
+    commit(store, 300);
     EXPECT_TRUE(store.needsMaintenance());
     store.maintain();
     EXPECT_FALSE(store.needsMaintenance());
@@ -68,6 +71,7 @@ TEST_F(SqliteStoreLogTest, MaintenanceEmptiesTheLogAndLosesNothing) {
 }
 
 TEST_F(SqliteStoreLogTest, OnlyTheMaintainingThreadSyncs) {
+  syncsOfThisThread = 0;
   ASSERT_EQ(SqliteStore(folder).commit({}), Status::ok);
   EXPECT_EQ(syncsOfThisThread, 0) << "a new database";
 
@@ -112,7 +116,7 @@ TEST_F(SqliteStoreLogTest, ALogThatSomebodyReadsIsContinued) {
   const std::uintmax_t size = logSize();
   commit(store, 1);
   EXPECT_GT(logSize(), size);
-  commit(store, 150);
+  commit(store, 300);
   EXPECT_TRUE(store.needsMaintenance());
   store.maintain();
   EXPECT_EQ(logSize(), 0u);

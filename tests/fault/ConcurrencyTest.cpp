@@ -1,0 +1,193 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <set>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "DevCollector.h"
+#include "Json.h"
+#include "RealPieces.h"
+#include "TemporaryFolder.h"
+#include "Tracker.h"
+#include "zul/Application.h"
+#include "zul/CustomWKWebViewConfiguration.h"
+#include "zul/InternalCampaign.h"
+#include "zul/Referrer.h"
+#include "zul/User.h"
+#include "zul/ZULDebugger.h"
+#include "zul/ZULSession.h"
+
+namespace zul::test {
+namespace {
+
+using collector::DevCollector;
+using collector::Endpoint;
+using namespace std::chrono_literals;
+
+constexpr int kThreads = 6;
+constexpr int kCalls = kSanitized ? 300 : 600;  // a thread
+
+/// Ends the whole program when what it watches over does not end.
+class Watchdog {
+ public:
+  explicit Watchdog(std::chrono::seconds patience)
+      : thread_([this, patience] {
+          if (done_.get_future().wait_for(patience) == std::future_status::ready) return;
+          std::cerr << "deadlock\n";
+          std::abort();
+        }) {}
+  ~Watchdog() {
+    done_.set_value();
+    thread_.join();
+  }
+
+ private:
+  std::promise<void> done_;
+  std::thread thread_;
+};
+
+class ConcurrencyTest : public testing::Test {
+ protected:
+  ConcurrencyTest() {
+    std::mt19937 random(20240131);
+    std::ostringstream text;
+    text << R"({"token":[{"delay":20}],"errorlog":[{"delay":5},{"close":true},{}],"upload":[)";
+    for (int n = 0; n < 500; ++n) {
+      static constexpr const char* kKinds[] = {R"("close":true)", R"("body":{"code":"ERR9","msg":"busy"})", "", ""};
+      const std::string kind = kKinds[random() % 4];
+      text << (n == 0 ? "{" : ",{") << kind << (kind.empty() ? "" : ",") << R"("delay":)" << random() % 60 << "}";
+    }
+    text << "]}";
+    collector.start();
+    collector.setAnswers(text.str());
+    writeInfoPlist(folder.path(), "");
+
+    LinuxOptions options;
+    options.applicationId = "com.example.host";
+    options.dataFolder = folder.path("store");
+    options.bundleFolder = folder.path();
+    auto platform = linuxPlatform(options);
+    clock = std::make_shared<ShiftedClock>(platform.clock);
+    platform.clock = clock;
+    platform.dispatcher = std::make_shared<HurriedDispatcher>(platform.dispatcher, 0.02);
+    platform.log = log;
+    platform.deployment.collectorBaseUrl = collector.baseUrl();
+    platform.deployment.appStoreLookupHost = collector.baseUrl().substr(7);
+    platform.deployment.ntpHosts.clear();
+    EXPECT_TRUE(ZULSession::setPlatform(std::move(platform)));
+  }
+
+  // Reports an event that can be told from the others. The pairs are the library's, so one at a time.
+  void numberedEvent() {
+    const std::lock_guard lock(numbering);
+    const bool accepted = ZULSession::getZULSessionInitYN();
+    Dictionary event;
+    event.set("event", ++lastNumber);
+    Tracker::sharedInstance().setTempPairingData(event);
+    Tracker::sharedInstance().sendTransactionByPage();
+    if (accepted) reported.insert(lastNumber);
+  }
+  void initialize() {
+    ZULSession::initializationForDeferredCallback(std::nullopt, Application{}, [this] { ++deferred; });
+  }
+  std::vector<std::function<void()>> operations() {
+    const Dictionary link = *Dictionary::fromJson(R"({"UIApplicationLaunchOptionsURLKey":"app://x"})");
+    return {
+        [this] { numberedEvent(); },
+        [this] { numberedEvent(); },
+        [] { ZULSession::sendTransaction(); },
+        [this] { clock->add(700); },
+        [this] { initialize(); },
+        [link] { ZULSession::initialization(link, Application{ApplicationState::background}); },
+        [] {
+          ZULSession::initializationWithWebViewConfiguration(std::nullopt, Application{},
+                                                             std::make_shared<WebViewConfiguration>());
+        },
+        [] { ZULSession::setUser(User{}); },
+        [] { ZULSession::setUserLogout(); },
+        [] { ZULSession::setDeepLink("app://x?zs=a"); },
+        [] {
+          ZULSession::setInstallReferrer(Referrer{{}, "zs%3Da", {}});
+        },
+        [] { ZULSession::setFacebookReferrer("al=x"); },
+        [] { ZULSession::setFacebookreferrerData("app://x"); },
+        [] { ZULSession::setPushToken("push"); },
+        [] { ZULSession::setInternalCampaign(InternalCampaign{}); },
+        [] { ZULSession::setIDFA("11111111-2222-3333-4444-555555555555"); },
+        [] { ZULSession::denyATT(); },
+        [] { ZULSession::setATTAuthorizationStatus(3); },
+        [] { ZULSession::getSessionData(); },
+        [] { ZULSession::checkNewSession(); },
+        [] { ZULSession::checkDebugMode(true); },
+        [] { ZULSession::parseAttributionLinkToGetDeeplinkUrl("https://x.example/?a=b"); },
+        [] { ZULSession::setBlockingLogEventCallBeforeSdkInitComplete(false); },
+        [] { ZULSession::getBlockingLogEventCallBeforeSdkInitComplete(); },
+        [] { ZULSession::getDeferredUrl(); },
+        [] { ZULDebugger::log("x"); },
+        [] { CustomWKWebViewConfiguration::sharedObject().setClientUserAgent("agent"); },
+        [this] {
+          if (++asked <= 5) ZULSession::getAttributedInfo([this](const Dictionary&) { ++told; });
+        },
+    };
+  }
+  std::set<std::int64_t> missing() {
+    auto left = reported;
+    for (const auto& request : collector.requests(Endpoint::upload)) {
+      if (!request->body.is_array()) continue;
+      for (const auto& payload : request->body.get_array()) {
+        left.erase(json::integer(payload.at("SESSION").as_object(), "event"));
+      }
+    }
+    return left;
+  }
+
+  TemporaryFolder folder;
+  DevCollector collector;
+  std::shared_ptr<ShiftedClock> clock;
+  std::shared_ptr<KeptLog> log = std::make_shared<KeptLog>();
+  std::mutex numbering;
+  int lastNumber = 0;
+  std::set<std::int64_t> reported;
+  std::atomic<int> deferred = 0, asked = 0, told = 0;
+};
+
+// Threads that come out of nowhere while the library is being made, starts up, works, and runs into a collector
+// that is slow, refuses and hangs up.
+TEST_F(ConcurrencyTest, AnyOperationOnAnyThreadAtAnyTime) {
+  const Watchdog watchdog(kSanitized ? 150s : 50s);
+  const auto all = operations();
+  const auto work = [&](unsigned seed) {
+    std::mt19937 random(seed);
+    for (int n = 0; n < kCalls; ++n) {
+      all[random() % all.size()]();
+      std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+    }
+  };
+  std::vector<std::thread> threads;
+  for (unsigned n = 0; n < kThreads; ++n) threads.emplace_back(work, n);
+  initialize();
+  EXPECT_TRUE(eventually([] { return ZULSession::getZULSessionInitYN(); }));
+  numberedEvent();
+  for (auto& thread : threads) thread.join();
+
+  collector.setAnswers("{}");
+  numberedEvent();
+  EXPECT_TRUE(eventually([&] { return missing().empty(); })) << testing::PrintToString(missing());
+  EXPECT_TRUE(eventually([&] { return told == std::min(asked.load(), 5); }));
+  EXPECT_TRUE(eventually([&] { return deferred == 1; }));
+  EXPECT_EQ(collector.counts().bad, 0U);
+  EXPECT_EQ(log->count("| QuorLog / E |"), 0U);
+  std::cout << reported.size() << " numbered events in " << collector.counts().total << " requests\n";
+}
+
+}  // namespace
+}  // namespace zul::test

@@ -1,0 +1,111 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iostream>
+#include <mutex>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "Child.h"
+#include "DeadPort.h"
+#include "DevCollector.h"
+#include "RealPieces.h"
+#include "TemporaryFolder.h"
+#include "TestCertificate.h"
+
+namespace zul::test {
+namespace {
+
+using collector::DevCollector;
+using namespace std::chrono_literals;
+
+constexpr auto kPatience = kSanitized ? 8000ms : 1500ms;
+
+struct Case {
+  const char* name;
+  std::string collector;
+  std::string lookup;
+  std::string token;  // empty: the library asks for one
+  std::string how = "return";
+};
+
+class ExitTest : public testing::Test {
+ protected:
+  ExitTest() : secure({.certFile = certificate.certFile, .keyFile = certificate.keyFile}) {
+    for (auto* server : {&quick, &slow, &secure}) server->start();
+    for (auto* server : {&slow, &secure}) {
+      server->setAnswers(R"({"upload":[{"delay":60000}],"errorlog":[{"delay":60000}],"token":[{"delay":60000}]})");
+    }
+  }
+  std::string secureUrl() const { return "https://localhost:" + std::to_string(secure.port()); }
+
+  // One run of the host, which exits some time after its start. How long the exit took.
+  std::chrono::milliseconds run(const Case& c, std::chrono::microseconds after) {
+    const TemporaryFolder folder;
+    writeInfoPlist(folder.path(), c.token);
+    Child host(ZUL_FAULT_HOST,
+               {"exit", std::to_string(after.count()), "--collector", c.collector, "--lookup", c.lookup, "--ca",
+                certificate.certFile, "--data", folder.path("store"), "--bundle", folder.path(), "--pace", "0.001",
+                "--how", c.how, "--silent", silent.host()},
+               folder.path("errors"));
+    EXPECT_TRUE(host.readUpTo("x", 30s)) << c.name;
+    const auto begun = Child::Clock::now();
+    EXPECT_TRUE(host.ended(kPatience)) << c.name << ": does not exit, after " << after.count() << " us";
+    const auto taken = std::chrono::duration_cast<std::chrono::milliseconds>(Child::Clock::now() - begun);
+    std::ostringstream errors;
+    errors << std::ifstream(folder.path("errors")).rdbuf();
+    EXPECT_EQ(host.status(), 0) << c.name << " after " << after.count() << " us";
+    EXPECT_TRUE(errors.str().empty()) << c.name << ": " << errors.str();
+    return taken;
+  }
+
+  collector::TestCertificate certificate;
+  DevCollector quick, slow, secure;
+  const DeadPort refusing{false}, silent{true};
+};
+
+TEST_F(ExitTest, IsQuickAndCleanWhateverIsUnderWay) {
+  const auto lookup = quick.baseUrl().substr(7);
+  const std::vector<Case> cases = {
+      {"uploads answered", quick.baseUrl(), lookup, "tk"},
+      {"uploads answered", quick.baseUrl(), lookup, "tk", "thread"},
+      {"uploads open", slow.baseUrl(), lookup, "tk"},
+      {"uploads open", slow.baseUrl(), lookup, "tk", "exit"},
+      {"uploads open over HTTPS", secureUrl(), lookup, "tk"},
+      {"uploads open over HTTPS", secureUrl(), lookup, "tk", "thread"},
+      {"token awaited", slow.baseUrl(), lookup, ""},
+      {"token awaited over HTTPS", secureUrl(), lookup, "", "exit"},
+      {"look-up open", quick.baseUrl(), silent.host(), "tk"},
+      {"look-up open", quick.baseUrl(), silent.host(), "tk", "thread"},
+      {"refused", "http://" + refusing.host(), refusing.host(), "tk", "exit"},
+      {"refused, token awaited", "http://" + refusing.host(), lookup, ""},
+      {"never accepted", "http://" + silent.host(), lookup, "tk"},
+      {"never accepted over HTTPS", "https://" + silent.host(), lookup, "tk", "exit"},
+      {"first used at the end", slow.baseUrl(), lookup, "tk", "late"},
+  };
+  constexpr std::size_t kRunsACase = kSanitized ? 2 : 4;
+  std::mutex mutex;
+  std::size_t next = 0;
+  std::chrono::milliseconds slowest{0};
+  std::mt19937 random(20240131);
+  const auto work = [&] {
+    while (true) {
+      std::unique_lock lock(mutex);
+      if (next == cases.size() * kRunsACase) return;
+      const auto at = next++;
+      const auto after = std::chrono::microseconds(random() % 50'000);
+      lock.unlock();
+      const auto taken = run(cases[at % cases.size()], after);
+      lock.lock();
+      slowest = std::max(slowest, taken);
+    }
+  };
+  std::thread other(work);
+  work();
+  other.join();
+  std::cout << next << " exits, the slowest took " << slowest.count() << " ms\n";
+}
+
+}  // namespace
+}  // namespace zul::test

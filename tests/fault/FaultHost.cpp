@@ -1,0 +1,147 @@
+// A host that dies: of a kill in the middle of its work, or because it exits at a bad moment.
+//
+//   fault-host report FIRST MOST   reports MOST numbered events, each of whose numbers it writes to standard
+//                                  output once the report has returned; then waits for standard input to end
+//   fault-host exit MICROSECONDS   starts the library, keeps two threads busy with it, and exits
+//   ... --collector URL --lookup HOST --ca FILE --data FOLDER --bundle FOLDER --later SECONDS --pace FACTOR --how HOW
+//
+// HOW is one of "return", "exit", "thread" (exits from another thread) and "late" (does not start the library
+// before main has returned).
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+
+#include "RealPieces.h"
+#include "Runtime.h"
+#include "Tracker.h"
+#include "zul/Application.h"
+#include "zul/Platform.h"
+#include "zul/User.h"
+#include "zul/ZULSession.h"
+
+namespace zul {
+namespace {
+
+/// Errors alone, on standard error.
+class ErrorLog final : public platform::LogSink {
+ public:
+  void write(std::string_view line) noexcept override {
+    if (line.find("| QuorLog / E |") == line.npos) return;
+    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
+  }
+};
+
+/// An object that still reports while the host's objects are being destroyed.
+struct LastWords {
+  ~LastWords() {
+    ZULSession::sendTransaction();
+    ZULSession::getSessionData();
+    ZULSession::checkNewSession();
+    ZULSession::getAttributedInfo([](const Dictionary&) {});
+    ZULSession::initialization(std::nullopt, Application{});
+  }
+};
+LastWords afterTheLibrary;  // made before the library, hence destroyed after the library has stopped
+
+void say(const std::string& text) {
+  if (::write(STDOUT_FILENO, text.data(), text.size()) < 0) _exit(3);
+}
+
+void report(test::ShiftedClock& clock, int first, int most) {
+  std::thread([] {
+    while (true) {
+      ZULSession::getSessionData();
+      ZULSession::checkNewSession();
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }).detach();
+  while (!ZULSession::getZULSessionInitYN()) std::this_thread::sleep_for(std::chrono::microseconds(200));
+  std::mt19937 random(static_cast<unsigned>(first));
+  for (int number = first; number < first + most; ++number) {
+    if (number % 7 == 5) clock.add(SessionController::kSessionSeconds + 100);
+    Dictionary event;
+    event.set("event", number);
+    Tracker::sharedInstance().setTempPairingData(event);
+    Tracker::sharedInstance().sendTransactionByPage();
+    say(std::to_string(number) + "\n");
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 4000));
+  }
+  char byte = 0;
+  while (::read(STDIN_FILENO, &byte, 1) > 0) {
+  }
+}
+
+void keepBusy() {
+  std::thread([] {
+    while (true) {
+      ZULSession::sendTransaction();
+      ZULSession::setUser(User{});
+      ZULSession::getSessionData();
+      ZULSession::getAttributedInfo([](const Dictionary&) {});
+      std::this_thread::sleep_for(std::chrono::microseconds(500));
+    }
+  }).detach();
+}
+
+void start() {
+  ZULSession::initializationForDeferredCallback(std::nullopt, Application{}, [] {});
+}
+
+}  // namespace
+}  // namespace zul
+
+int main(int argc, char** argv) {
+  using namespace zul;
+  std::map<std::string, std::string> options{{"--pace", "1"}, {"--later", "0"}, {"--how", "return"}};
+  int at = 1;
+  std::vector<std::string> words;
+  for (; at < argc && std::string_view(argv[at]).substr(0, 2) != "--"; ++at) words.emplace_back(argv[at]);
+  for (; at + 1 < argc; at += 2) options[argv[at]] = argv[at + 1];
+  if (words.size() < 2) return 2;
+
+  LinuxOptions linuxOptions;
+  linuxOptions.applicationId = "com.example.host";
+  linuxOptions.dataFolder = options["--data"];
+  linuxOptions.bundleFolder = options["--bundle"];
+  auto platform = linuxPlatform(linuxOptions);
+  const auto clock = std::make_shared<test::ShiftedClock>(platform.clock);
+  clock->add(std::stod(options["--later"]));
+  platform.clock = clock;
+  platform.dispatcher = std::make_shared<test::HurriedDispatcher>(platform.dispatcher, std::stod(options["--pace"]));
+  platform.log = std::make_shared<ErrorLog>();
+  platform.deployment.collectorBaseUrl = options["--collector"];
+  platform.deployment.appStoreLookupHost = options["--lookup"];
+  platform.deployment.caFile = options["--ca"];
+  platform.deployment.ntpHosts.clear();
+  ZULSession::setPlatform(std::move(platform));
+
+  const auto how = options["--how"];
+  if (words[0] == "report") {
+    start();
+    report(*clock, std::stoi(words[1]), std::stoi(words.at(2)));
+    return 0;
+  }
+  if (how != "late") {
+    start();
+    // Destroyed while the library still works: what waits for the network then, waits.
+    if (options["--lookup"] != options["--silent"]) static LastWords beforeTheLibrary;
+    keepBusy();
+    keepBusy();
+  }
+  std::this_thread::sleep_for(std::chrono::microseconds(std::stoi(words[1])));
+  say("x");
+  if (how == "exit") std::exit(0);
+  if (how == "thread") {
+    std::thread([] { std::exit(0); }).detach();
+    while (true) ZULSession::sendTransaction();
+  }
+  return 0;
+}

@@ -1,0 +1,139 @@
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <fstream>
+
+#include "RealPhone.h"
+
+namespace zul::test {
+namespace {
+
+using collector::DevCollector;
+
+constexpr const char* kCannotBeWritten = "The local database cannot be written";
+
+/// A limit on the size of files stands for the full disk. It holds for the whole process.
+class FullDisk {
+ public:
+  explicit FullDisk(rlim_t bytes) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &before_); }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+class StorageTest : public testing::Test {
+ protected:
+  StorageTest() { collector.start(); }
+
+  // Puts an install of an earlier process on the disk, with an event that the collector did not get.
+  void usedPhone() {
+    phone.launch();
+    EXPECT_TRUE(upload(collector, ""));
+    collector.setAnswers(R"({"upload":[{"body":{"code":"ERR9"}}]})");
+    phone.event("a");
+    EXPECT_TRUE(phone.keeps("a"));
+    collector.setAnswers("{}");
+    phone.exit();
+    phone.log->clear();
+    collector.reset();
+  }
+
+  DevCollector collector;
+  RealPhone phone{startedUrl()};
+
+ private:
+  std::string startedUrl() {
+    collector.start();
+    return collector.baseUrl();
+  }
+};
+
+TEST_F(StorageTest, ADamagedDatabaseIsSetAside) {
+  usedPhone();
+  std::ofstream(phone.database(), std::ios::trunc) << std::string(20'000, 'x');
+  phone.launch();
+  phone.event("b");
+  EXPECT_TRUE(upload(collector, "b"));
+  EXPECT_TRUE(phone.keeps(""));
+  EXPECT_EQ(phone.log->count("was damaged and has been set aside"), 1U);
+  EXPECT_NE(phone.document("Identify").at("uuid").as_string(), "");
+  EXPECT_EQ(phone.query("PRAGMA integrity_check"), "ok");
+}
+
+TEST_F(StorageTest, WithoutAFolderTheLibraryLivesInMemory) {
+  std::ofstream(phone.folder.path("file")) << "x";
+  phone.store = phone.folder.path("file") + "/store";
+  phone.launch();
+  EXPECT_TRUE(upload(collector, ""));
+  phone.event("a");
+  const auto arrived = upload(collector, "a");
+  ASSERT_TRUE(arrived);
+  EXPECT_EQ(json::integer(arrived->body.at(0).at("SESSION").as_object(), "ltvt"), 1);
+  phone.event("b");
+  const auto next = upload(collector, "b");
+  ASSERT_TRUE(next);
+  EXPECT_EQ(next->body.at(0).at("SESSION").at("uuid"), arrived->body.at(0).at("SESSION").at("uuid"));
+  EXPECT_EQ(phone.log->count(kCannotBeWritten), 1U);
+}
+
+TEST_F(StorageTest, AFullDiskIsWaitedFor) {
+  {
+    const FullDisk full(0);
+    phone.launch();
+    EXPECT_TRUE(upload(collector, ""));
+    phone.event("a");
+    EXPECT_TRUE(upload(collector, "a"));
+    collector.setAnswers(R"({"upload":[{"body":{"code":"ERR9"}}]})");
+    phone.event("b");
+    EXPECT_TRUE(upload(collector, "b"));
+    EXPECT_EQ(phone.log->count(kCannotBeWritten), 1U);
+    EXPECT_EQ(phone.document("Identify").size(), 0U);
+  }
+  phone.event("c");
+  EXPECT_TRUE(phone.keeps("bc"));
+  EXPECT_EQ(json::integer(phone.document("Behavior"), "lifeCriteriaVisit"), 1);
+  const auto uuid = phone.document("Identify").at("uuid");
+  collector.setAnswers("{}");
+  phone.launch();
+  phone.event("d");
+  const auto arrived = upload(collector, "bcd");
+  ASSERT_TRUE(arrived);
+  EXPECT_EQ(arrived->body.at(2).at("SESSION").at("uuid"), uuid);
+}
+
+// The disk is full when a process starts: SQLite then cannot even read.
+TEST_F(StorageTest, AFullDiskAtTheStartCostsNothingOfWhatIsStored) {
+  usedPhone();
+  const auto uuid = phone.document("Identify").at("uuid");
+  const auto installTime = phone.document("Install").at("installTime");
+  {
+    const FullDisk full(0);
+    phone.launch();
+    phone.event("b");
+    EXPECT_TRUE(collector.waitFor(collector::Endpoint::upload, 1, std::chrono::seconds(10)));
+  }
+  phone.event("c");
+  EXPECT_TRUE(eventually([&] { return phone.journaled() == "0"; }));
+  EXPECT_EQ(phone.document("Identify").at("uuid"), uuid);
+  EXPECT_EQ(phone.document("Install").at("installTime"), installTime);
+  phone.launch();
+  phone.event("d");
+  EXPECT_TRUE(collector.waitFor(
+      [](const auto& request) {
+        return request.endpoint == collector::Endpoint::upload && request.good() &&
+               RealPhone::names(request.body.as_array()).find('a') != std::string::npos;
+      },
+      std::chrono::seconds(5)))
+      << "an event of the process before is lost";
+}
+
+}  // namespace
+}  // namespace zul::test

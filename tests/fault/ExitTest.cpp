@@ -76,6 +76,7 @@ TEST_F(ExitTest, IsQuickAndCleanWhateverIsUnderWay) {
       {"uploads open over HTTPS", secureUrl(), lookup, "tk", "thread"},
       {"token awaited", slow.baseUrl(), lookup, ""},
       {"token awaited over HTTPS", secureUrl(), lookup, "", "exit"},
+      {"token awaited over HTTPS, OpenSSL in use", secureUrl(), lookup, "", "cipher"},
       {"look-up open", quick.baseUrl(), silent.host(), "tk"},
       {"look-up open", quick.baseUrl(), silent.host(), "tk", "thread"},
       {"refused", "http://" + refusing.host(), refusing.host(), "tk", "exit"},

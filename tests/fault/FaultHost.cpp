@@ -5,10 +5,11 @@
 //   fault-host exit MICROSECONDS   starts the library, keeps two threads busy with it, and exits
 //   ... --collector URL --lookup HOST --ca FILE --data FOLDER --bundle FOLDER --later SECONDS --pace FACTOR --how HOW
 //
-// HOW is one of "return", "exit", "thread" (exits from another thread) and "late" (does not start the library
-// before main has returned).
+// HOW is one of "return", "exit", "thread" (exits from another thread), "late" (does not start the library before
+// main has returned) and "cipher" (uses OpenSSL itself, between the library's making and its start).
 
 #include <fcntl.h>
+#include <openssl/crypto.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -128,6 +129,10 @@ int main(int argc, char** argv) {
     start();
     report(*clock, std::stoi(words[1]), std::stoi(words.at(2)));
     return 0;
+  }
+  if (how == "cipher") {  // the host is OpenSSL's first user, after the library has been made
+    ZULSession::getZULSessionInitYN();
+    OPENSSL_init_crypto(0, nullptr);
   }
   if (how != "late") {
     start();

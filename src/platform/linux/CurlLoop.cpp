@@ -1,7 +1,5 @@
 #include "CurlLoop.h"
 
-#include <openssl/crypto.h>
-
 #include <algorithm>
 #include <exception>
 #include <iterator>
@@ -22,11 +20,7 @@ constexpr int kPollMilliseconds = 60'000;  // libcurl wakes earlier for its own 
 
 void initialiseLibraries() {
   static std::once_flag once;
-  std::call_once(once, [] {
-    // Else OpenSSL, when we are its first user, would tear itself down at exit while our thread still uses it.
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    curl_global_init(CURL_GLOBAL_DEFAULT);
-  });
+  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
 
 /// The part of a URL that tells the host and port.

@@ -18,7 +18,7 @@ struct Speaker {
 TEST(Log, LineHasTimeTagMethodAndMessage) {
   platform::SimulatedPlatform sim;
   sim.clock->set(1706695200);
-  sim.clock->setZone(9 * 3600);
+  sim.clock->setZone("+09:00");
   const Log log(sim.clock, sim.log);
   Speaker{log}.speak();
   ASSERT_EQ(sim.log->lines.size(), 1U);

@@ -9,7 +9,7 @@ namespace {
 
 class ZULUtilTest : public testing::Test {
  protected:
-  ZULUtilTest() { sim.clock->setZone(9 * 3600); }
+  ZULUtilTest() { sim.clock->setZone("+09:00"); }
 
   double at(const std::string& date) { return util.convertStringToMills(date); }
   std::string date(double seconds) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
-#include <set>
+#include <optional>
 #include <utility>
+#include <vector>
 
 #include "zul/platform/Dispatcher.h"
 
@@ -14,6 +16,17 @@ namespace zul::platform {
 /// threads would; its own serial or main queue waits for it.
 class SimulatedDispatcher final : public Dispatcher {
  public:
+  /// What waits for its time.
+  struct Waiting {
+    double due = 0;  ///< virtual seconds
+    const char* queue = "";
+    double every = 0;  ///< seconds; 0 unless it is a repeating timer
+  };
+
+  /// Lets time pass that is not virtual alone: asked before the clock moves from one moment to a later one, it
+  /// gives the moment reached, which is earlier when it has posted something meanwhile.
+  using Pace = std::function<double(double from, double to)>;
+
   void async(Queue queue, Task task) override;
   void after(double seconds, Queue queue, Task task) override;
   std::unique_ptr<Timer> repeat(double seconds, Task task) override;
@@ -32,8 +45,13 @@ class SimulatedDispatcher final : public Dispatcher {
   /// Runs what is due at this moment.
   void run() { advance(0); }
 
-  /// How many tasks wait for their time.
-  std::size_t waiting() const { return events_.size(); }
+  /// What waits, in the order in which it falls due.
+  std::vector<Waiting> waiting() const;
+  /// When something falls due next; none when nothing waits.
+  std::optional<double> nextDue() const;
+
+  /// Without a pace, the standard, virtual time leaps to what is due next.
+  void setPace(Pace pace) { pace_ = std::move(pace); }
 
  private:
   friend class SimulatedSerialQueue;
@@ -44,20 +62,31 @@ class SimulatedDispatcher final : public Dispatcher {
   static constexpr int kMain = 0;
   static constexpr int kGlobal = 1;
 
+  using Key = std::pair<double, std::uint64_t>;  // due time, then order of posting
+
+  // A repeating timer, which shares this with its event.
+  struct Repeat {
+    double every;
+    Key next;
+    bool cancelled = false;
+  };
+
   struct Event {
     int queue;
     Task task;
+    std::shared_ptr<Repeat> repeat{};
   };
-  using Key = std::pair<double, std::uint64_t>;  // due time, then order of posting
+  using Events = std::map<Key, Event>;
 
-  Key post(double due, int queue, Task task);
-  bool runNext(double until);
+  Key post(double due, Event event);
+  Events::iterator nextRunnable();
+  void run(Events::iterator next);
 
   double now_ = 0;
   std::uint64_t posted_ = 0;
-  int queues_ = 2;
-  std::map<Key, Event> events_;
-  std::set<int> busy_;
+  std::vector<bool> busy_ = std::vector<bool>(2);  // by queue
+  Events events_;
+  Pace pace_;
 };
 
 }  // namespace zul::platform

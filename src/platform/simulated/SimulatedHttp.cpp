@@ -7,7 +7,6 @@
 namespace zul::platform {
 
 SimulatedHttp::Answer SimulatedHttp::next(const HttpRequest& request) {
-  requests_.push_back(request);
   const auto found = std::find_if(answers_.begin(), answers_.end(), [&](const auto& entry) {
     return request.url.find(entry.first) != std::string::npos;
   });
@@ -16,10 +15,12 @@ SimulatedHttp::Answer SimulatedHttp::next(const HttpRequest& request) {
     answer.error = "network unreachable";
     return answer;
   }
-  auto& list = found->second;
-  Answer answer = list.front();
-  if (list.size() > 1) list.erase(list.begin());
-  return answer;
+  auto& script = found->second;
+  if (!script.waiting.empty()) {
+    script.current = std::move(script.waiting.front());
+    script.waiting.pop_front();
+  }
+  return script.current;
 }
 
 HttpResponse SimulatedHttp::response(const Answer& answer) {
@@ -33,12 +34,22 @@ HttpResponse SimulatedHttp::response(const Answer& answer) {
 }
 
 void SimulatedHttp::send(HttpRequest request, Completion completion) {
+  requests_.push_back(request);
+  if (upstream_ && online_) {
+    upstream_->send(std::move(request),
+                    [process = std::weak_ptr(process_), completion = std::move(completion)](auto response) {
+                      if (process.lock()) completion(std::move(response));
+                    });
+    return;
+  }
   const Answer answer = next(request);
   dispatcher_->after(answer.delay, Dispatcher::Queue::global,
                      [answer, completion = std::move(completion)] { completion(response(answer)); });
 }
 
 HttpResponse SimulatedHttp::fetch(HttpRequest request) {
+  requests_.push_back(request);
+  if (upstream_ && online_) return upstream_->fetch(std::move(request));
   const Answer answer = next(request);
   const double timeout = request.timeout > 0 ? request.timeout : 60;
   dispatcher_->sleep(std::min(answer.delay, timeout));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -12,7 +13,7 @@ namespace zul::platform {
 class SimulatedDispatcher;
 
 /// Scripted answers in virtual time, and a record of what was asked. An endpoint is named by a piece of
-/// its URL; its answers are used up in order and the last one repeats.
+/// its URL; its answers are used up in order, and the last one repeats until another is added.
 class SimulatedHttp final : public HttpClient {
  public:
   struct Answer {
@@ -26,14 +27,18 @@ class SimulatedHttp final : public HttpClient {
 
   void send(HttpRequest request, Completion completion) override;
   HttpResponse fetch(HttpRequest request) override;
-  void stop() noexcept override {}  // what is open ends with the dispatcher's tasks
+  /// What is open ends unanswered, as with its process; later requests are answered again.
+  void stop() noexcept override { process_ = std::make_shared<char>(); }
 
   /// Adds an answer for URLs that contain `piece`. Without any the request fails.
-  void answer(const std::string& piece, Answer answer) { answers_[piece].push_back(std::move(answer)); }
+  void answer(const std::string& piece, Answer answer) { answers_[piece].waiting.push_back(std::move(answer)); }
   /// Forgets the answers given so far for `piece`.
   void forget(const std::string& piece) { answers_.erase(piece); }
   /// Offline, every request fails at once.
   void setOnline(bool online) { online_ = online; }
+  /// Has another client answer, in the place of the script. It completes on the dispatcher's thread.
+  void setUpstream(std::shared_ptr<HttpClient> upstream) { upstream_ = std::move(upstream); }
+  std::shared_ptr<HttpClient> upstream() const { return upstream_; }
 
   /// All requests so far, in the order they were made.
   const std::vector<HttpRequest>& requests() const { return requests_; }
@@ -42,13 +47,20 @@ class SimulatedHttp final : public HttpClient {
   void clearRequests() { requests_.clear(); }
 
  private:
+  struct Script {
+    std::deque<Answer> waiting;
+    Answer current;
+  };
+
   Answer next(const HttpRequest& request);
   static HttpResponse response(const Answer& answer);
 
   std::shared_ptr<SimulatedDispatcher> dispatcher_;
-  std::map<std::string, std::vector<Answer>> answers_;
+  std::map<std::string, Script> answers_;
   std::vector<HttpRequest> requests_;
   bool online_ = true;
+  std::shared_ptr<HttpClient> upstream_;
+  std::shared_ptr<char> process_ = std::make_shared<char>();  // whose requests are open
 };
 
 }  // namespace zul::platform

@@ -4,39 +4,19 @@
 #include <string>
 #include <vector>
 
+#include "SimulatedClock.h"
 #include "SimulatedDispatcher.h"
 #include "SimulatedHttp.h"
 #include "SimulatedStore.h"
 #include "zul/Dictionary.h"
 #include "zul/Platform.h"
 #include "zul/platform/Bundle.h"
-#include "zul/platform/Clock.h"
 #include "zul/platform/Device.h"
 #include "zul/platform/LogSink.h"
 #include "zul/platform/Reachability.h"
 #include "zul/platform/UserDefaults.h"
 
 namespace zul::platform {
-
-/// The wall clock of virtual time, in a zone of a fixed offset.
-class SimulatedClock final : public Clock {
- public:
-  explicit SimulatedClock(std::shared_ptr<SimulatedDispatcher> dispatcher) : dispatcher_(std::move(dispatcher)) {}
-
-  double now() const override { return offset_ + dispatcher_->now(); }
-  CivilTime civil(double seconds) const override;
-  double seconds(const CivilTime& civil) const override;
-  int secondsFromGmt() const override { return zone_; }
-
-  /// Sets the wall clock without letting time pass.
-  void set(double seconds) { offset_ = seconds - dispatcher_->now(); }
-  void setZone(int secondsEastOfGmt) { zone_ = secondsEastOfGmt; }
-
- private:
-  std::shared_ptr<SimulatedDispatcher> dispatcher_;
-  double offset_ = 0;
-  int zone_ = 0;
-};
 
 class SimulatedBundle final : public Bundle {
  public:

@@ -14,6 +14,13 @@ namespace zul::collector {
 
 namespace {
 
+/// A number of nine digits that a bundle identifier always gets.
+std::int64_t storeNumber(std::string_view bundleId) {
+  std::uint64_t hash = 14695981039346656037u;  // FNV-1a
+  for (const char c : bundleId) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+  return static_cast<std::int64_t>(100'000'000 + hash % 900'000'000);
+}
+
 [[noreturn]] void refuse(const std::string& place, std::string_view why) {
   throw std::invalid_argument(fmt::format("answers: {}: {}", place, why));
 }
@@ -57,6 +64,20 @@ Answer readAnswer(const boost::json::value& value, const std::string& place) {
 }
 
 }  // namespace
+
+std::string usualBody(Endpoint endpoint, std::string_view query) {
+  switch (endpoint) {
+    case Endpoint::token:
+      return R"({"token":"development-token"})";
+    case Endpoint::fingerprint:
+      return "{}";
+    case Endpoint::appstore:
+      return fmt::format(R"({{"resultCount":1,"results":[{{"trackId":{}}}]}})",
+                         storeNumber(query.substr(query.find('=') + 1)));
+    default:
+      return R"({"code":"RES001","msg":"OK"})";
+  }
+}
 
 void Answers::set(std::string_view json) {
   const auto object = json::parseObject(json);

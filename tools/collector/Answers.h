@@ -21,6 +21,9 @@ struct Answer {
   bool close = false;
 };
 
+/// What a client is content with: the body of the answer to a good request without a list.
+std::string usualBody(Endpoint endpoint, std::string_view query);
+
 /// What the collector is told to answer. Any thread.
 class Answers {
  public:

@@ -185,6 +185,12 @@ void checkHeaders(const HttpRequest& request, const Rule& rule) {
 
 }  // namespace
 
+std::string_view path(Endpoint endpoint) noexcept {
+  const auto* rule =
+      std::find_if(std::begin(rules), std::end(rules), [&](const Rule& known) { return known.endpoint == endpoint; });
+  return rule == std::end(rules) ? std::string_view() : rule->path;
+}
+
 Verdict judge(const HttpRequest& request) {
   Verdict verdict;
   const auto question = std::min(request.target.find('?'), request.target.size());

@@ -3,6 +3,7 @@
 #include <boost/json/value.hpp>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "HttpServer.h"
 #include "RecordedRequest.h"
@@ -19,6 +20,9 @@ struct Verdict {
   std::string problem;  ///< the first fault; empty for a good request
   int status = 200;     ///< of the answer that tells it
 };
+
+/// Where an endpoint is served; empty for the unknown one.
+std::string_view path(Endpoint endpoint) noexcept;
 
 /// Reads a request as the collector service does. Any thread.
 Verdict judge(const HttpRequest& request);

@@ -25,28 +25,6 @@ std::string refusal(std::string_view reason) {
   return json::text(boost::json::object{{"code", "ERR400"}, {"msg", reason}});
 }
 
-/// A number of nine digits that a bundle identifier always gets.
-std::int64_t storeNumber(std::string_view bundleId) {
-  std::uint64_t hash = 14695981039346656037u;  // FNV-1a
-  for (const char c : bundleId) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
-  return static_cast<std::int64_t>(100'000'000 + hash % 900'000'000);
-}
-
-std::string defaultBody(const RecordedRequest& request) {
-  switch (request.endpoint) {
-    case Endpoint::token:
-      return R"({"token":"development-token"})";
-    case Endpoint::fingerprint:
-      return "{}";
-    case Endpoint::appstore: {
-      const auto bundleId = std::string_view(request.query).substr(request.query.find('=') + 1);
-      return fmt::format(R"({{"resultCount":1,"results":[{{"trackId":{}}}]}})", storeNumber(bundleId));
-    }
-    default:
-      return accepted;
-  }
-}
-
 bool any(const RecordedRequest&) {
   return true;
 }
@@ -115,7 +93,8 @@ class DevCollector::Impl {
 
   HttpReply answer(const RecordedRequest& request) {
     auto answer = answers_.next(request.endpoint);
-    return {answer.status, answer.body ? std::move(*answer.body) : defaultBody(request), answer.delay, answer.close};
+    return {answer.status, answer.body ? std::move(*answer.body) : usualBody(request.endpoint, request.query),
+            answer.delay, answer.close};
   }
 
   std::optional<HttpReply> inspect(const HttpRequest& request) {

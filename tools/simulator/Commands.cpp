@@ -1,0 +1,395 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+
+#include "Answers.h"
+#include "Contract.h"
+#include "DeviceTable.h"
+#include "Fleet.h"
+#include "Json.h"
+#include "LiveClient.h"
+#include "Operations.h"
+#include "Runtime.h"
+#include "Services.h"
+#include "Simulator.h"
+#include "SimulatorLog.h"
+#include "Tracker.h"
+#include "Views.h"
+
+namespace zul::simulator {
+
+namespace {
+
+using boost::json::object;
+using boost::json::value;
+using collector::Endpoint;
+using platform::Reachability;
+
+[[noreturn]] void notBuilt(std::string_view capability) {
+  throw CommandError(fmt::format("the library does not do this yet: {}", capability));
+}
+
+// The members that say how an answer is given; all others are its body.
+platform::SimulatedHttp::Answer readAnswer(Endpoint endpoint, object form) {
+  platform::SimulatedHttp::Answer answer;
+  const auto take = [&](std::string_view key) {
+    std::optional<value> member;
+    if (auto* const found = form.if_contains(key)) member = std::move(*found);
+    form.erase(key);
+    return member;
+  };
+  if (const auto fail = take("fail")) {
+    if (!fail->is_bool()) throw CommandError("fail must be true or false");
+    if (fail->get_bool()) answer.error = "the connection broke";
+  }
+  if (const auto status = take("status")) {
+    if (!status->is_int64() || status->get_int64() < 100 || status->get_int64() > 599) {
+      throw CommandError("status must be a whole number from 100 to 599");
+    }
+    answer.status = static_cast<int>(status->get_int64());
+  }
+  if (const auto delay = take("delay")) {
+    const auto seconds = delay->is_string() ? parseDuration(std::string_view(delay->get_string())) : std::nullopt;
+    if (!seconds) throw CommandError("delay must be a text like \"500ms\" or \"3s\"");
+    answer.delay = *seconds;
+  }
+  const auto raw = take("raw");
+  if (raw && !raw->is_string()) throw CommandError("raw must be a string");
+  if (raw) {
+    answer.body = raw->get_string();
+  } else if (!form.empty()) {
+    answer.body = json::text(form);
+  } else if (answer.status < 300) {
+    answer.body = collector::usualBody(endpoint, "bundleId=com.example.app");
+  }
+  return answer;
+}
+
+// "2024-01-31T10:00:00", a moment of the device's calendar.
+platform::CivilTime readTime(const std::string& text) {
+  platform::CivilTime time;
+  int length = -1;
+  std::sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d%n", &time.year, &time.month, &time.day, &time.hour, &time.minute,
+              &time.second, &length);
+  const bool inRange = time.month >= 1 && time.month <= 12 && time.day >= 1 && time.day <= 31 && time.hour >= 0 &&
+                       time.hour < 24 && time.minute >= 0 && time.minute < 60 && time.second >= 0 && time.second < 60;
+  if (length != static_cast<int>(text.size()) || !inRange) {
+    throw CommandError(fmt::format("the time must be like 2024-01-31T10:00:00 or += 90s, not {}", text));
+  }
+  return time;
+}
+
+// The value at the JSON pointer, or the number of elements there where it ends in "/#". Null when there is none.
+std::optional<value> at(const value& whole, std::string path) {
+  const bool count = path.ends_with("/#");
+  if (count) path.resize(path.size() - 2);
+  if (!path.empty() && path.front() != '/') {
+    throw CommandError(fmt::format("a path is like /0/body/0/SESSION/sid, or \"\" for the whole, not {}", path));
+  }
+  boost::json::error_code error;
+  const auto* const found = path.empty() ? &whole : whole.find_pointer(path, error);
+  if (!found) return std::nullopt;
+  if (!count) return *found;
+  if (found->is_array()) return found->get_array().size();
+  if (found->is_object()) return found->get_object().size();
+  return std::nullopt;
+}
+
+}  // namespace
+
+// ---- the device and its surroundings
+
+void Simulator::device(Arguments& arguments) {
+  const auto changes = arguments.object("the values");
+  arguments.end();
+  changeDevice(phone_.sim.device->values, changes);
+}
+
+void Simulator::setInfo(const object& entries) {
+  auto& info = phone_.sim.bundle->info;
+  auto merged = DictionaryAccess::object(info);
+  for (const auto& [key, entry] : entries) {
+    if (entry.is_null()) {
+      merged.erase(key);
+    } else {
+      merged[key] = entry;
+    }
+  }
+  info = DictionaryAccess::wrap(std::move(merged));
+}
+
+void Simulator::config(Arguments& arguments) {
+  auto settings = arguments.object("the dictionary");
+  arguments.end();
+  setInfo({{"zulAuthorizationKey", std::move(settings)}});
+}
+
+void Simulator::info(Arguments& arguments) {
+  const auto entries = arguments.object("the entries");
+  arguments.end();
+  setInfo(entries);
+}
+
+void Simulator::resource(Arguments& arguments) {
+  const auto name = arguments.word("the name");
+  auto text = arguments.text("the text");
+  arguments.end();
+  phone_.sim.bundle->resources[name] = std::move(text);
+}
+
+void Simulator::clock(Arguments& arguments) {
+  auto& clock = *phone_.sim.clock;
+  if (arguments.take("+=")) {
+    const double jump = arguments.duration("the jump");
+    arguments.end();
+    clock.set(clock.now() + jump);
+    return;
+  }
+  if (arguments.take("-=")) {
+    const double jump = arguments.duration("the jump");
+    arguments.end();
+    clock.set(clock.now() - jump);
+    return;
+  }
+  const auto time = readTime(arguments.word("the time"));
+  const auto zone = arguments.empty() ? clock.zone() : arguments.word("the zone");
+  arguments.end();
+  if (!clock.setZone(zone)) {
+    throw CommandError(fmt::format("there is no time zone {}; it is a name like Asia/Seoul or like +09:00", zone));
+  }
+  clock.set(clock.seconds(time));
+}
+
+void Simulator::network(Arguments& arguments) {
+  const auto kind = arguments.word("wifi, cellular or offline");
+  arguments.end();
+  std::uint32_t flags = 0;
+  if (kind == "wifi") {
+    flags = Reachability::kReachable;
+  } else if (kind == "cellular") {
+    flags = Reachability::kReachable | Reachability::kIsWwan;
+  } else if (kind != "offline") {
+    throw CommandError(fmt::format("the network is wifi, cellular or offline, not {}", kind));
+  }
+  phone_.sim.reachability->value = flags;
+  phone_.sim.http->setOnline(flags != 0);
+}
+
+void Simulator::collector(Arguments& arguments) {
+  const auto name = arguments.word("the endpoint");
+  auto form = arguments.object("the answer");
+  arguments.end();
+  const auto* const service = std::find_if(std::begin(kServices), std::end(kServices),
+                                           [&](const Service& known) { return known.name == name; });
+  if (service == std::end(kServices)) throw CommandError(fmt::format("the collector has no endpoint {}", name));
+  if (!service->missing.empty()) notBuilt(service->missing);
+  if (live_) throw CommandError("a real collector decides for itself what it answers");
+  phone_.sim.http->answer(std::string(path(service->endpoint)), readAnswer(service->endpoint, std::move(form)));
+}
+
+void Simulator::ntp(Arguments&) {
+  notBuilt("the network clock");
+}
+
+// ---- the application
+
+std::function<void(object)> Simulator::reporter() {
+  return [this](object report) {
+    report["at"] = clockView(*phone_.sim.clock)["time"];
+    reports_.push_back(std::move(report));
+  };
+}
+
+void Simulator::launch(Arguments& arguments) {
+  std::optional<Dictionary> options;
+  bool background = false;
+  bool callback = false;
+  while (!arguments.empty()) {
+    if (arguments.take("background")) {
+      background = true;
+    } else if (arguments.take("callback")) {
+      callback = true;
+    } else {
+      options = DictionaryAccess::wrap(arguments.object("the launch options"));
+    }
+  }
+  state_ = background ? ApplicationState::background : ApplicationState::active;
+  std::function<void()> report;
+  if (callback) report = [tell = reporter()] { tell({{"callback", "deferred"}}); };
+  phone_.launch(options, state_, report);
+}
+
+void Simulator::call(Arguments& arguments) {
+  const auto name = arguments.word("the operation");
+  const auto operation = std::find_if(operations().begin(), operations().end(),
+                                      [&](const Operation& known) { return known.name == name; });
+  if (operation == operations().end()) throw CommandError(fmt::format("there is no operation {}; see help call", name));
+  if (!operation->missing.empty()) notBuilt(operation->missing);
+  Call call{phone_, arguments, state_, reporter()};
+  shown_ = operation->run(call);
+}
+
+void Simulator::state(Arguments& arguments) {
+  constexpr std::pair<std::string_view, ApplicationState> kStates[] = {
+      {"active", ApplicationState::active},
+      {"inactive", ApplicationState::inactive},
+      {"background", ApplicationState::background},
+      {"foreground", ApplicationState::inactive},  // on its way to active
+  };
+  const auto name = arguments.word("the state");
+  arguments.end();
+  if (name == "significantTimeChange") notBuilt("the network clock");
+  for (const auto& [known, state] : kStates) {
+    if (name != known) continue;
+    state_ = state;
+    return;
+  }
+  throw CommandError(fmt::format("there is no state {}", name));
+}
+
+void Simulator::advance(Arguments& arguments) {
+  const double seconds = arguments.duration("how long");
+  arguments.end();
+  phone_.sim.dispatcher->advance(seconds);
+}
+
+void Simulator::restart(Arguments& arguments) {
+  arguments.end();
+  phone_.endProcess();
+}
+
+void Simulator::reinstall(Arguments& arguments) {
+  arguments.end();
+  phone_.reinstall();
+}
+
+// ---- inside
+
+void Simulator::document(Arguments& arguments) {
+  const auto id = arguments.word("the name");
+  const auto members = std::make_shared<const object>(arguments.object("the document"));
+  arguments.end();
+  auto text = json::text(*members);
+  if (auto* const runtime = phone_.processIfRunning()) {
+    runtime->db().put(id, members, std::move(text));
+    return;
+  }
+  const platform::DocumentStore::Write write{platform::DocumentStore::Table::documents, id, std::move(text)};
+  phone_.sim.store->commit({&write, 1});
+}
+
+void Simulator::keychain(Arguments&) {
+  notBuilt("the keychain");
+}
+
+void Simulator::show(Arguments& arguments) {
+  const auto what = arguments.word("what");
+  auto whole = view(what, arguments);
+  if (arguments.empty()) {
+    shown_ = std::move(whole);
+    return;
+  }
+  const auto path = arguments.word("the path");
+  arguments.end();
+  shown_ = at(whole, path).value_or(nullptr);
+}
+
+value Simulator::view(const std::string& what, Arguments& arguments) {
+  auto& sim = phone_.sim;
+  if (what == "documents") return documentsView(*sim.store);
+  if (what == "document") {
+    const auto documents = documentsView(*sim.store);
+    const auto* const found = documents.if_contains(arguments.word("the name"));
+    return found ? *found : nullptr;
+  }
+  if (what == "keychain") notBuilt("the keychain");
+  if (what == "payload") return DictionaryAccess::object(running().tracker().getSessionData());
+  if (what == "record") {
+    const auto record = running().record().getSharedInstance();
+    return record ? value(recordView(*record)) : nullptr;
+  }
+  if (what == "requests") {
+    boost::json::array requests;
+    for (const auto& request : sim.http->requests()) requests.push_back(requestView(request));
+    sim.http->clearRequests();
+    return requests;
+  }
+  if (what == "log") {
+    boost::json::array lines;
+    for (const auto& line : log_->take()) lines.emplace_back(line);
+    return lines;
+  }
+  if (what == "clock") return clockView(*sim.clock);
+  if (what == "timers") return timersView(*sim.dispatcher);
+  throw CommandError(fmt::format("there is nothing called {} to show; see help show", what));
+}
+
+Runtime& Simulator::running() {
+  auto* const runtime = phone_.processIfRunning();
+  if (!runtime) throw CommandError("no process runs; launch starts one");
+  return *runtime;
+}
+
+void Simulator::expect(Arguments& arguments) {
+  if (!last_) throw CommandError("nothing has been shown yet");
+  const auto path = arguments.word("the path");
+  const auto found = at(*last_, path);
+  if (arguments.take("absent")) {
+    arguments.end();
+    if (found) throw CommandError(fmt::format("{} is {}, and should be absent", path, json::text(*found)));
+    return;
+  }
+  const auto wanted = arguments.value("the value");
+  arguments.end();
+  if (!found) throw CommandError(fmt::format("{} is absent, and should be {}", path, json::text(wanted)));
+  if (*found != wanted) {
+    throw CommandError(fmt::format("{} is {}, and should be {}", path, json::text(*found), json::text(wanted)));
+  }
+}
+
+void Simulator::fleet(Arguments& arguments) {
+  const auto devices = arguments.value("the number of devices");
+  const auto text = arguments.word("how many seconds");
+  arguments.end();
+  const auto seconds = parseDuration(text.find_first_not_of("0123456789.") == text.npos ? text + "s" : text);
+  if (!devices.is_int64() || devices.get_int64() < 1 || devices.get_int64() > 1'000'000) {
+    throw CommandError("the number of devices must be from 1 to 1000000");
+  }
+  if (!seconds) throw CommandError(fmt::format("{} is no number of seconds", text));
+  shown_ = runFleet({.devices = static_cast<std::size_t>(devices.get_int64()),
+                     .seconds = *seconds,
+                     .model = phone_,
+                     .live = live_.get()});
+}
+
+void Simulator::help(Arguments& arguments) {
+  if (arguments.empty()) {
+    object help;
+    for (const auto& command : commands()) {
+      help[fmt::format("{} {}", command.name, command.parameters)] = command.meaning;
+    }
+    shown_ = std::move(help);
+    return;
+  }
+  const auto name = arguments.word("the command");
+  arguments.end();
+  if (name == "device") {
+    shown_ = deviceHelp();
+  } else if (name == "call") {
+    object help;
+    for (const auto& operation : operations()) {
+      help[operation.name] =
+          operation.missing.empty() ? operation.parameters : fmt::format("not built yet: {}", operation.missing);
+    }
+    shown_ = std::move(help);
+  } else {
+    const auto command =
+        std::find_if(commands().begin(), commands().end(), [&](const Command& known) { return known.name == name; });
+    if (command == commands().end()) throw CommandError(fmt::format("there is no command {}", name));
+    shown_ = object{{fmt::format("{} {}", command->name, command->parameters), command->meaning}};
+  }
+}
+
+}  // namespace zul::simulator

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <boost/json/object.hpp>
+#include <cstddef>
+
+namespace zul::simulator {
+
+class LiveClient;
+class Phone;
+
+struct FleetOptions {
+  std::size_t devices;
+  double seconds;      ///< of virtual time
+  const Phone& model;  ///< what all have in common: the time, the configuration and the collector
+  LiveClient* live;    ///< that a real collector is asked with; null: a simulated one
+};
+
+/// Lets many devices live side by side, each with values and habits that its number decides, so that two runs are
+/// alike. Virtual time leaps; a real collector is waited for once every virtual second. Returns "devices", "seconds",
+/// "launches", "sessions", "events", "requests", "bytes" (of the requests' bodies), "problems" (requests that break
+/// the collector's contract) and "memoryPerDevice" (bytes, resident).
+boost::json::object runFleet(const FleetOptions& options);
+
+}  // namespace zul::simulator

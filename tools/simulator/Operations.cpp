@@ -1,0 +1,340 @@
+#include "Operations.h"
+
+#include <cstdint>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "Facade.h"
+#include "Json.h"
+#include "Phone.h"
+#include "Runtime.h"
+#include "Tracker.h"
+
+namespace zul::simulator {
+
+namespace {
+
+using Result = std::optional<boost::json::value>;
+
+// ---- a parameter's type, as it is written and read
+
+template <typename T>
+struct Parameter;
+
+template <>
+struct Parameter<bool> {
+  static constexpr std::string_view form = "true|false";
+  static bool read(Arguments& arguments) {
+    const auto value = arguments.value("an argument");
+    if (!value.is_bool()) throw CommandError("an argument must be true or false");
+    return value.get_bool();
+  }
+};
+template <>
+struct Parameter<std::int64_t> {
+  static constexpr std::string_view form = "INTEGER";
+  static std::int64_t read(Arguments& arguments) {
+    const auto value = arguments.value("an argument");
+    if (!value.is_int64()) throw CommandError("an argument must be a whole number");
+    return value.get_int64();
+  }
+};
+template <>
+struct Parameter<int> : Parameter<std::int64_t> {
+  static int read(Arguments& arguments) { return static_cast<int>(Parameter<std::int64_t>::read(arguments)); }
+};
+template <>
+struct Parameter<std::string> {
+  static constexpr std::string_view form = "\"TEXT\"";
+  static std::string read(Arguments& arguments) { return arguments.text("an argument"); }
+};
+template <>
+struct Parameter<Dictionary> {
+  static constexpr std::string_view form = "{...}";
+  static Dictionary read(Arguments& arguments) { return DictionaryAccess::wrap(arguments.object("an argument")); }
+};
+template <typename T>
+struct Parameter<std::optional<T>> {
+  static constexpr std::string_view form = Parameter<T>::form;
+  static std::optional<T> read(Arguments& arguments) {
+    if (arguments.empty() || arguments.take("null")) return std::nullopt;
+    return Parameter<T>::read(arguments);
+  }
+};
+template <>
+struct Parameter<std::function<void()>> {
+  static constexpr std::string_view form = "";
+  static std::function<void()> read(Arguments&) {
+    return [] {};
+  }
+};
+
+template <typename T>
+constexpr bool kOptional = false;
+template <typename T>
+constexpr bool kOptional<std::optional<T>> = true;
+
+template <typename... Ts>
+std::string parameters() {
+  std::string text;
+  [[maybe_unused]] const auto add = [&](std::string_view form, bool optional) {
+    if (form.empty()) return;
+    if (!text.empty()) text += ' ';
+    if (optional) text += '[';
+    text += form;
+    if (optional) text += ']';
+  };
+  (add(Parameter<Ts>::form, kOptional<Ts>), ...);
+  return text;
+}
+
+// ---- a result, as it is shown
+
+template <typename T>
+boost::json::value toJson(const T& value) {
+  return value;
+}
+boost::json::value toJson(const Dictionary& value) {
+  return DictionaryAccess::object(value);
+}
+boost::json::value toJson(const std::optional<std::string>& value) {
+  return value ? boost::json::value(*value) : boost::json::value();
+}
+
+// ---- methods as operations
+
+Tracker& target(Runtime& runtime, Tracker*) {
+  return runtime.tracker();
+}
+SessionController& target(Runtime& runtime, SessionController*) {
+  return runtime.tracker().sessionController();
+}
+
+// Calls what `work` does as the facade would: what it throws is logged and dropped.
+template <typename Work>
+auto guarded(Call& call, Work&& work) {
+  auto& runtime = call.phone.process();
+  using Value = decltype(work(runtime));
+  if constexpr (std::is_void_v<Value>) {
+    runtime.log().guard([&] { work(runtime); });
+    return Result();
+  } else {
+    Value value{};
+    runtime.log().guard([&] { value = work(runtime); });
+    return Result(toJson(value));
+  }
+}
+
+template <auto method, typename Object, typename Value, typename... Ts>
+Operation operation(std::string_view name, std::type_identity<Value (Object::*)(Ts...)>) {
+  return {name, parameters<std::remove_cvref_t<Ts>...>(), "", [](Call& call) {
+            const std::tuple<std::remove_cvref_t<Ts>...> values{
+                Parameter<std::remove_cvref_t<Ts>>::read(call.arguments)...};
+            call.arguments.end();
+            return guarded(call, [&](Runtime& runtime) -> std::remove_cvref_t<Value> {
+              auto& object = target(runtime, static_cast<Object*>(nullptr));
+              return std::apply([&](const auto&... value) { return (object.*method)(value...); }, values);
+            });
+          }};
+}
+template <auto method, typename Object, typename Value, typename... Ts>
+Operation operation(std::string_view name, std::type_identity<Value (Object::*)(Ts...) const>) {
+  return operation<method>(name, std::type_identity<Value (Object::*)(Ts...)>());
+}
+template <auto method>
+Operation operation(std::string_view name) {
+  return operation<method>(name, std::type_identity<decltype(method)>());
+}
+
+// ---- the facade's own
+
+/// A web view's configuration that is nothing but a text for the log.
+class NamedConfiguration final : public WebViewConfiguration {
+ public:
+  explicit NamedConfiguration(std::string name) : name_(std::move(name)) {}
+  std::string description() const override { return name_; }
+
+ private:
+  std::string name_;
+};
+
+Operation entry(std::string_view name, bool webView, bool deferred) {
+  return {name, webView ? "[{...}] [\"TEXT\"]" : "[{...}]", "", [webView, deferred](Call& call) {
+            const auto options = Parameter<std::optional<Dictionary>>::read(call.arguments);
+            const auto configuration =
+                webView ? Parameter<std::optional<std::string>>::read(call.arguments) : std::nullopt;
+            call.arguments.end();
+            std::function<void()> callback;
+            if (deferred) callback = [report = call.report] { report({{"callback", "deferred"}}); };
+            const Application application{call.state};
+            const facade::Entry entry{options, application, callback};
+            auto& runtime = call.phone.process();
+            if (webView) {
+              facade::initializeWithWebView(
+                  runtime, entry, configuration ? std::make_shared<NamedConfiguration>(*configuration) : nullptr);
+            } else {
+              facade::initialize(runtime, entry);
+            }
+            return Result();
+          }};
+}
+
+Result attributedInfo(Call& call) {
+  call.arguments.end();
+  facade::getAttributedInfo(call.phone.process(), [report = call.report](const Dictionary& attribution) {
+    report({{"callback", "getAttributedInfo"}, {"value", DictionaryAccess::object(attribution)}});
+  });
+  return {};
+}
+
+Result sendTransaction(Call& call) {
+  call.arguments.end();
+  return guarded(call, [](Runtime& runtime) { static_cast<void>(runtime.tracker().sendTransaction()); });
+}
+
+Result deferredUrl(Call& call) {
+  call.arguments.end();
+  return guarded(call, [](Runtime& runtime) { return runtime.deferredLinks().getDeferredUrl(); });
+}
+
+Result debugMode(Call& call) {
+  const auto mode = Parameter<int>::read(call.arguments);
+  call.arguments.end();
+  return guarded(call, [mode](Runtime& runtime) { runtime.debugMode() = mode; });
+}
+
+Result isDebug(Call& call) {
+  call.arguments.end();
+  return guarded(call, [](Runtime& runtime) { return runtime.debugMode().load(); });
+}
+
+Operation missing(std::string_view name, std::string_view capability) {
+  return {name, "", capability, nullptr};
+}
+
+constexpr std::string_view kAttribution = "attribution";
+constexpr std::string_view kConsent = "tracking consent";
+constexpr std::string_view kPush = "push";
+constexpr std::string_view kCampaigns = "internal campaigns";
+constexpr std::string_view kMember = "the member profile";
+
+}  // namespace
+
+const std::vector<Operation>& operations() {
+  using T = Tracker;
+  using C = SessionController;
+  static const std::vector<Operation> all = {
+      // The facade
+      entry("initialization", false, false),
+      entry("initializationForDeferredCallback", false, true),
+      entry("initializationWithWebViewConfiguration", true, false),
+      entry("initializationWithWebViewConfigurationForDeferredCallback", true, true),
+      {"sendTransaction", "", "", sendTransaction},
+      operation<&T::getSessionData>("getSessionData"),
+      operation<&T::getZULInitFlag>("getZULSessionInitYN"),
+      operation<&T::checkNewSession>("checkNewSession"),
+      {"getAttributedInfo", "", "", attributedInfo},
+      operation<&T::checkDebugMode>("checkDebugMode"),
+      operation<&T::setBlockingLogEventCallBeforeSdkInitComplete>("setBlockingLogEventCallBeforeSdkInitComplete"),
+      operation<&T::getBlockingLogEventCallBeforeSdkInitComplete>("getBlockingLogEventCallBeforeSdkInitComplete"),
+      {"getDeferredUrl", "", "", deferredUrl},
+      missing("parseAttributionLinkToGetDeeplinkUrl", kAttribution),
+      missing("setDeepLink", kAttribution),
+      missing("setInstallReferrer", kAttribution),
+      missing("setFacebookReferrer", kAttribution),
+      missing("setFacebookreferrerData", kAttribution),
+      missing("setUser", kMember),
+      missing("setUserLogout", kMember),
+      missing("setPushToken", kPush),
+      missing("setInternalCampaign", kCampaigns),
+      missing("setIDFA", kConsent),
+      missing("denyATT", kConsent),
+      missing("setATTAuthorizationStatus", kConsent),
+      {"ZULDebugger.debugMode", "INTEGER", "", debugMode},
+      {"ZULDebugger.isDebug", "", "", isDebug},
+
+      // Through the Tracker
+      operation<&T::initEnd>("Tracker.initEnd"),
+      operation<&T::authorizationCheckWithAuthToken>("Tracker.authorizationCheckWithAuthToken"),
+      operation<&T::setInstallTimeAndNTP>("Tracker.setInstallTimeAndNTP"),
+      operation<&T::setLocalInstallTime>("Tracker.setLocalInstallTime"),
+      operation<&T::addObservers>("Tracker.addObservers"),
+      operation<&T::setATTAlertCheked>("Tracker.setATTAlertCheked"),
+      operation<&T::asyncMultiTask>("Tracker.asyncMultiTask"),
+      operation<&T::doAyncTask>("Tracker.doAyncTask"),
+      operation<&T::createUpdateTimer>("Tracker.createUpdateTimer"),
+      operation<&T::oneSecondTimerTick>("Tracker.oneSecondTimerTick"),
+      operation<&T::checkNewSession>("Tracker.checkNewSession"),
+      operation<&T::occurNewSessionWithType>("Tracker.occurNewSessionWithType"),
+      operation<&T::sendTransaction>("Tracker.sendTransaction"),
+      operation<&T::sendTransactionByPage>("Tracker.sendTransactionByPage"),
+      operation<static_cast<void (T::*)()>(&T::makeJson)>("Tracker.makeJson"),
+      operation<static_cast<void (T::*)()>(&T::makeJsonByPage)>("Tracker.makeJsonByPage"),
+      operation<&T::setTempPairingData>("Tracker.setTempPairingData"),
+      operation<&T::createSessionJson>("Tracker.createSessionJson"),
+      operation<&T::createEntireJson>("Tracker.createEntireJson"),
+      operation<&T::createEntireJson2>("Tracker.createEntireJson2"),
+      operation<&T::getSessionData>("Tracker.getSessionData"),
+      operation<&T::sendToServerWithPageYN>("Tracker.sendToServerWithPageYN"),
+      operation<&T::exceptionSendToServer>("Tracker.exceptionSendToServer"),
+      operation<&T::getErrorLogParamsDictionaryWithErrlog>("Tracker.getErrorLogParamsDictionaryWithErrlog"),
+      operation<&T::getZULInitFlag>("Tracker.getZULInitFlag"),
+      operation<&T::accessTokenRequestDone>("Tracker.accessTokenRequestDone"),
+      operation<&T::fingerPrintRequestDone>("Tracker.fingerPrintRequestDone"),
+      operation<&T::NTPtimeGetDone>("Tracker.NTPtimeGetDone"),
+      operation<&T::firstExcute>("Tracker.firstExcute"),
+      operation<&T::newSessionYN>("Tracker.newSessionYN"),
+      operation<&T::getAttributedInfo>("Tracker.getAttributedInfo"),
+      missing("Tracker.requestIadInfo", kAttribution),
+      missing("Tracker.requestFingerPrintByDeeplink", kAttribution),
+      missing("Tracker.requestFingerPrintByDeeplinkInWeb", kAttribution),
+      missing("Tracker.parseDeepLink", kAttribution),
+      missing("Tracker.parseReferrer", kAttribution),
+      missing("Tracker.parseReferrer2", kAttribution),
+      missing("Tracker.checkInstallReferrerOrder", kAttribution),
+      missing("Tracker.checkToResetDRInfo", kAttribution),
+      missing("Tracker.checkToResetPushInfo", kPush),
+      missing("Tracker.checkToResetInternalCampaign", kCampaigns),
+      missing("Tracker.updatePostbackConversionValue", kAttribution),
+      missing("Tracker.saveAttributedInfo", kAttribution),
+      missing("Tracker.saveUserLoginInfo", kMember),
+      missing("Tracker.saveDeviceToken", kPush),
+
+      // Through the Tracker's session controller
+      operation<&C::resetSid>("SessionController.resetSid"),
+      operation<&C::resetVtTz>("SessionController.resetVtTz"),
+      operation<&C::updateIsVisitNew>("SessionController.updateIsVisitNew"),
+      operation<&C::updateIsDf>("SessionController.updateIsDf"),
+      operation<&C::updateIsWf>("SessionController.updateIsWf"),
+      operation<&C::updateIsMf>("SessionController.updateIsMf"),
+      operation<&C::updateIsWfUs>("SessionController.updateIsWfUs"),
+      operation<&C::updateUdVt>("SessionController.updateUdVt"),
+      operation<&C::updateLtvt>("SessionController.updateLtvt"),
+      operation<&C::updateLtVi>("SessionController.updateLtVi"),
+      operation<&C::updateLtRvnVt>("SessionController.updateLtRvnVt"),
+      operation<&C::saveRecentSessionTimeSec>("SessionController.saveRecentSessionTimeSec"),
+      operation<&C::saveSessionExpireTime>("SessionController.saveSessionExpireTime"),
+      operation<&C::checkToResetUdRvnc>("SessionController.checkToResetUdRvnc"),
+      operation<&C::saveAppInfo>("SessionController.saveAppInfo"),
+      operation<&C::resetAboutNewVisitInfo>("SessionController.resetAboutNewVisitInfo"),
+      operation<&C::resetDrUpdate>("SessionController.resetDrUpdate"),
+      operation<&C::resetIrUpdate>("SessionController.resetIrUpdate"),
+      operation<&C::resetOpenDl>("SessionController.resetOpenDl"),
+      operation<&C::resetAidChange>("SessionController.resetAidChange"),
+      operation<&C::resetSaveToken>("SessionController.resetSaveToken"),
+      operation<&C::resetUptAfv>("SessionController.resetUptAfv"),
+      operation<&C::resetPushTitle>("SessionController.resetPushTitle"),
+      operation<&C::resetPageKey>("SessionController.resetPageKey"),
+      operation<&C::updatePiTraceWithPi>("SessionController.updatePiTraceWithPi"),
+      operation<&C::updateSkAdadCurValue>("SessionController.updateSkAdadCurValue"),
+      operation<&C::updateAlreadySeenMessageId>("SessionController.updateAlreadySeenMessageId"),
+      operation<&C::updateInamId>("SessionController.updateInamId"),
+      operation<&C::updateInamClkTime>("SessionController.updateInamClkTime"),
+      operation<&C::updateInamExpireTime>("SessionController.updateInamExpireTime"),
+      operation<&C::updateSesssionAboutEnvironment>("SessionController.updateSesssionAboutEnvironment"),
+  };
+  return all;
+}
+
+}  // namespace zul::simulator

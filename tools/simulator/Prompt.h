@@ -1,0 +1,11 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace zul::simulator {
+
+/// The next line that is typed at the prompt, with history and completion; none at the end of the input.
+std::optional<std::string> promptLine();
+
+}  // namespace zul::simulator

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <boost/json/array.hpp>
+#include <boost/json/value.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Arguments.h"
+#include "Phone.h"
+
+namespace zul::simulator {
+
+class LiveClient;
+class SimulatorLog;
+
+struct SimulatorOptions {
+  std::string collectorUrl{};  ///< of a real collector, which is asked in real time; empty: a simulated one
+  std::string caFile{};        ///< the authority that its certificate is trusted by; empty: the system's
+  bool printLog = true;
+};
+
+/// Runs commands on a simulated device, one line each. One thread.
+class Simulator {
+ public:
+  using Show = std::function<void(const boost::json::value&)>;
+
+  /// `show` takes what the commands show, at most one value each.
+  Simulator(const SimulatorOptions& options, Show show);
+  ~Simulator();
+
+  /// Runs one line. Throws CommandError when that cannot be done; the device then is as it was.
+  void run(std::string_view line);
+
+  /// The words that `line` can go on with, its last one being incomplete, each as the whole word.
+  static std::vector<std::string> completions(std::string_view line);
+
+ private:
+  struct Command {
+    std::string_view name;
+    std::string_view parameters;
+    std::string_view meaning;
+    void (Simulator::*run)(Arguments&);
+    std::vector<std::string_view> (*words)();  // that may come first after the name; null: none that are known
+  };
+  static const std::vector<Command>& commands();
+  static std::vector<std::string_view> commandNames();
+
+  void device(Arguments& arguments);
+  void config(Arguments& arguments);
+  void info(Arguments& arguments);
+  void resource(Arguments& arguments);
+  void clock(Arguments& arguments);
+  void network(Arguments& arguments);
+  void collector(Arguments& arguments);
+  void ntp(Arguments& arguments);
+  void launch(Arguments& arguments);
+  void call(Arguments& arguments);
+  void state(Arguments& arguments);
+  void advance(Arguments& arguments);
+  void restart(Arguments& arguments);
+  void reinstall(Arguments& arguments);
+  void document(Arguments& arguments);
+  void keychain(Arguments& arguments);
+  void show(Arguments& arguments);
+  void expect(Arguments& arguments);
+  void fleet(Arguments& arguments);
+  void help(Arguments& arguments);
+
+  boost::json::value view(const std::string& what, Arguments& arguments);
+  void goLive(const SimulatorOptions& options);
+  double sinceStart() const;
+  void setInfo(const boost::json::object& entries);
+  std::function<void(boost::json::object)> reporter();
+  Runtime& running();
+
+  Show print_;
+  std::shared_ptr<SimulatorLog> log_;
+  std::shared_ptr<LiveClient> live_;  // null: virtual time
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  Phone phone_;
+  ApplicationState state_ = ApplicationState::active;
+  std::optional<boost::json::value> shown_;  // by the running command
+  std::optional<boost::json::value> last_;   // shown, which expectations are about
+  boost::json::array reports_;               // of callbacks that were called and not told yet
+};
+
+}  // namespace zul::simulator

@@ -1,0 +1,66 @@
+#include "Views.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "Contract.h"
+#include "Json.h"
+#include "SimulatedPlatform.h"
+
+namespace zul::simulator {
+
+boost::json::object documentsView(platform::SimulatedStore& store) {
+  auto rows = store.loadAll(platform::DocumentStore::Table::documents).rows;
+  std::sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.key < b.key; });
+  boost::json::object documents;
+  for (const auto& row : rows) documents[row.key] = json::parse(row.text).value_or(nullptr);
+  return documents;
+}
+
+boost::json::object requestView(const platform::HttpRequest& request) {
+  collector::HttpRequest arrived;
+  arrived.method = request.method;
+  const auto scheme = request.url.find("://");
+  const auto path = scheme == request.url.npos ? request.url.npos : request.url.find('/', scheme + 3);
+  if (path != request.url.npos) arrived.target = request.url.substr(path);
+  boost::json::object headers;
+  for (const auto& [name, value] : request.headers) {
+    headers[name] = value;
+    arrived.headers[name] = value;
+  }
+  arrived.body = request.body.value_or("");
+  auto verdict = judge(arrived);
+  boost::json::object view{{"method", request.method},
+                           {"url", request.url},
+                           {"endpoint", name(verdict.endpoint)},
+                           {"headers", std::move(headers)},
+                           {"body", std::move(verdict.body)}};
+  if (!verdict.problem.empty()) view["problem"] = verdict.problem;
+  return view;
+}
+
+boost::json::object clockView(const platform::SimulatedClock& clock) {
+  const double now = clock.now();
+  const auto time = clock.civil(now);
+  const int east = clock.secondsFromGmt() / 60;
+  const auto text =
+      fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}{}{:02}:{:02}", time.year, time.month, time.day, time.hour,
+                  time.minute, time.second, east < 0 ? '-' : '+', std::abs(east) / 60, std::abs(east) % 60);
+  return {{"time", text}, {"zone", clock.zone()}, {"seconds", now}};
+}
+
+boost::json::array timersView(const platform::SimulatedDispatcher& dispatcher) {
+  boost::json::array timers;
+  for (const auto& waiting : dispatcher.waiting()) {
+    // Rounded, since a sum of seconds in doubles is seldom exact.
+    boost::json::object timer{{"in", std::round((waiting.due - dispatcher.now()) * 1000) / 1000},
+                              {"queue", waiting.queue}};
+    if (waiting.every > 0) timer["every"] = waiting.every;
+    timers.push_back(std::move(timer));
+  }
+  return timers;
+}
+
+}  // namespace zul::simulator

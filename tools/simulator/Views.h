@@ -1,0 +1,38 @@
+#pragma once
+
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zul/platform/HttpClient.h"
+
+namespace zul {
+struct SessionJson;
+namespace platform {
+class SimulatedClock;
+class SimulatedDispatcher;
+class SimulatedStore;
+}  // namespace platform
+}  // namespace zul
+
+/// What the device, the library and the wire look like, as JSON.
+namespace zul::simulator {
+
+/// The stored documents by name.
+boost::json::object documentsView(platform::SimulatedStore& store);
+
+/// Method, URL, headers and the body, decoded. What is wrong with a request, if anything, is its "problem".
+boost::json::object requestView(const platform::HttpRequest& request);
+
+/// The wall clock "time" in its "zone", and the same in "seconds" since 1970.
+boost::json::object clockView(const platform::SimulatedClock& clock);
+
+/// What waits, with the seconds until then.
+boost::json::array timersView(const platform::SimulatedDispatcher& dispatcher);
+
+/// All fields that are set.
+boost::json::object recordView(const SessionJson& record);
+
+}  // namespace zul::simulator

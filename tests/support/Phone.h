@@ -85,10 +85,7 @@ class Phone {
     }
     return lists;
   }
-  void refuseUploads(platform::SimulatedHttp::Answer answer) {
-    sim.http->forget("dataRcv");
-    sim.http->answer("dataRcv", std::move(answer));
-  }
+  void refuseUploads(platform::SimulatedHttp::Answer answer) { sim.http->setAnswer("dataRcv", std::move(answer)); }
   void acceptUploads() { refuseUploads({R"({"code":"RES001"})"}); }
 
   platform::SimulatedPlatform sim;

@@ -334,19 +334,15 @@ Runtime& Simulator::running() {
 
 void Simulator::expect(Arguments& arguments) {
   if (!last_) throw CommandError("nothing has been shown yet");
-  const auto path = arguments.word("the path");
-  const auto found = at(*last_, path);
-  if (arguments.take("absent")) {
-    arguments.end();
-    if (found) throw CommandError(fmt::format("{} is {}, and should be absent", path, json::text(*found)));
-    return;
-  }
-  const auto wanted = arguments.value("the value");
-  arguments.end();
-  if (!found) throw CommandError(fmt::format("{} is absent, and should be {}", path, json::text(wanted)));
-  if (*found != wanted) {
-    throw CommandError(fmt::format("{} is {}, and should be {}", path, json::text(*found), json::text(wanted)));
-  }
+  do {
+    const auto path = arguments.word("the path");
+    const auto found = at(*last_, path);
+    const bool absent = arguments.take("absent");
+    const auto wanted = absent ? std::nullopt : std::optional(arguments.value("the value"));
+    if (found == wanted) continue;
+    const auto text = [](const std::optional<value>& side) { return side ? json::text(*side) : "absent"; };
+    throw CommandError(fmt::format("{} is {}, and should be {}", path, text(found), text(wanted)));
+  } while (!arguments.empty());
 }
 
 void Simulator::fleet(Arguments& arguments) {

@@ -34,7 +34,7 @@ Phone::Phone() : deployment(sim.platform().deployment), log(sim.log) {
   settings.set("expireDate", 30);
   sim.bundle->info.set("zulAuthorizationKey", settings);
   for (const auto endpoint : {Endpoint::token, Endpoint::upload, Endpoint::errorlog, Endpoint::appstore}) {
-    sim.http->answer(std::string(path(endpoint)), {collector::usualBody(endpoint, "bundleId=com.example.app")});
+    sim.http->setAnswer(std::string(path(endpoint)), {collector::usualBody(endpoint, "bundleId=com.example.app")});
   }
 }
 

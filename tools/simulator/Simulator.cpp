@@ -122,7 +122,7 @@ const std::vector<Simulator::Command>& Simulator::commands() {
       {"show", "documents|document NAME|keychain|payload|record|requests|log|clock|timers [PATH]",
        "looks inside; requests and log tell what is new since they were last shown; PATH is a JSON pointer", &S::show,
        views},
-      {"expect", "PATH VALUE|absent",
+      {"expect", "PATH VALUE|absent [PATH VALUE|absent...]",
        "compares what was shown last; PATH is a JSON pointer, \"\" for the whole, with /# at its end a number of "
        "elements",
        &S::expect, nullptr},

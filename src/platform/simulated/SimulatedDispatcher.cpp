@@ -1,8 +1,84 @@
 #include "SimulatedDispatcher.h"
 
 #include <algorithm>
+#include <semaphore>
+#include <thread>
 
 namespace zul::platform {
+
+/// Runs a task, and then whatever else is due at the same moment. Whoever hands it the first waits until that is done
+/// or a task sleeps, so that of all these threads and the caller of `advance` exactly one is at work.
+class SimulatedDispatcher::Worker {
+ public:
+  explicit Worker(SimulatedDispatcher& dispatcher) : dispatcher_(dispatcher), thread_([this] { serve(); }) {}
+  ~Worker() {
+    task_ = nullptr;
+    go_.release();
+    thread_.join();
+  }
+
+  /// The worker that the calling thread is; null for any other thread.
+  static Worker* current() { return current_; }
+
+  /// True when no task is on its way.
+  bool idle() const { return !task_; }
+
+  void begin(Event event) {
+    take(std::move(event));
+    resume();
+  }
+  void resume() {
+    go_.release();
+    back_.acquire();
+  }
+  /// Called by the task: returns when it is resumed.
+  void pause() {
+    back_.release();
+    go_.acquire();
+  }
+
+ private:
+  void serve() {
+    current_ = this;
+    for (go_.acquire(); task_; go_.acquire()) {
+      while (task_) runOne();
+      back_.release();
+    }
+  }
+
+  void runOne() {
+    try {
+      task_();
+    } catch (...) {  // as on the real platform, a task's exception ends with the task
+    }
+    task_ = nullptr;
+    dispatcher_.setBusy(queue_, false);
+    if (auto event = dispatcher_.takeDueTask()) take(std::move(*event));
+  }
+
+  void take(Event event) {
+    task_ = std::move(event.task);
+    queue_ = event.queue;
+    dispatcher_.setBusy(queue_, true);
+  }
+
+  static thread_local Worker* current_;
+
+  SimulatedDispatcher& dispatcher_;
+  Task task_;
+  int queue_ = kGlobal;
+  std::binary_semaphore go_{0};
+  std::binary_semaphore back_{0};
+  std::thread thread_;
+};
+
+thread_local SimulatedDispatcher::Worker* SimulatedDispatcher::Worker::current_ = nullptr;
+
+SimulatedDispatcher::SimulatedDispatcher() = default;
+
+SimulatedDispatcher::~SimulatedDispatcher() {
+  stop();
+}
 
 class SimulatedSerialQueue final : public SerialQueue {
  public:
@@ -55,7 +131,13 @@ std::shared_ptr<SerialQueue> SimulatedDispatcher::serialQueue() {
 }
 
 void SimulatedDispatcher::sleep(double seconds) {
-  advance(seconds);
+  auto* const worker = Worker::current();
+  if (!worker) {
+    advance(seconds);
+  } else if (!stopping_) {
+    post(now_ + std::max(seconds, 0.0), {.queue = kGlobal, .task = nullptr, .sleeper = worker});
+    worker->pause();
+  }
 }
 
 void SimulatedDispatcher::advance(double seconds) {
@@ -82,16 +164,43 @@ SimulatedDispatcher::Events::iterator SimulatedDispatcher::nextRunnable() {
 void SimulatedDispatcher::run(Events::iterator next) {
   auto node = events_.extract(next);
   auto& event = node.mapped();
-  const auto queue = static_cast<std::size_t>(event.queue);
-  busy_[queue] = event.queue != kGlobal;
+  if (event.repeat) {
+    runRepeating(std::move(node));
+  } else if (event.sleeper) {
+    event.sleeper->resume();
+  } else {
+    idleWorker().begin(std::move(event));
+  }
+}
+
+void SimulatedDispatcher::runRepeating(Events::node_type node) {
+  const auto& event = node.mapped();
+  setBusy(kMain, true);
   try {
     event.task();
-  } catch (...) {  // as on the real platform, a task's exception ends with the task
+  } catch (...) {
   }
-  busy_[queue] = false;
-  if (!event.repeat || event.repeat->cancelled) return;
+  setBusy(kMain, false);
+  if (event.repeat->cancelled) return;
   node.key() = event.repeat->next = {now_ + event.repeat->every, posted_++};
   events_.insert(std::move(node));
+}
+
+std::optional<SimulatedDispatcher::Event> SimulatedDispatcher::takeDueTask() {
+  const auto next = nextRunnable();
+  if (stopping_ || next == events_.end() || next->first.first > now_) return std::nullopt;
+  if (next->second.repeat || next->second.sleeper) return std::nullopt;
+  return std::move(events_.extract(next).mapped());
+}
+
+void SimulatedDispatcher::setBusy(int queue, bool busy) {
+  if (queue != kGlobal) busy_[static_cast<std::size_t>(queue)] = busy;
+}
+
+SimulatedDispatcher::Worker& SimulatedDispatcher::idleWorker() {
+  const auto idle = std::find_if(workers_.begin(), workers_.end(), [](const auto& worker) { return worker->idle(); });
+  if (idle != workers_.end()) return **idle;
+  return *workers_.emplace_back(std::make_unique<Worker>(*this));
 }
 
 std::vector<SimulatedDispatcher::Waiting> SimulatedDispatcher::waiting() const {
@@ -112,7 +221,14 @@ std::optional<double> SimulatedDispatcher::nextDue() const {
 }
 
 void SimulatedDispatcher::stop() noexcept {
+  stopping_ = true;
+  for (const auto& worker : workers_) {
+    if (!worker->idle()) worker->resume();
+  }
+  workers_.clear();
   events_.clear();
+  busy_.assign(busy_.size(), false);
+  stopping_ = false;
 }
 
 }  // namespace zul::platform

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -11,11 +12,17 @@
 
 namespace zul::platform {
 
-/// Queues, timers and sleep in virtual time, on one thread: nothing runs until `advance` or `run` is
-/// called, and then in the order in which it falls due. A task that sleeps lets the other queues run, as
-/// threads would; its own serial or main queue waits for it.
+/// Queues, timers and sleep in virtual time: nothing runs until `advance` or `run` is called, and then in the
+/// order in which it falls due, one thing at a time. A task that sleeps lets the other queues run, and sleeps on
+/// when `advance` returns before its time; its own serial or main queue waits for it.
+///
+/// For one thread. Tasks have a thread of their own while the caller of `advance` waits for them to end or to sleep;
+/// what repeats runs on the caller's, to be cheap, and must not sleep.
 class SimulatedDispatcher final : public Dispatcher {
  public:
+  SimulatedDispatcher();
+  ~SimulatedDispatcher() override;
+
   /// What waits for its time.
   struct Waiting {
     double due = 0;  ///< virtual seconds
@@ -31,9 +38,11 @@ class SimulatedDispatcher final : public Dispatcher {
   void after(double seconds, Queue queue, Task task) override;
   std::unique_ptr<Timer> repeat(double seconds, Task task) override;
   std::shared_ptr<SerialQueue> serialQueue() override;
+  /// In a task. Outside of any, time is advanced.
   void sleep(double seconds) override;
 
-  /// Drops all that waits, as the end of a process does; the next library on this device starts afresh.
+  /// Drops all that waits, as the end of a process does; the next library on this device starts afresh. Tasks that
+  /// sleep wake up at once, and end without sleeping again.
   void stop() noexcept override;
 
   /// Virtual seconds since the dispatcher was made.
@@ -71,21 +80,30 @@ class SimulatedDispatcher final : public Dispatcher {
     bool cancelled = false;
   };
 
+  class Worker;  // a thread that runs a task while the others wait
+
   struct Event {
     int queue;
     Task task;
     std::shared_ptr<Repeat> repeat{};
+    Worker* sleeper = nullptr;  // whose sleep ends
   };
   using Events = std::map<Key, Event>;
 
   Key post(double due, Event event);
   Events::iterator nextRunnable();
   void run(Events::iterator next);
+  void runRepeating(Events::node_type node);
+  Worker& idleWorker();
+  std::optional<Event> takeDueTask();
+  void setBusy(int queue, bool busy);
 
   double now_ = 0;
   std::uint64_t posted_ = 0;
   std::vector<bool> busy_ = std::vector<bool>(2);  // by queue
   Events events_;
+  std::vector<std::unique_ptr<Worker>> workers_;
+  bool stopping_ = false;
   Pace pace_;
 };
 

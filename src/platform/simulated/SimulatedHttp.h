@@ -32,6 +32,8 @@ class SimulatedHttp final : public HttpClient {
 
   /// Adds an answer for URLs that contain `piece`. Without any the request fails.
   void answer(const std::string& piece, Answer answer) { answers_[piece].waiting.push_back(std::move(answer)); }
+  /// Gives this answer from now on, in the place of those added so far.
+  void setAnswer(const std::string& piece, Answer answer) { answers_[piece] = {{}, std::move(answer)}; }
   /// Forgets the answers given so far for `piece`.
   void forget(const std::string& piece) { answers_.erase(piece); }
   /// Offline, every request fails at once.

@@ -29,6 +29,9 @@ void benchEvents(const Collector& collector, Table& table);
 /// Uploads a second.
 void benchThroughput(Workbench& workbench, const Collector& collector, Table& table);
 
+/// A device's year and a fleet's day in the simulator.
+void benchSimulator(Table& table);
+
 /// Memory, threads and the size of the library.
 void benchFootprint(const Collector& collector, Table& table);
 

@@ -47,6 +47,8 @@ void bench(const char* jsonFile) {
   benchmark::ClearRegisteredBenchmarks();
   std::cout << "throughput ..." << std::endl;
   benchThroughput(workbench, collector, table);
+  std::cout << "simulator ..." << std::endl;
+  benchSimulator(table);
   std::cout << "footprint ..." << std::endl;
   benchFootprint(collector, table);
 

@@ -341,7 +341,8 @@ void Simulator::expect(Arguments& arguments) {
     const auto wanted = absent ? std::nullopt : std::optional(arguments.value("the value"));
     if (found == wanted) continue;
     const auto text = [](const std::optional<value>& side) { return side ? json::text(*side) : "absent"; };
-    throw CommandError(fmt::format("{} is {}, and should be {}", path, text(found), text(wanted)));
+    throw CommandError(
+        fmt::format("{} is {}, and should be {}", path.empty() ? "the whole" : path, text(found), text(wanted)));
   } while (!arguments.empty());
 }
 

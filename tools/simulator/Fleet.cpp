@@ -7,10 +7,13 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <memory>
 #include <queue>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -23,12 +26,13 @@ namespace {
 
 constexpr double kAnswersWithin = 1;  // virtual seconds
 
-std::int64_t residentBytes() {
-  std::ifstream statm("/proc/self/statm");
-  std::int64_t total = 0;
-  std::int64_t resident = 0;
-  statm >> total >> resident;
-  return resident * sysconf(_SC_PAGESIZE);
+// A line of the kernel's account of this process: "VmRSS" for the memory at present, "VmHWM" for the most so far.
+std::int64_t residentBytes(std::string_view name) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(name)) return std::strtoll(line.c_str() + name.size() + 1, nullptr, 10) * 1024;
+  }
+  return 0;
 }
 
 /// A bar on standard error, while that is a terminal.
@@ -56,7 +60,7 @@ class Progress {
 }  // namespace
 
 boost::json::object runFleet(const FleetOptions& options) {
-  const auto memoryBefore = residentBytes();
+  const auto memoryBefore = residentBytes("VmRSS");
   FleetCounts counts;
   std::vector<std::unique_ptr<FleetDevice>> devices;
   using Due = std::pair<double, std::size_t>;  // when, and which device
@@ -93,7 +97,7 @@ boost::json::object runFleet(const FleetOptions& options) {
 
   std::int64_t sessions = 0;
   for (const auto& device : devices) sessions += device->sessions();
-  const auto memory = residentBytes() - memoryBefore;
+  const auto memory = residentBytes("VmHWM") - memoryBefore;
   return {{"devices", options.devices},
           {"seconds", options.seconds},
           {"launches", counts.launches},

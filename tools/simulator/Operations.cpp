@@ -42,7 +42,11 @@ struct Parameter<std::int64_t> {
 };
 template <>
 struct Parameter<int> : Parameter<std::int64_t> {
-  static int read(Arguments& arguments) { return static_cast<int>(Parameter<std::int64_t>::read(arguments)); }
+  static int read(Arguments& arguments) {
+    const auto value = Parameter<std::int64_t>::read(arguments);
+    if (!std::in_range<int>(value)) throw CommandError("an argument is out of range");
+    return static_cast<int>(value);
+  }
 };
 template <>
 struct Parameter<std::string> {

@@ -1,0 +1,162 @@
+// The commands, where a scenario would not tell: bad input, and what surrounds the library.
+
+#include <gmock/gmock.h>
+
+#include "Json.h"
+#include "Simulator.h"
+
+namespace zul::simulator {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class CommandTest : public testing::Test {
+ protected:
+  /// What the lines show, one compact text a value.
+  std::vector<std::string> run(const std::vector<std::string>& lines) {
+    shown.clear();
+    for (const auto& line : lines) simulator.run(line);
+    return shown;
+  }
+  std::string error(const std::string& line) {
+    try {
+      simulator.run(line);
+    } catch (const CommandError& error) {
+      return error.what();
+    }
+    return "none";
+  }
+
+  std::vector<std::string> shown;
+  Simulator simulator{{.printLog = false}, [this](const auto& value) { shown.push_back(json::text(value)); }};
+};
+
+TEST_F(CommandTest, WhatCannotBeDoneIsToldWithItsReason) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"lanch", "no such command"},
+      {"device", "the values is missing"},
+      {"device {\"modle\":\"x\"}", "the device has no modle"},
+      {"device {\"screenScale\":\"3\"}", "screenScale must be a number"},
+      {"device {\"preferredLanguages\":[\"ko\",1]}", "preferredLanguages must be a string"},
+      {"device {\"carrier\":{\"nam\":\"x\"}}", "carrier has no nam"},
+      {"device {\"model\":\"a\"} b", "too much: b"},
+      {"device {\"model\":", "no valid JSON"},
+      {"device {}{}", "a space is missing"},
+      {"device []", "must be a JSON object"},
+      {"clock 2024-13-01T00:00:00", "the time must be like"},
+      {"clock 2024-01-01T00:00:00Z", "the time must be like"},
+      {"clock 2024-01-01T00:00:00 Asia/Soul", "no time zone Asia/Soul"},
+      {"clock 2024-01-01T00:00:00 +9", "no time zone +9"},
+      {"clock += 90", "the jump must be like"},
+      {"advance -1s", "how long must be like"},
+      {"advance 1w", "how long must be like"},
+      {"advance nans", "how long must be like"},
+      {"network 5g", "wifi, cellular or offline, not 5g"},
+      {"collector uploads {}", "no endpoint uploads"},
+      {"collector upload {\"status\":\"500\"}", "status must be"},
+      {"collector upload {\"delay\":3}", "delay must be"},
+      {"collector fingerprint {}", "does not do this yet: attribution"},
+      {"ntp {}", "does not do this yet: the network clock"},
+      {"keychain UUID {}", "does not do this yet: the keychain"},
+      {"show keychain", "does not do this yet: the keychain"},
+      {"state significantTimeChange", "does not do this yet: the network clock"},
+      {"call setUser {}", "does not do this yet: the member profile"},
+      {"call denyATT", "does not do this yet: tracking consent"},
+      {"call setDeepLink \"a://b\"", "does not do this yet: attribution"},
+      {"call sendTransactions", "no operation sendTransactions"},
+      {"call checkDebugMode 1", "must be true or false"},
+      {"call checkDebugMode", "an argument is missing"},
+      {"call Tracker.occurNewSessionWithType 1.5", "must be a whole number"},
+      {"call Tracker.occurNewSessionWithType 4294967297", "out of range"},
+      {"show payload", "no process runs"},
+      {"show", "what is missing"},
+      {"expect /a 1", "nothing has been shown yet"},
+      {"fleet 0 60", "from 1 to 1000000"},
+      {"fleet 2 soon", "soon is no number of seconds"},
+      {"document AppInfo [1]", "must be a JSON object"},
+  };
+  for (const auto& [line, reason] : cases) EXPECT_THAT(error(line), HasSubstr(reason)) << line;
+  EXPECT_THAT(shown, IsEmpty());
+}
+
+TEST_F(CommandTest, ExpectationsTellBothSides) {
+  run({"show clock"});
+  EXPECT_EQ(error("expect /zone \"UTC\" /time absent"), "/time is \"2024-01-01T09:00:00+00:00\", and should be absent");
+  EXPECT_EQ(error("expect /seconds 1704099600"), "/seconds is 1704099600.0, and should be 1704099600");
+  EXPECT_EQ(error("expect /zone/0 1"), "/zone/0 is absent, and should be 1");
+  EXPECT_EQ(error("expect /# 3"), "none");
+  EXPECT_THAT(error("expect zone 1"), HasSubstr("a path is like"));
+}
+
+TEST_F(CommandTest, TheClockFollowsItsZone) {
+  // Clocks went forward at 02:00 that night.
+  EXPECT_THAT(
+      run({"clock 2024-03-31T01:59:59 Europe/Berlin", "advance 1s", "show clock /time",
+           "clock 2024-03-31T00:00:00 -03:30", "show clock /time", "clock += 24h", "clock -= 1s", "show clock /time"}),
+      ElementsAre("\"2024-03-31T03:00:00+02:00\"", "\"2024-03-31T00:00:00-03:30\"", "\"2024-03-31T23:59:59-03:30\""));
+}
+
+TEST_F(CommandTest, TheDeviceIsWhatThePayloadSays) {
+  const auto payload = run({
+      R"(device {"model":"iPad13,1","systemVersion":"16.7","preferredLanguages":["de-DE"],"countryCode":null})",
+      R"(device {"carrier":{"name":"Telekom","isoCountryCode":"de"},"screenWidth":820,"screenHeight":1180,"screenScale":2})",
+      R"(device {"advertisingIdentifier":"A-1","advertisingTrackingEnabled":true,"vendorIdentifier":"V-1"})",
+      R"(info {"CFBundleShortVersionString":"4.5","CFBundleIdentifier":"com.example.other"} # the application)",
+      "network cellular",
+      "clock 2024-01-01T00:00:00 Asia/Tokyo",
+      "launch",
+      "advance 6s",
+      "show payload",
+  });
+  const auto session = *json::parseObject(payload.at(0));
+  for (const auto& [key, value] : std::vector<std::pair<std::string, std::string>>{{"phone", "iPad13,1"},
+                                                                                   {"osvr", "16.7"},
+                                                                                   {"lng", "DE"},
+                                                                                   {"cntr", "DE"},
+                                                                                   {"cari", "Telekom"},
+                                                                                   {"sr", "820*1180/2.0"},
+                                                                                   {"vendorId", "V-1"},
+                                                                                   {"apVr", "4.5"},
+                                                                                   {"pkg", "com.example.other"},
+                                                                                   {"tz", "9"}}) {
+    EXPECT_EQ(json::string(session, key), value) << key;
+  }
+  EXPECT_EQ(json::number(session, "isWifi"), 1);
+}
+
+TEST_F(CommandTest, AnAnswerIsGivenOnceUnlessItIsTheLast) {
+  run({"config {\"serviceNumber\":1,\"useMode\":1,\"accessToken\":\"tk\"}", "launch", "advance 6s",
+       "collector upload {\"status\":204,\"raw\":\"\"}", "collector upload {\"code\":\"ERR\",\"delay\":\"10s\"}",
+       "show requests"});
+  // Nobody answers the third: the process ends before.
+  EXPECT_THAT(run({"call sendTransaction", "advance 1s", "call sendTransaction", "advance 1s", "show requests /#",
+                   "show document Json /QueueJsonList/#", "advance 9s", "show requests /0/body/errlog", "restart",
+                   "collector upload {}", "launch", "advance 6s", "call sendTransaction", "advance 0s",
+                   "show requests /0/body/#"}),
+              ElementsAre("3", "null", "\"\"", "3"));
+}
+
+TEST_F(CommandTest, WordsAreCompleted) {
+  EXPECT_THAT(Simulator::completions("re"), ElementsAre("resource", "restart", "reinstall"));
+  EXPECT_THAT(Simulator::completions("  show doc"), ElementsAre("documents", "document"));
+  EXPECT_THAT(Simulator::completions("call SessionController.updateIsW"),
+              ElementsAre("SessionController.updateIsWf", "SessionController.updateIsWfUs"));
+  EXPECT_THAT(Simulator::completions("collector "), testing::Contains("appstore"));
+  EXPECT_THAT(Simulator::completions("show document App"), IsEmpty());
+  EXPECT_THAT(Simulator::completions("nothing "), IsEmpty());
+}
+
+TEST_F(CommandTest, AFleetIsTheSameEachTime) {
+  const auto fleet = *json::parseObject(run({"network offline", "fleet 20 86400"}).at(0));
+  EXPECT_GT(json::integer(fleet, "sessions"), 20);
+  EXPECT_GT(json::integer(fleet, "requests"), 100);
+  EXPECT_GT(json::integer(fleet, "bytes"), 10'000);
+  EXPECT_EQ(json::integer(fleet, "problems"), 0);
+  const auto again = *json::parseObject(run({"fleet 20 86400"}).at(0));
+  for (const auto* key : {"launches", "sessions", "events", "requests"}) EXPECT_EQ(fleet.at(key), again.at(key)) << key;
+}
+
+}  // namespace
+}  // namespace zul::simulator

@@ -1,0 +1,108 @@
+// The program: scripts, standard input and the prompt.
+
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <pty.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "Program.h"
+
+namespace zul {
+namespace {
+
+using test::Program;
+using testing::HasSubstr;
+
+TEST(ZulSim, AnErrorNamesLineCommandAndReasonAndEndsTheScript) {
+  const std::string script = "# nothing yet\n\n  show clock /zone  # UTC\nexpect \"\" \"GMT\"\nshow clock\n";
+  const std::string printed = "\"UTC\"\nzul-sim: line 4: expect: the whole is \"UTC\", and should be \"GMT\"\n";
+  Program typed(ZUL_SIM_PROGRAM, {"--no-log"}, script);
+  EXPECT_EQ(typed.rest(), printed);
+  EXPECT_EQ(typed.exitStatus(), 1);
+
+  const auto file = std::filesystem::temp_directory_path() / ("zul-sim-" + std::to_string(getpid()));
+  std::ofstream(file) << script;
+  Program read(ZUL_SIM_PROGRAM, {"--no-log", file.string()});
+  EXPECT_EQ(read.rest(), printed);
+  EXPECT_EQ(read.exitStatus(), 1);
+  std::filesystem::remove(file);
+
+  for (const auto& [arguments, reason] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+           {{"/nowhere.sim"}, "zul-sim: cannot read /nowhere.sim"},
+           {{"/"}, "cannot read /"},
+           {{"--collektor"}, "--collektor"}}) {
+    Program wrong(ZUL_SIM_PROGRAM, arguments);
+    EXPECT_THAT(wrong.rest(), HasSubstr(reason));
+    EXPECT_EQ(wrong.exitStatus(), 1);
+  }
+}
+
+TEST(ZulSim, TheLogGoesToStandardErrorUnlessItIsSwitchedOff) {
+  Program logging(ZUL_SIM_PROGRAM, {}, "launch background\n");
+  EXPECT_THAT(logging.rest(), HasSubstr("initEnd pass in Background"));
+  Program silent(ZUL_SIM_PROGRAM, {"--no-log"}, "launch background\n");
+  EXPECT_EQ(silent.rest(), "");
+  EXPECT_EQ(silent.exitStatus(), 0);
+}
+
+/// The program on a terminal.
+class Terminal {
+ public:
+  Terminal() {
+    id_ = forkpty(&terminal_, nullptr, nullptr, nullptr);
+    if (id_ == 0) {
+      setenv("TERM", "xterm", 1);
+      execl(ZUL_SIM_PROGRAM, ZUL_SIM_PROGRAM, "--no-log", nullptr);
+      _exit(127);
+    }
+  }
+  ~Terminal() {
+    close(terminal_);
+    kill(id_, SIGKILL);
+    waitpid(id_, nullptr, 0);
+  }
+
+  void type(const std::string& keys) {
+    if (write(terminal_, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size()))
+      throw std::runtime_error("type");
+  }
+  /// All that is printed up to `end`, or within ten seconds.
+  std::string until(const std::string& end) {
+    std::string text;
+    pollfd poll{terminal_, POLLIN, 0};
+    char piece[4096];
+    while (text.find(end) == text.npos && ::poll(&poll, 1, 10'000) > 0) {
+      const auto size = read(terminal_, piece, sizeof piece);
+      if (size <= 0) break;
+      text.append(piece, static_cast<std::size_t>(size));
+    }
+    return text;
+  }
+  int exitStatus() {
+    int status = 0;
+    return waitpid(id_, &status, 0) == id_ && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  int terminal_ = -1;
+  pid_t id_ = -1;
+};
+
+TEST(ZulSim, ThePromptCompletesRemembersAndGoesOnAfterAnError) {
+  Terminal terminal;
+  terminal.until("zul> ");
+  terminal.type("sh\tcl\t\r");
+  EXPECT_THAT(terminal.until("zul> "), HasSubstr("\"zone\" : \"UTC\""));
+  terminal.type("lunch\r");
+  EXPECT_THAT(terminal.until("zul> "), HasSubstr("zul-sim: line 2: lunch: there is no such command"));
+  terminal.type("\x1b[A\x1b[A\r");  // two lines up
+  EXPECT_THAT(terminal.until("zul> "), HasSubstr("\"zone\" : \"UTC\""));
+  terminal.type("\x04");
+  terminal.until("\n");
+  EXPECT_EQ(terminal.exitStatus(), 0);
+}
+
+}  // namespace
+}  // namespace zul

@@ -286,24 +286,27 @@ void Simulator::keychain(Arguments&) {
 
 void Simulator::show(Arguments& arguments) {
   const auto what = arguments.word("what");
-  auto whole = view(what, arguments);
-  if (arguments.empty()) {
-    shown_ = std::move(whole);
+  auto whole = what == "document" ? documentView(arguments.word("the name")) : view(what);
+  if (!arguments.empty()) {
+    const auto path = arguments.word("the path");
+    arguments.end();
+    shown_ = at(whole, path).value_or(nullptr);
     return;
   }
-  const auto path = arguments.word("the path");
-  arguments.end();
-  shown_ = at(whole, path).value_or(nullptr);
+  shown_ = std::move(whole);
+  if (what == "requests") phone_.sim.http->clearRequests();
+  if (what == "log") log_->clear();
 }
 
-value Simulator::view(const std::string& what, Arguments& arguments) {
+value Simulator::documentView(const std::string& name) {
+  const auto documents = documentsView(*phone_.sim.store);
+  const auto* const found = documents.if_contains(name);
+  return found ? *found : nullptr;
+}
+
+value Simulator::view(const std::string& what) {
   auto& sim = phone_.sim;
   if (what == "documents") return documentsView(*sim.store);
-  if (what == "document") {
-    const auto documents = documentsView(*sim.store);
-    const auto* const found = documents.if_contains(arguments.word("the name"));
-    return found ? *found : nullptr;
-  }
   if (what == "keychain") notBuilt("the keychain");
   if (what == "payload") return DictionaryAccess::object(running().tracker().getSessionData());
   if (what == "record") {
@@ -313,14 +316,9 @@ value Simulator::view(const std::string& what, Arguments& arguments) {
   if (what == "requests") {
     boost::json::array requests;
     for (const auto& request : sim.http->requests()) requests.push_back(requestView(request));
-    sim.http->clearRequests();
     return requests;
   }
-  if (what == "log") {
-    boost::json::array lines;
-    for (const auto& line : log_->take()) lines.emplace_back(line);
-    return lines;
-  }
+  if (what == "log") return boost::json::array(log_->lines().begin(), log_->lines().end());
   if (what == "clock") return clockView(*sim.clock);
   if (what == "timers") return timersView(*sim.dispatcher);
   throw CommandError(fmt::format("there is nothing called {} to show; see help show", what));

@@ -34,7 +34,7 @@ char** complete(const char* word, int, int) {
 
 std::optional<std::string> promptLine() {
   rl_attempted_completion_function = complete;
-  const std::unique_ptr<char, decltype(&std::free)> typed(readline("zul> "), &std::free);
+  const std::unique_ptr<char, decltype(&std::free)> typed(readline(kPrompt), &std::free);
   if (!typed) return std::nullopt;
   if (*typed != '\0') add_history(typed.get());
   return typed.get();

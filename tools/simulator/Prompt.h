@@ -5,6 +5,8 @@
 
 namespace zul::simulator {
 
+inline constexpr const char* kPrompt = "zul> ";
+
 /// The next line that is typed at the prompt, with history and completion; none at the end of the input.
 std::optional<std::string> promptLine();
 

@@ -103,7 +103,7 @@ const std::vector<Simulator::Command>& Simulator::commands() {
       {"collector", "ENDPOINT {...}",
        "queues an answer: its body, or \"raw\" text, \"status\", \"delay\", \"fail\"; the last one repeats",
        &S::collector, serviceNames},
-      {"ntp", "{...}", "the time servers", &S::ntp, nullptr},
+      {"ntp", "{...}", "the time servers; not built yet", &S::ntp, nullptr},
       {"launch", "[{launch options}] [background] [callback]",
        "starts the application and initializes the library; callback tells when the deferred callback is called",
        &S::launch, nullptr},
@@ -118,10 +118,11 @@ const std::vector<Simulator::Command>& Simulator::commands() {
        &S::reinstall,  // there is no keychain yet
        nullptr},
       {"document", "NAME {...}", "replaces a stored document", &S::document, nullptr},
-      {"keychain", "NAME {...}", "replaces an item of the keychain", &S::keychain, nullptr},
+      {"keychain", "NAME {...}", "replaces an item of the keychain; not built yet", &S::keychain, nullptr},
       {"show", "documents|document NAME|keychain|payload|record|requests|log|clock|timers [PATH]",
-       "looks inside; requests and log tell what is new since they were last shown; PATH is a JSON pointer", &S::show,
-       views},
+       "looks inside; requests and log tell what is new since they were last shown; PATH, a JSON pointer, picks one "
+       "value and leaves them new",
+       &S::show, views},
       {"expect", "PATH VALUE|absent [PATH VALUE|absent...]",
        "compares what was shown last; PATH is a JSON pointer, \"\" for the whole, with /# at its end a number of "
        "elements",

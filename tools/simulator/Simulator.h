@@ -71,7 +71,8 @@ class Simulator {
   void fleet(Arguments& arguments);
   void help(Arguments& arguments);
 
-  boost::json::value view(const std::string& what, Arguments& arguments);
+  boost::json::value view(const std::string& what);
+  boost::json::value documentView(const std::string& name);
   void goLive(const SimulatorOptions& options);
   double sinceStart() const;
   void setInfo(const boost::json::object& entries);

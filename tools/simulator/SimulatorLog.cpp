@@ -1,7 +1,6 @@
 #include "SimulatorLog.h"
 
 #include <cstdio>
-#include <utility>
 
 namespace zul::simulator {
 
@@ -13,10 +12,6 @@ void SimulatorLog::write(std::string_view line) noexcept {
     if (lines_.size() > kMostLines) lines_.pop_front();
   } catch (...) {  // no memory: the line is not kept
   }
-}
-
-std::deque<std::string> SimulatorLog::take() {
-  return std::exchange(lines_, {});
 }
 
 }  // namespace zul::simulator

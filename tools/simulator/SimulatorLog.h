@@ -15,8 +15,9 @@ class SimulatorLog final : public platform::LogSink {
 
   void write(std::string_view line) noexcept override;
 
-  /// The lines since the last call, as far as they were kept.
-  std::deque<std::string> take();
+  /// The lines since the last clear(), as far as they were kept.
+  const std::deque<std::string>& lines() const { return lines_; }
+  void clear() { lines_.clear(); }
 
  private:
   static constexpr std::size_t kMostLines = 10'000;

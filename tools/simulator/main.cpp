@@ -22,10 +22,9 @@ namespace {
 using namespace zul;
 
 // To a person, indented; to a program, one line a value.
-void print(const boost::json::value& value) {
-  static const bool person = isatty(STDOUT_FILENO) != 0;
+void print(const boost::json::value& value, bool indent) {
   std::string text = json::text(value);
-  if (person) {
+  if (indent) {
     std::string indented;
     json::appendPretty(indented, text, 0);
     text.swap(indented);
@@ -51,9 +50,13 @@ bool run(simulator::Simulator& simulator, const std::string& line, int number) {
   }
 }
 
-bool runScript(simulator::Simulator& simulator, std::istream& script) {
+bool runScript(simulator::Simulator& simulator, std::istream& script, bool transcript) {
   std::string line;
   for (int number = 1; std::getline(script, line); ++number) {
+    if (transcript) {
+      fmt::print("{}{}\n", line.empty() ? "" : simulator::kPrompt, line);
+      std::fflush(stdout);
+    }
     if (!run(simulator, line, number)) return false;
   }
   return true;
@@ -80,16 +83,19 @@ int main(int argc, char** argv) {
   app.add_option("--ca", options.caFile, "PEM file of the authority that vouches for it")->type_name("FILE");
   bool noLog = false;
   app.add_flag("--no-log", noLog, "keep the library's log off standard error");
+  bool transcript = false;
+  app.add_flag("--transcript", transcript, "print commands and values as they would stand on a terminal");
   try {
     app.parse(argc, argv);
     options.printLog = !noLog;
-    simulator::Simulator simulator(options, print);
+    const bool indent = transcript || isatty(STDOUT_FILENO) != 0;
+    simulator::Simulator simulator(options, [indent](const auto& value) { print(value, indent); });
     if (!scriptFile.empty()) {
       std::ifstream script(scriptFile);
       if (!script || std::filesystem::is_directory(scriptFile)) throw std::runtime_error("cannot read " + scriptFile);
-      return runScript(simulator, script) ? 0 : 1;
+      return runScript(simulator, script, transcript) ? 0 : 1;
     }
-    if (isatty(STDIN_FILENO) == 0) return runScript(simulator, std::cin) ? 0 : 1;
+    if (isatty(STDIN_FILENO) == 0) return runScript(simulator, std::cin, transcript) ? 0 : 1;
     runPrompt(simulator);
     return 0;
   } catch (const CLI::ParseError& error) {

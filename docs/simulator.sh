@@ -94,8 +94,9 @@ cat <<'EOF'
 - **Callbacks** of the host are told as an array, by the command during which they came or the next that shows nothing
   itself.
 - **Answers.** The members `status`, `delay`, `fail` and `raw` of an answer say how it is given, all others are its body.
-  Without a body an endpoint answers what the library is content with, and nothing at a status from 300. Until the first
-  `collector`, all requests are accepted.
+  Without a body an endpoint answers what the library is content with, and nothing at a status from 300. A body with
+  members of those names is given as `raw` text. Until the first `collector`, all requests are accepted. A fleet's
+  devices get the same answers, each from where the script stands.
 - **`show requests`** tells what the library has asked since it was last shown, whether or not it got through. What is
   wrong with a request, should it break the collector's contract, is its `problem`.
 - **`expect`** compares exactly: 1 is not 1.0. `PATH` is a JSON pointer; with `/#` at its end it is the number of

@@ -1,5 +1,8 @@
 #include "SessionController.h"
 
+#include <type_traits>
+#include <utility>
+
 #include "Json.h"
 #include "LocalDB.h"
 #include "SessionRecord.h"
@@ -11,6 +14,8 @@ namespace zul {
 
 namespace {
 
+constexpr const char* kMessages = "inappMessageData";
+
 /// a + b, or a alone when what a damaged document holds would take the sum out of range.
 std::int64_t sum(std::int64_t a, std::int64_t b) {
   std::int64_t result = 0;
@@ -18,6 +23,24 @@ std::int64_t sum(std::int64_t a, std::int64_t b) {
 }
 
 }  // namespace
+
+// Whoever writes looks again afterwards, so that of several threads at once the last commit is what stays shown.
+template <typename Value>
+void SessionController::show(const char* document, const char* key, Value SessionJson::*field) {
+  db_.afterCommit([this, document, key, field] {
+    const auto stored = [&]() -> Value {
+      if constexpr (std::is_same_v<Value, SessionJson::Text>)
+        return db_.documentWithID(document).stringForKey(key);
+      else
+        return db_.documentWithID(document).integerForKey(key);
+    };
+    std::optional<Value> shown;
+    for (auto value = stored(); shown != value; value = stored()) {
+      record_.editExisting([&](SessionJson& record) { record.*field = value; });
+      shown = std::move(value);
+    }
+  });
+}
 
 // ---- a new session
 
@@ -117,7 +140,7 @@ void SessionController::checkToResetUdRvnc() {
       if (periodDays <= ZULUtil::days(*last, util_.currentTimeSec())) count = 0;
     }
     behavior.setInteger(count, "userCriteriaPurchase");
-    db_.afterCommit([this, count] { record_.editExisting([&](SessionJson& record) { record.udRvnc = count; }); });
+    show("Behavior", "userCriteriaPurchase", &SessionJson::udRvnc);
   });
 }
 
@@ -188,7 +211,7 @@ void SessionController::resetPushTitle() {
 
 void SessionController::resetPageKey() {
   db_.update("Behavior", [](MutableDocument& behavior) { behavior.setInteger(0, "pageKey"); });
-  db_.afterCommit([this] { record_.editExisting([](SessionJson& record) { record.pageKey = 0; }); });
+  show("Behavior", "pageKey", &SessionJson::pageKey);
 }
 
 void SessionController::updatePiTraceWithPi(const std::string& pi) {
@@ -196,47 +219,37 @@ void SessionController::updatePiTraceWithPi(const std::string& pi) {
     auto trail = behavior.stringForKey("piTrace").value_or("");
     trail += trail.empty() ? pi : "|" + pi;
     behavior.setString(trail, "piTrace");
-    db_.afterCommit([this, trail] { record_.editExisting([&](SessionJson& record) { record.piTrace = trail; }); });
   });
+  show("Behavior", "piTrace", &SessionJson::piTrace);
 }
 
 void SessionController::updateSkAdadCurValue(std::int64_t value) {
   db_.update("skadNetworkData", [&](MutableDocument& document) { document.setInteger(value, "latestSkAdCurValue"); });
-  db_.afterCommit(
-      [this, value] { record_.editExisting([&](SessionJson& record) { record.latestSkAdCurValue = value; }); });
+  show("skadNetworkData", "latestSkAdCurValue", &SessionJson::latestSkAdCurValue);
 }
 
 void SessionController::updateAlreadySeenMessageId(const std::string& id) {
-  db_.update("inappMessageData", [&](MutableDocument& document) { document.setString(id, "alreadySeenCampaignId"); });
-  db_.afterCommit([this, id] {
-    record_.editExisting([&](SessionJson& record) { record.alreadySeenCampaignId = id; });
-    log_.debug("alreadySeenMeesageId : " + id);
-  });
+  db_.update(kMessages, [&](MutableDocument& document) { document.setString(id, "alreadySeenCampaignId"); });
+  show(kMessages, "alreadySeenCampaignId", &SessionJson::alreadySeenCampaignId);
+  db_.afterCommit([this, id] { log_.debug("alreadySeenMeesageId : " + id); });
 }
 
 void SessionController::updateInamId(const std::string& id) {
-  db_.update("inappMessageData", [&](MutableDocument& document) { document.setString(id, "inamId"); });
-  db_.afterCommit([this, id] {
-    record_.editExisting([&](SessionJson& record) { record.inamId = id; });
-    log_.debug("current inamId : " + id);
-  });
+  db_.update(kMessages, [&](MutableDocument& document) { document.setString(id, "inamId"); });
+  show(kMessages, "inamId", &SessionJson::inamId);
+  db_.afterCommit([this, id] { log_.debug("current inamId : " + id); });
 }
 
 void SessionController::updateInamClkTime(std::int64_t milliseconds) {
-  db_.update("inappMessageData", [&](MutableDocument& document) { document.setInteger(milliseconds, "inamClkTime"); });
-  db_.afterCommit([this, milliseconds] {
-    record_.editExisting([&](SessionJson& record) { record.inamClkTime = milliseconds; });
-    log_.debug("inamClkTime : " + std::to_string(milliseconds));
-  });
+  db_.update(kMessages, [&](MutableDocument& document) { document.setInteger(milliseconds, "inamClkTime"); });
+  show(kMessages, "inamClkTime", &SessionJson::inamClkTime);
+  db_.afterCommit([this, milliseconds] { log_.debug("inamClkTime : " + std::to_string(milliseconds)); });
 }
 
 void SessionController::updateInamExpireTime(std::int64_t milliseconds) {
-  db_.update("inappMessageData",
-             [&](MutableDocument& document) { document.setInteger(milliseconds, "inamExpireTime"); });
-  db_.afterCommit([this, milliseconds] {
-    record_.editExisting([&](SessionJson& record) { record.inamExpireTime = milliseconds; });
-    log_.debug("inamExpireTime : " + std::to_string(milliseconds));
-  });
+  db_.update(kMessages, [&](MutableDocument& document) { document.setInteger(milliseconds, "inamExpireTime"); });
+  show(kMessages, "inamExpireTime", &SessionJson::inamExpireTime);
+  db_.afterCommit([this, milliseconds] { log_.debug("inamExpireTime : " + std::to_string(milliseconds)); });
 }
 
 void SessionController::updateSesssionAboutEnvironment() {

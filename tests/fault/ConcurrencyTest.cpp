@@ -16,6 +16,7 @@
 #include "DevCollector.h"
 #include "Json.h"
 #include "RealPieces.h"
+#include "Runtime.h"
 #include "TemporaryFolder.h"
 #include "Tracker.h"
 #include "zul/Application.h"
@@ -126,6 +127,7 @@ class ConcurrencyTest : public testing::Test {
         [] { ZULSession::denyATT(); },
         [] { ZULSession::setATTAuthorizationStatus(3); },
         [] { ZULSession::getSessionData(); },
+        [] { Tracker::sharedInstance().sessionController().updatePiTraceWithPi("p"); },
         [] { ZULSession::checkNewSession(); },
         [] { ZULSession::checkDebugMode(true); },
         [] { ZULSession::parseAttributionLinkToGetDeeplinkUrl("https://x.example/?a=b"); },
@@ -185,6 +187,8 @@ TEST_F(ConcurrencyTest, AnyOperationOnAnyThreadAtAnyTime) {
   EXPECT_TRUE(eventually([&] { return told == std::min(asked.load(), 5); }));
   EXPECT_TRUE(eventually([&] { return deferred == 1; }));
   EXPECT_EQ(collector.counts().bad, 0U);
+  const auto stored = Runtime::process().db().documentWithID("Behavior").stringForKey("piTrace");
+  EXPECT_EQ(Runtime::process().record().sharedInstance()->piTrace, stored);
   EXPECT_EQ(log->count("| QuorLog / E |"), 0U);
   std::cout << reported.size() << " numbered events in " << collector.counts().total << " requests\n";
 }

@@ -46,6 +46,7 @@ TEST_F(CommandTest, WhatCannotBeDoneIsToldWithItsReason) {
       {"device {}{}", "a space is missing"},
       {"device []", "must be a JSON object"},
       {"clock 2024-13-01T00:00:00", "the time must be like"},
+      {"clock 2023-02-29T00:00:00", "the time must be like"},
       {"clock 2024-01-01T00:00:00Z", "the time must be like"},
       {"clock 2024-01-01T00:00:00 Asia/Soul", "no time zone Asia/Soul"},
       {"clock 2024-01-01T00:00:00 +9", "no time zone +9"},

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <iterator>
 
@@ -73,9 +74,11 @@ platform::CivilTime readTime(const std::string& text) {
   int length = -1;
   std::sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d%n", &time.year, &time.month, &time.day, &time.hour, &time.minute,
               &time.second, &length);
-  const bool inRange = time.month >= 1 && time.month <= 12 && time.day >= 1 && time.day <= 31 && time.hour >= 0 &&
-                       time.hour < 24 && time.minute >= 0 && time.minute < 60 && time.second >= 0 && time.second < 60;
-  if (length != static_cast<int>(text.size()) || !inRange) {
+  const auto within = [](int number, int end) { return number >= 0 && number < end; };
+  using namespace std::chrono;
+  const bool exists = (year(time.year) / time.month / time.day).ok() && within(time.hour, 24) &&
+                      within(time.minute, 60) && within(time.second, 60);
+  if (length != static_cast<int>(text.size()) || !exists) {
     throw CommandError(fmt::format("the time must be like 2024-01-31T10:00:00 or += 90s, not {}", text));
   }
   return time;

@@ -70,7 +70,7 @@ void FleetDevice::equip(const Phone& model) {
   sim.bundle->resources = model.sim.bundle->resources;
   sim.clock->set(model.sim.clock->now());
   sim.clock->setZone(place.zone);
-  sim.http->setUpstream(model.sim.http->upstream());
+  sim.http->answerLike(*model.sim.http);
   phone_.deployment = model.deployment;
   phone_.log = std::make_shared<NoLog>();
 

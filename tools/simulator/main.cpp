@@ -79,8 +79,16 @@ int main(int argc, char** argv) {
   simulator::SimulatorOptions options;
   std::string scriptFile;
   app.add_option("script", scriptFile, "a file of commands, one a line")->type_name("FILE");
-  app.add_option("--collector", options.collectorUrl, "a real collector, asked in real time")->type_name("URL");
-  app.add_option("--ca", options.caFile, "PEM file of the authority that vouches for it")->type_name("FILE");
+  auto* const collector = app.add_option("--collector", options.collectorUrl, "a real collector, asked in real time")
+                              ->type_name("URL")
+                              ->check([](const std::string& url) {
+                                const bool known = url.starts_with("http://") || url.starts_with("https://");
+                                return std::string(known ? "" : "must begin with http:// or https://");
+                              });
+  app.add_option("--ca", options.caFile, "PEM file of the authority that vouches for it")
+      ->type_name("FILE")
+      ->check(CLI::ExistingFile)
+      ->needs(collector);
   bool noLog = false;
   app.add_flag("--no-log", noLog, "keep the library's log off standard error");
   bool transcript = false;

@@ -40,7 +40,11 @@ class SimulatedHttp final : public HttpClient {
   void setOnline(bool online) { online_ = online; }
   /// Has another client answer, in the place of the script. It completes on the dispatcher's thread.
   void setUpstream(std::shared_ptr<HttpClient> upstream) { upstream_ = std::move(upstream); }
-  std::shared_ptr<HttpClient> upstream() const { return upstream_; }
+  /// Takes over the answers that another would give from now on.
+  void answerLike(const SimulatedHttp& other) {
+    answers_ = other.answers_;
+    upstream_ = other.upstream_;
+  }
 
   /// All requests so far, in the order they were made.
   const std::vector<HttpRequest>& requests() const { return requests_; }

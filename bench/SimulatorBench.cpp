@@ -56,7 +56,7 @@ void benchSimulator(Table& table) {
              .raw = std::nullopt});
   table.add({.what = "1000 simulated devices, memory at most",
              .unit = "MB",
-             .ours = json::number(fleet, "memoryPerDevice").value_or(0) * 1000 / (1 << 20),
+             .ours = json::number(fleet, "memory").value_or(0) / (1 << 20),
              .rawWhat = "",
              .raw = std::nullopt,
              .goal = Goal::atMost(kFleetMegabytes)});

@@ -47,6 +47,7 @@ show requests /0
 show requests /2/body/0/SESSION
 show requests /#
 call getZULSessionInitYN
+expect "" true
 show document Behavior
 show timers
 
@@ -58,12 +59,14 @@ call sendTransaction
 advance 1m
 show document Behavior /lifeCriteriaVisit
 show requests /4/body/errlog
+expect "" "network error"
 
 # It comes back. The next event takes along what has waited.
 network wifi
 call sendTransaction
 advance 1s
-show requests /0/body/#
+show requests /5/body/#
+expect "" 2
 show clock
 
 # A new process on the same store, and a collector that is too busy for the first upload.
@@ -73,9 +76,12 @@ collector upload {"code":"ERR503","msg":"too busy","delay":"2s"}
 collector upload {"code":"RES001"}
 launch
 advance 8s
-show requests /1/body/errlog
+show requests /7/body/errlog
+expect "" "too busy"
 call getAttributedInfo
-advance 20s
+advance 6s
+show timers
+advance 14s
 expect /0/value {}
 EOF
 cat <<'EOF'
@@ -95,13 +101,18 @@ cat <<'EOF'
   itself.
 - **Answers.** The members `status`, `delay`, `fail` and `raw` of an answer say how it is given, all others are its body.
   Without a body an endpoint answers what the library is content with, and nothing at a status from 300. A body with
-  members of those names is given as `raw` text. Until the first `collector`, all requests are accepted. A fleet's
-  devices get the same answers, each from where the script stands.
+  members of those names is given as `raw` text. Until the first `collector`, all requests are accepted.
+- **A fleet** has the time, the configuration and the answers of the device that asks for it, each of its devices from
+  where the script stands; values and habits, the network among them, are its own.
+- **The network.** A request fails at once while the network is `offline`, and when its answer would come; and after a
+  minute of silence.
 - **`show requests`** tells what the library has asked since it was last shown, whether or not it got through. What is
-  wrong with a request, should it break the collector's contract, is its `problem`.
+  wrong with a request, should it break the collector's contract, is its `problem`. `show log` keeps the latest 10 000
+  lines.
 - **`expect`** compares exactly: 1 is not 1.0. `PATH` is a JSON pointer; with `/#` at its end it is the number of
   elements, `""` is the whole. `absent` stands for no value at all.
-- What the library does not do yet, the simulator does not pretend: such a command says so, with an error.
+- What the library does not do yet, the simulator does not pretend: such a command says so, with an error. Launch
+  options are taken, but campaign links in them are not read yet.
 
 ## The device
 
@@ -122,8 +133,9 @@ cat <<'EOF'
 
     zul-sim --collector https://staging.example [--ca FILE] [SCRIPT]
 
-runs the same commands in real time: the device and its store stay simulated, the requests are real. `collector` is
-then the collector's own business. `fleet` alone remains in virtual time, with the devices' requests sent at once and
+runs the same commands in real time: the device and its store stay simulated, the requests are real. What falls due
+while nobody types happens then, too. `collector` is then the collector's own business; the app-store look-up, which is
+made without TLS, is simulated when the collector speaks HTTPS. `fleet` alone remains in virtual time, with the devices' requests sent at once and
 answered before the next virtual second, so that a day of a thousand devices takes as long as the collector needs for
 their requests.
 

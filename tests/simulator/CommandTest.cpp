@@ -39,16 +39,25 @@ TEST_F(CommandTest, WhatCannotBeDoneIsToldWithItsReason) {
       {"device", "the values is missing"},
       {"device {\"modle\":\"x\"}", "the device has no modle"},
       {"device {\"screenScale\":\"3\"}", "screenScale must be a number"},
+      {"device {\"screenWidth\":1e999}", "screenWidth must be a number"},
       {"device {\"preferredLanguages\":[\"ko\",1]}", "preferredLanguages must be a string"},
       {"device {\"carrier\":{\"nam\":\"x\"}}", "carrier has no nam"},
       {"device {\"model\":\"a\"} b", "too much: b"},
-      {"device {\"model\":", "no valid JSON"},
+      {"device {\"model\":", "the JSON value does not end: {\"model\":"},
+      {"device {\"model\" \"x\"}", "syntax error: {\"model\" \"x\"}"},
       {"device {}{}", "a space is missing"},
       {"device []", "must be a JSON object"},
       {"clock 2024-13-01T00:00:00", "the time must be like"},
       {"clock 2023-02-29T00:00:00", "the time must be like"},
       {"clock 2024-01-01T00:00:00Z", "the time must be like"},
       {"clock 2024-01-01T00:00:00 Asia/Soul", "no time zone Asia/Soul"},
+      {"clock 2024-01-01T00:00:00 localtime", "no time zone localtime"},
+      {"clock 2024-01-01T00:00:00 ../UTC", "no time zone ../UTC"},
+      {"clock += 400000d", "at most a thousand years"},
+      {"clock -= 365000d", "none"},
+      {"clock -= 365000d", "none"},
+      {"clock -= 365000d", "out of its range"},
+      {"clock 2024-01-01T09:00:00 +00:00", "none"},
       {"clock 2024-01-01T00:00:00 +9", "no time zone +9"},
       {"clock += 90", "the jump must be like"},
       {"advance -1s", "how long must be like"},
@@ -75,7 +84,8 @@ TEST_F(CommandTest, WhatCannotBeDoneIsToldWithItsReason) {
       {"show", "what is missing"},
       {"expect /a 1", "nothing has been shown yet"},
       {"fleet 0 60", "from 1 to 1000000"},
-      {"fleet 2 soon", "soon is no number of seconds"},
+      {"fleet 2 soon", "how long must be like"},
+      {"fleet 2 -1", "so many seconds cannot be simulated"},
       {"document AppInfo [1]", "must be a JSON object"},
   };
   for (const auto& [line, reason] : cases) EXPECT_THAT(error(line), HasSubstr(reason)) << line;
@@ -137,6 +147,35 @@ TEST_F(CommandTest, AnAnswerIsGivenOnceUnlessItIsTheLast) {
               ElementsAre("3", "\"\"", "3", "\"\""));
 }
 
+TEST_F(CommandTest, TasksThatSleepAreSeenAndHoldUpTheirQueue) {
+  run({"launch", "advance 6s", "call getAttributedInfo", "advance 5500ms"});
+  EXPECT_THAT(run({"show timers /0", "show timers /1"}),
+              ElementsAre(R"({"in":0.0,"queue":"main","every":1.0})", R"({"in":0.5,"queue":"main","sleeping":true})"));
+}
+
+TEST_F(CommandTest, ARequestFailsAfterAMinuteOfSilenceOrWhenTheNetworkGoes) {
+  run({"launch", "advance 6s", "show requests", "collector upload {\"delay\":\"10m\"}"});
+  EXPECT_THAT(
+      run({"call sendTransaction", "advance 59s", "show requests /#", "advance 1s", "show requests /1/body/errlog"}),
+      ElementsAre("1", "\"network error\""));
+  EXPECT_THAT(run({"collector upload {\"delay\":\"10s\"}", "call sendTransaction", "advance 9s", "network offline",
+                   "show requests /#", "advance 1s", "show requests /3/body/errlog"}),
+              ElementsAre("3", "\"network error\""));
+}
+
+TEST_F(CommandTest, ACallbackIsToldByTheNextCommandThatShowsNothingOrAtTheEnd) {
+  // The payload waits for a look-up; meanwhile the start-up, with a look-up of its own, completes.
+  const std::vector<std::string> slow = {"collector appstore {\"delay\":\"30s\"}", "collector appstore {}",
+                                         "launch callback", "show payload /ltvt"};
+  EXPECT_THAT(run(slow), ElementsAre("1"));
+  simulator.run("# and then");
+  EXPECT_THAT(shown.at(1), HasSubstr("\"deferred\""));
+  run({"reinstall"});
+  EXPECT_THAT(run(slow), ElementsAre("1"));
+  simulator.finish();
+  EXPECT_THAT(shown.at(1), HasSubstr("\"deferred\""));
+}
+
 TEST_F(CommandTest, WordsAreCompleted) {
   EXPECT_THAT(Simulator::completions("re"), ElementsAre("resource", "restart", "reinstall"));
   EXPECT_THAT(Simulator::completions("  show doc"), ElementsAre("documents", "document"));
@@ -148,13 +187,18 @@ TEST_F(CommandTest, WordsAreCompleted) {
 }
 
 TEST_F(CommandTest, AFleetIsTheSameEachTime) {
-  const auto fleet = *json::parseObject(run({"network offline", "fleet 20 86400"}).at(0));
+  const auto fleet = *json::parseObject(run({"fleet 20 86400"}).at(0));
   EXPECT_GT(json::integer(fleet, "sessions"), 20);
   EXPECT_GT(json::integer(fleet, "requests"), 100);
   EXPECT_GT(json::integer(fleet, "bytes"), 10'000);
   EXPECT_EQ(json::integer(fleet, "problems"), 0);
   const auto again = *json::parseObject(run({"fleet 20 86400"}).at(0));
   for (const auto* key : {"launches", "sessions", "events", "requests"}) EXPECT_EQ(fleet.at(key), again.at(key)) << key;
+
+  // A collector that takes nothing is told of each attempt, and gets all payloads again with the next.
+  const auto failing = *json::parseObject(run({"collector upload {\"status\":503}", "fleet 20 86400"}).at(0));
+  EXPECT_EQ(json::integer(failing, "events"), json::integer(fleet, "events"));
+  EXPECT_GT(json::integer(failing, "requests"), json::integer(fleet, "requests") * 3 / 2);
 }
 
 }  // namespace

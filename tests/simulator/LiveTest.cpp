@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "DevCollector.h"
 #include "Json.h"
 #include "Simulator.h"
@@ -39,6 +41,17 @@ TEST_F(LiveTest, AVisitArrivesInRealTime) {
   }
   EXPECT_GE(shown.as_array().size(), 3U);
   EXPECT_LE(collector.counts().total, 4U);
+}
+
+// Whoever gives the next command late finds what would have happened meanwhile: each answer in time for what needs it.
+TEST_F(LiveTest, TimePassesBetweenCommands) {
+  collector.setAnswers(R"({"token":[{"delay":300}]})");
+  simulator->run("launch");
+  std::this_thread::sleep_for(std::chrono::milliseconds(5500));
+  simulator->run("call getZULSessionInitYN");
+  EXPECT_EQ(shown, true);
+  EXPECT_TRUE(collector.waitFor(zul::collector::Endpoint::upload, 1, std::chrono::seconds(5)));
+  EXPECT_EQ(collector.requests(zul::collector::Endpoint::upload).at(0)->header("authToken"), "development-token");
 }
 
 TEST_F(LiveTest, AFleetsRequestsAllArrive) {

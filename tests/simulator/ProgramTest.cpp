@@ -31,7 +31,7 @@ TEST(ZulSim, AnErrorNamesLineCommandAndReasonAndEndsTheScript) {
 
   for (const auto& [arguments, reason] : std::vector<std::pair<std::vector<std::string>, std::string>>{
            {{"/nowhere.sim"}, "zul-sim: cannot read /nowhere.sim"},
-           {{"/"}, "cannot read /"},
+           {{"/"}, "cannot read the script: Is a directory"},
            {{"--collektor"}, "--collektor"}}) {
     Program wrong(ZUL_SIM_PROGRAM, arguments);
     EXPECT_THAT(wrong.rest(), HasSubstr(reason));
@@ -99,6 +99,9 @@ TEST(ZulSim, ThePromptCompletesRemembersAndGoesOnAfterAnError) {
   EXPECT_THAT(terminal.until("zul> "), HasSubstr("zul-sim: line 2: lunch: there is no such command"));
   terminal.type("\x1b[A\x1b[A\r");  // two lines up
   EXPECT_THAT(terminal.until("zul> "), HasSubstr("\"zone\" : \"UTC\""));
+  terminal.type("document Tést {\"a\":\"한국\"}\rshow document Tést /a\r");
+  EXPECT_THAT(terminal.until("\"한국\"\r\n"), HasSubstr("\r\n\"한국\"\r\n"));
+  terminal.until("zul> ");
   terminal.type("\x04");
   terminal.until("\n");
   EXPECT_EQ(terminal.exitStatus(), 0);

@@ -14,6 +14,12 @@ namespace {
 
 constexpr std::string_view kSpaces = " \t\r";
 
+// Enough of a text to find the place.
+std::string excerpt(std::string_view text) {
+  constexpr std::size_t kLength = 60;
+  return text.size() <= kLength ? std::string(text) : fmt::format("{}...", text.substr(0, kLength));
+}
+
 // The JSON value that `rest` begins with; what follows it and the space behind it stays in `rest`.
 boost::json::value takeValue(std::string_view& rest) {
   boost::json::parse_options options;
@@ -21,10 +27,12 @@ boost::json::value takeValue(std::string_view& rest) {
   boost::json::stream_parser parser({}, options);
   boost::json::error_code error;
   const auto length = parser.write_some(rest.data(), rest.size(), error);
-  if (error || !parser.done()) throw CommandError(fmt::format("this is no valid JSON: {}", rest));
+  if (error || !parser.done()) {
+    throw CommandError(fmt::format("{}: {}", error ? error.message() : "the JSON value does not end", excerpt(rest)));
+  }
   const bool spaced = kSpaces.find(rest[length - 1]) != kSpaces.npos;
   rest.remove_prefix(length);
-  if (!spaced && !rest.empty()) throw CommandError(fmt::format("a space is missing before: {}", rest));
+  if (!spaced && !rest.empty()) throw CommandError(fmt::format("a space is missing before: {}", excerpt(rest)));
   return parser.release();
 }
 
@@ -59,7 +67,8 @@ Arguments::Word Arguments::next(std::string_view what) {
 std::string Arguments::word(std::string_view what) {
   const auto word = next(what);
   if (word.value && word.value->is_string()) return std::string(word.value->get_string());
-  if (word.value && word.value->is_structured()) throw CommandError(fmt::format("{} is not {}", word.text, what));
+  if (word.value && word.value->is_structured())
+    throw CommandError(fmt::format("{} is not {}", excerpt(word.text), what));
   return word.text;
 }
 
@@ -75,7 +84,7 @@ bool Arguments::isValue() const {
 
 boost::json::value Arguments::value(std::string_view what) {
   auto word = next(what);
-  if (!word.value) throw CommandError(fmt::format("{} must be a JSON value, and {} is none", what, word.text));
+  if (!word.value) throw CommandError(fmt::format("{} must be a JSON value, and {} is none", what, excerpt(word.text)));
   return std::move(*word.value);
 }
 
@@ -94,12 +103,14 @@ std::string Arguments::text(std::string_view what) {
 double Arguments::duration(std::string_view what) {
   const auto text = word(what);
   const auto seconds = parseDuration(text);
-  if (!seconds) throw CommandError(fmt::format("{} must be like 500ms, 6s, 10m, 24h or 30d, not {}", what, text));
+  if (!seconds)
+    throw CommandError(fmt::format("{} must be like 500ms, 6s, 10m, 24h or 30d, and at most a thousand years, not {}",
+                                   what, excerpt(text)));
   return *seconds;
 }
 
 void Arguments::end() const {
-  if (!words_.empty()) throw CommandError(fmt::format("too much: {}", words_.front().text));
+  if (!words_.empty()) throw CommandError(fmt::format("too much: {}", excerpt(words_.front().text)));
 }
 
 std::optional<double> parseDuration(std::string_view text) {
@@ -109,7 +120,8 @@ std::optional<double> parseDuration(std::string_view text) {
   constexpr std::pair<std::string_view, double> kUnits[] = {
       {"ms", 0.001}, {"s", 1}, {"m", 60}, {"h", 3600}, {"d", 86400}};
   for (const auto& [name, seconds] : kUnits) {
-    if (text.substr(static_cast<std::size_t>(unit - text.data())) == name) return number * seconds;
+    if (text.substr(static_cast<std::size_t>(unit - text.data())) != name) continue;
+    if (number * seconds <= kLongestDuration) return number * seconds;
   }
   return std::nullopt;
 }

@@ -49,7 +49,10 @@ class Arguments {
   std::deque<Word> words_;
 };
 
-/// "90s" in seconds; the units are ms, s, m, h and d. None when it is no such text.
+/// A thousand years, in seconds: what a simulation can be asked for.
+inline constexpr double kLongestDuration = 365'250.0 * 86400;
+
+/// "90s" in seconds; the units are ms, s, m, h and d. None when it is no such text, or longer than the longest.
 std::optional<double> parseDuration(std::string_view text);
 
 }  // namespace zul::simulator

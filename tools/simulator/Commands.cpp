@@ -13,9 +13,9 @@
 #include "LiveClient.h"
 #include "Operations.h"
 #include "Runtime.h"
-#include "Services.h"
 #include "Simulator.h"
 #include "SimulatorLog.h"
+#include "Tables.h"
 #include "Tracker.h"
 #include "Views.h"
 
@@ -63,22 +63,26 @@ platform::SimulatedHttp::Answer readAnswer(Endpoint endpoint, object form) {
   } else if (!form.empty()) {
     answer.body = json::text(form);
   } else if (answer.status < 300) {
-    answer.body = collector::usualBody(endpoint, "bundleId=com.example.app");
+    answer.body = collector::usualBody(endpoint, std::string("bundleId=") + Phone::kBundleId);
   }
   return answer;
 }
 
 // "2024-01-31T10:00:00", a moment of the device's calendar.
 platform::CivilTime readTime(const std::string& text) {
+  constexpr std::string_view kForm = "0000-00-00T00:00:00";  // 0 stands for any digit
+  const bool formed = text.size() == kForm.size() &&
+                      std::equal(text.begin(), text.end(), kForm.begin(),
+                                 [](char c, char form) { return form == '0' ? c >= '0' && c <= '9' : c == form; });
   platform::CivilTime time;
-  int length = -1;
-  std::sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d%n", &time.year, &time.month, &time.day, &time.hour, &time.minute,
-              &time.second, &length);
-  const auto within = [](int number, int end) { return number >= 0 && number < end; };
+  if (formed) {
+    std::sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d", &time.year, &time.month, &time.day, &time.hour, &time.minute,
+                &time.second);
+  }
   using namespace std::chrono;
-  const bool exists = (year(time.year) / time.month / time.day).ok() && within(time.hour, 24) &&
-                      within(time.minute, 60) && within(time.second, 60);
-  if (length != static_cast<int>(text.size()) || !exists) {
+  const bool exists = (year(time.year) / time.month / time.day).ok() && time.year > 0 && time.hour < 24 &&
+                      time.minute < 60 && time.second < 60;
+  if (!formed || !exists) {
     throw CommandError(fmt::format("the time must be like 2024-01-31T10:00:00 or += 90s, not {}", text));
   }
   return time;
@@ -144,16 +148,15 @@ void Simulator::resource(Arguments& arguments) {
 
 void Simulator::clock(Arguments& arguments) {
   auto& clock = *phone_.sim.clock;
-  if (arguments.take("+=")) {
+  const bool forward = arguments.take("+=");
+  if (forward || arguments.take("-=")) {
     const double jump = arguments.duration("the jump");
     arguments.end();
-    clock.set(clock.now() + jump);
-    return;
-  }
-  if (arguments.take("-=")) {
-    const double jump = arguments.duration("the jump");
-    arguments.end();
-    clock.set(clock.now() - jump);
+    const double moment = clock.now() + (forward ? jump : -jump);
+    if (const int year = clock.civil(moment).year; year < 1 || year > 9999) {
+      throw CommandError(fmt::format("the clock ends with the year 9999, and {} is out of its range", year));
+    }
+    clock.set(moment);
     return;
   }
   const auto time = readTime(arguments.word("the time"));
@@ -166,27 +169,20 @@ void Simulator::clock(Arguments& arguments) {
 }
 
 void Simulator::network(Arguments& arguments) {
-  const auto kind = arguments.word("wifi, cellular or offline");
+  const auto name = arguments.word("the network");
   arguments.end();
-  std::uint32_t flags = 0;
-  if (kind == "wifi") {
-    flags = Reachability::kReachable;
-  } else if (kind == "cellular") {
-    flags = Reachability::kReachable | Reachability::kIsWwan;
-  } else if (kind != "offline") {
-    throw CommandError(fmt::format("the network is wifi, cellular or offline, not {}", kind));
-  }
-  phone_.sim.reachability->value = flags;
-  phone_.sim.http->setOnline(flags != 0);
+  const auto* const network = find(kNetworks, name);
+  if (!network) throw CommandError(fmt::format("the network is wifi, cellular or offline, not {}", name));
+  phone_.sim.reachability->value = network->flags;
+  phone_.sim.http->setOnline(network->flags != 0);
 }
 
 void Simulator::collector(Arguments& arguments) {
   const auto name = arguments.word("the endpoint");
   auto form = arguments.object("the answer");
   arguments.end();
-  const auto* const service = std::find_if(std::begin(kServices), std::end(kServices),
-                                           [&](const Service& known) { return known.name == name; });
-  if (service == std::end(kServices)) throw CommandError(fmt::format("the collector has no endpoint {}", name));
+  const auto* const service = find(kServices, name);
+  if (!service) throw CommandError(fmt::format("the collector has no endpoint {}", name));
   if (!service->missing.empty()) notBuilt(service->missing);
   if (live_) throw CommandError("a real collector decides for itself what it answers");
   phone_.sim.http->answer(std::string(path(service->endpoint)), readAnswer(service->endpoint, std::move(form)));
@@ -226,30 +222,20 @@ void Simulator::launch(Arguments& arguments) {
 
 void Simulator::call(Arguments& arguments) {
   const auto name = arguments.word("the operation");
-  const auto operation = std::find_if(operations().begin(), operations().end(),
-                                      [&](const Operation& known) { return known.name == name; });
-  if (operation == operations().end()) throw CommandError(fmt::format("there is no operation {}; see help call", name));
+  const auto* const operation = find(operations(), name);
+  if (!operation) throw CommandError(fmt::format("there is no operation {}; see help call", name));
   if (!operation->missing.empty()) notBuilt(operation->missing);
   Call call{phone_, arguments, state_, reporter()};
   shown_ = operation->run(call);
 }
 
 void Simulator::state(Arguments& arguments) {
-  constexpr std::pair<std::string_view, ApplicationState> kStates[] = {
-      {"active", ApplicationState::active},
-      {"inactive", ApplicationState::inactive},
-      {"background", ApplicationState::background},
-      {"foreground", ApplicationState::inactive},  // on its way to active
-  };
   const auto name = arguments.word("the state");
   arguments.end();
-  if (name == "significantTimeChange") notBuilt("the network clock");
-  for (const auto& [known, state] : kStates) {
-    if (name != known) continue;
-    state_ = state;
-    return;
-  }
-  throw CommandError(fmt::format("there is no state {}", name));
+  const auto* const state = find(kStates, name);
+  if (!state) throw CommandError(fmt::format("there is no state {}", name));
+  if (!state->missing.empty()) notBuilt(state->missing);
+  state_ = state->state;
 }
 
 void Simulator::advance(Arguments& arguments) {
@@ -318,7 +304,8 @@ value Simulator::view(const std::string& what) {
   }
   if (what == "requests") {
     boost::json::array requests;
-    for (const auto& request : sim.http->requests()) requests.push_back(requestView(request));
+    for (const auto& request : sim.http->requests())
+      requests.push_back(requestView(request, phone_.deployment.collectorBaseUrl));
     return requests;
   }
   if (what == "log") return boost::json::array(log_->lines().begin(), log_->lines().end());
@@ -349,15 +336,21 @@ void Simulator::expect(Arguments& arguments) {
 
 void Simulator::fleet(Arguments& arguments) {
   const auto devices = arguments.value("the number of devices");
-  const auto text = arguments.word("how many seconds");
+  double seconds = 0;
+  if (arguments.isValue()) {
+    const auto number = arguments.value("how many seconds");
+    if (!number.is_number()) throw CommandError("the seconds must be a number, or a text like 12h");
+    seconds = number.to_number<double>();
+  } else {
+    seconds = arguments.duration("how long");
+  }
   arguments.end();
-  const auto seconds = parseDuration(text.find_first_not_of("0123456789.") == text.npos ? text + "s" : text);
+  if (!(seconds >= 0 && seconds <= kLongestDuration)) throw CommandError("so many seconds cannot be simulated");
   if (!devices.is_int64() || devices.get_int64() < 1 || devices.get_int64() > 1'000'000) {
     throw CommandError("the number of devices must be from 1 to 1000000");
   }
-  if (!seconds) throw CommandError(fmt::format("{} is no number of seconds", text));
   shown_ = runFleet({.devices = static_cast<std::size_t>(devices.get_int64()),
-                     .seconds = *seconds,
+                     .seconds = seconds,
                      .model = phone_,
                      .live = live_.get()});
 }

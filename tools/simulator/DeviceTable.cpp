@@ -38,8 +38,10 @@ void optionalText(Values& values, const Value& value) {
 }
 template <double Values::*field>
 void number(Values& values, const Value& value) {
-  if (!value.is_number()) refuse("a number");
-  values.*field = value.to_number<double>();
+  constexpr double kMost = 1e6;
+  const double number = value.is_number() ? value.to_number<double>() : -1;
+  if (!(number >= 0 && number <= kMost)) refuse("a number from 0 to 1000000");
+  values.*field = number;
 }
 template <bool Values::*field>
 void boolean(Values& values, const Value& value) {

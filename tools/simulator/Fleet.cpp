@@ -1,6 +1,7 @@
 #include "Fleet.h"
 
 #include <fmt/format.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,6 +36,13 @@ std::int64_t residentBytes(std::string_view name) {
   return 0;
 }
 
+// Has the kernel's "most so far" begin anew, and tells the memory at present.
+std::int64_t forgetMostMemory() {
+  malloc_trim(0);  // so that what an earlier fleet has freed counts again
+  std::ofstream("/proc/self/clear_refs") << "5";
+  return residentBytes("VmRSS");
+}
+
 /// A bar on standard error, while that is a terminal.
 class Progress {
  public:
@@ -60,7 +68,7 @@ class Progress {
 }  // namespace
 
 boost::json::object runFleet(const FleetOptions& options) {
-  const auto memoryBefore = residentBytes("VmRSS");
+  const auto memoryBefore = forgetMostMemory();
   FleetCounts counts;
   std::vector<std::unique_ptr<FleetDevice>> devices;
   using Due = std::pair<double, std::size_t>;  // when, and which device
@@ -97,7 +105,7 @@ boost::json::object runFleet(const FleetOptions& options) {
 
   std::int64_t sessions = 0;
   for (const auto& device : devices) sessions += device->sessions();
-  const auto memory = residentBytes("VmHWM") - memoryBefore;
+  const auto memory = residentBytes("VmHWM");
   return {{"devices", options.devices},
           {"seconds", options.seconds},
           {"launches", counts.launches},
@@ -106,7 +114,8 @@ boost::json::object runFleet(const FleetOptions& options) {
           {"requests", counts.requests},
           {"bytes", counts.bytes},
           {"problems", counts.problems},
-          {"memoryPerDevice", memory / static_cast<std::int64_t>(options.devices)}};
+          {"memory", memory},
+          {"memoryPerDevice", (memory - memoryBefore) / static_cast<std::int64_t>(options.devices)}};
 }
 
 }  // namespace zul::simulator

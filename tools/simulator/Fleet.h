@@ -18,7 +18,8 @@ struct FleetOptions {
 /// Lets many devices live side by side, each with values and habits that its number decides, so that two runs are
 /// alike. Virtual time leaps; a real collector is waited for once every virtual second. Returns "devices", "seconds",
 /// "launches", "sessions", "events", "requests", "bytes" (of the requests' bodies), "problems" (requests that break
-/// the collector's contract) and "memoryPerDevice" (resident bytes, when they were most).
+/// the collector's contract), "memory" (the process's resident bytes, when they were most) and "memoryPerDevice" (what
+/// each device adds to that).
 boost::json::object runFleet(const FleetOptions& options);
 
 }  // namespace zul::simulator

@@ -145,7 +145,7 @@ void FleetDevice::planInUse() {
   nextAt_ = std::min(nextAt_ + gap, leavesAt_);
 }
 
-// Somewhen after the average gap, and not at night.
+// Some time after the average gap, and not at night.
 void FleetDevice::planNextUse() {
   next_ = Next::launch;
   nextAt_ += std::exponential_distribution<double>(usesPerDay_ / kDay)(random_);
@@ -162,7 +162,7 @@ void FleetDevice::collectRequests() {
     if (offline_) break;
     ++counts_.requests;
     counts_.bytes += static_cast<std::int64_t>(request.body.value_or("").size());
-    if (requestView(request).contains("problem")) ++counts_.problems;
+    if (requestView(request, phone_.deployment.collectorBaseUrl).contains("problem")) ++counts_.problems;
   }
   http.clearRequests();
 }

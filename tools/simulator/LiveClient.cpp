@@ -18,9 +18,9 @@ LiveClient::LiveClient(std::shared_ptr<platform::HttpClient> client)
 
 void LiveClient::send(platform::HttpRequest request, Completion completion) {
   ++open_;
-  client_->send(std::move(request), [inbox = inbox_, completion = std::move(completion)](auto response) {
+  client_->send(std::move(request), [inbox = inbox_, completion = std::move(completion)](auto response) mutable {
     const std::lock_guard lock(inbox->mutex);
-    inbox->answers.emplace_back(completion, std::move(response));
+    inbox->answers.emplace_back(std::move(completion), std::move(response));
     inbox->arrived.notify_one();
   });
 }
@@ -29,13 +29,14 @@ platform::HttpResponse LiveClient::fetch(platform::HttpRequest request) {
   return client_->fetch(std::move(request));
 }
 
-void LiveClient::deliver(Moment deadline) {
+bool LiveClient::deliver(Moment deadline) {
   std::unique_lock lock(inbox_->mutex);
   inbox_->arrived.wait_until(lock, deadline, [&] { return !inbox_->answers.empty(); });
   const auto answers = std::exchange(inbox_->answers, {});
   lock.unlock();
   open_ -= answers.size();
   for (const auto& [completion, response] : answers) completion(response);
+  return !answers.empty();
 }
 
 void LiveClient::deliverAll() {

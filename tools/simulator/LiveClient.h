@@ -21,8 +21,9 @@ class LiveClient final : public platform::HttpClient {
 
   using Moment = std::chrono::steady_clock::time_point;
 
-  /// Waits until an answer is there or `deadline` has come, and completes what has been answered.
-  void deliver(Moment deadline);
+  /// Waits until an answer is there or `deadline` has come, and completes what has been answered. False when that was
+  /// nothing.
+  bool deliver(Moment deadline);
   /// Waits until nothing is open any more, and completes everything.
   void deliverAll();
 

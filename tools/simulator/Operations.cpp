@@ -180,6 +180,7 @@ Operation entry(std::string_view name, bool webView, bool deferred) {
             } else {
               facade::initialize(runtime, entry);
             }
+            call.phone.setLaunched();
             return Result();
           }};
 }
@@ -222,6 +223,7 @@ constexpr std::string_view kConsent = "tracking consent";
 constexpr std::string_view kPush = "push";
 constexpr std::string_view kCampaigns = "internal campaigns";
 constexpr std::string_view kMember = "the member profile";
+constexpr std::string_view kPurchases = "purchases";
 
 }  // namespace
 
@@ -290,6 +292,11 @@ const std::vector<Operation>& operations() {
       operation<&T::firstExcute>("Tracker.firstExcute"),
       operation<&T::newSessionYN>("Tracker.newSessionYN"),
       operation<&T::getAttributedInfo>("Tracker.getAttributedInfo"),
+      operation<&T::checkDebugMode>("Tracker.checkDebugMode"),
+      operation<&T::setBlockingLogEventCallBeforeSdkInitComplete>(
+          "Tracker.setBlockingLogEventCallBeforeSdkInitComplete"),
+      operation<&T::getBlockingLogEventCallBeforeSdkInitComplete>(
+          "Tracker.getBlockingLogEventCallBeforeSdkInitComplete"),
       missing("Tracker.requestIadInfo", kAttribution),
       missing("Tracker.requestFingerPrintByDeeplink", kAttribution),
       missing("Tracker.requestFingerPrintByDeeplinkInWeb", kAttribution),
@@ -302,6 +309,15 @@ const std::vector<Operation>& operations() {
       missing("Tracker.checkToResetInternalCampaign", kCampaigns),
       missing("Tracker.updatePostbackConversionValue", kAttribution),
       missing("Tracker.saveAttributedInfo", kAttribution),
+      missing("Tracker.parseAttributionLinkToGetDeeplinkUrl", kAttribution),
+      missing("Tracker.setFacebookreferrerData", kAttribution),
+      missing("Tracker.selfValidation", kAttribution),
+      missing("Tracker.setIDFA", kConsent),
+      missing("Tracker.denyATT", kConsent),
+      missing("Tracker.setATTAuthorizationStatus", kConsent),
+      missing("Tracker.setInternalCampaign", kCampaigns),
+      missing("Tracker.setUser", kMember),
+      missing("Tracker.setUserLogout", kMember),
       missing("Tracker.saveUserLoginInfo", kMember),
       missing("Tracker.saveDeviceToken", kPush),
 
@@ -320,6 +336,15 @@ const std::vector<Operation>& operations() {
       operation<&C::saveRecentSessionTimeSec>("SessionController.saveRecentSessionTimeSec"),
       operation<&C::saveSessionExpireTime>("SessionController.saveSessionExpireTime"),
       operation<&C::checkToResetUdRvnc>("SessionController.checkToResetUdRvnc"),
+      missing("SessionController.updateUdRvnc", kPurchases),
+      missing("SessionController.updateLtRvnc", kPurchases),
+      missing("SessionController.updateCsRvnVsWithRevenueJsonVtTz", kPurchases),
+      missing("SessionController.updateLtrvni", kPurchases),
+      missing("SessionController.updateLtrvnWithRevenuJsonProducts", kPurchases),
+      missing("SessionController.updateLastOrderNoWithOrderNo", kPurchases),
+      missing("SessionController.updateFirstOrd", kPurchases),
+      missing("SessionController.resetFirstOrd", kPurchases),
+      missing("SessionController.resetLtRvnVt", kPurchases),
       operation<&C::saveAppInfo>("SessionController.saveAppInfo"),
       operation<&C::resetAboutNewVisitInfo>("SessionController.resetAboutNewVisitInfo"),
       operation<&C::resetDrUpdate>("SessionController.resetDrUpdate"),

@@ -26,7 +26,7 @@ Phone::Phone() : deployment(sim.platform().deployment), log(sim.log) {
   values.screenHeight = 844;
   values.screenScale = 3;
   values.vendorIdentifier = "11111111-2222-4333-8444-555555555555";
-  sim.bundle->info.set("CFBundleIdentifier", "com.example.app");
+  sim.bundle->info.set("CFBundleIdentifier", kBundleId);
   sim.bundle->info.set("CFBundleShortVersionString", "1.0");
   Dictionary settings;
   settings.set("serviceNumber", 1001);
@@ -34,7 +34,8 @@ Phone::Phone() : deployment(sim.platform().deployment), log(sim.log) {
   settings.set("expireDate", 30);
   sim.bundle->info.set("zulAuthorizationKey", settings);
   for (const auto endpoint : {Endpoint::token, Endpoint::upload, Endpoint::errorlog, Endpoint::appstore}) {
-    sim.http->setAnswer(std::string(path(endpoint)), {collector::usualBody(endpoint, "bundleId=com.example.app")});
+    sim.http->setAnswer(std::string(path(endpoint)),
+                        {collector::usualBody(endpoint, std::string("bundleId=") + kBundleId)});
   }
 }
 

@@ -18,6 +18,8 @@ namespace zul::simulator {
 /// process comes and goes. One thread at a time.
 class Phone {
  public:
+  static constexpr const char* kBundleId = "com.example.app";
+
   /// A device that is set up and configured, and a collector that gives a token and accepts everything.
   Phone();
   ~Phone();
@@ -32,6 +34,9 @@ class Phone {
   /// The launch: an initialization entry, in a process of its own unless the one that runs was not launched yet.
   void launch(const std::optional<Dictionary>& options, ApplicationState state,
               const std::function<void()>& deferredCallback = {});
+
+  /// The process was launched by an initialization entry that was called in another way.
+  void setLaunched() { launched_ = true; }
 
   /// The process dies; the device keeps what is stored.
   void endProcess();

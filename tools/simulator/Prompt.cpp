@@ -1,11 +1,15 @@
 #include "Prompt.h"
 
 #include <editline/readline.h>
+#include <langinfo.h>
+#include <poll.h>
+#include <unistd.h>
 
-#include <algorithm>
+#include <clocale>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "Simulator.h"
@@ -30,14 +34,48 @@ char** complete(const char* word, int, int) {
   return rl_completion_matches(word, nextCompletion);
 }
 
+// The line that the handler was called with, once it was.
+bool typed = false;
+char* typedLine = nullptr;
+
+void take(char* line) {
+  typedLine = line;
+  typed = true;
+  rl_callback_handler_remove();
+}
+
+// readline() that calls `idle` while nobody types.
+char* readWhile(const std::function<void()>& idle) {
+  typed = false;
+  rl_callback_handler_install(kPrompt, take);
+  pollfd keys{STDIN_FILENO, POLLIN, 0};
+  while (!typed) {
+    if (::poll(&keys, 1, 0) == 0) {
+      idle();
+    } else {
+      rl_callback_read_char();
+    }
+  }
+  return typedLine;
+}
+
+// Else the prompt takes ASCII alone. Numbers stay as they are.
+void useUtf8() {
+  if (setlocale(LC_CTYPE, "") == nullptr || std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) {
+    setlocale(LC_CTYPE, "C.UTF-8");
+  }
+}
+
 }  // namespace
 
-std::optional<std::string> promptLine() {
+std::optional<std::string> promptLine(const std::function<void()>& idle) {
+  static std::once_flag once;
+  std::call_once(once, useUtf8);
   rl_attempted_completion_function = complete;
-  const std::unique_ptr<char, decltype(&std::free)> typed(readline(kPrompt), &std::free);
-  if (!typed) return std::nullopt;
-  if (*typed != '\0') add_history(typed.get());
-  return typed.get();
+  const std::unique_ptr<char, decltype(&std::free)> line(idle ? readWhile(idle) : readline(kPrompt), &std::free);
+  if (!line) return std::nullopt;
+  if (*line != '\0') add_history(line.get());
+  return line.get();
 }
 
 }  // namespace zul::simulator

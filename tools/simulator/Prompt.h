@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -7,7 +8,8 @@ namespace zul::simulator {
 
 inline constexpr const char* kPrompt = "zul> ";
 
-/// The next line that is typed at the prompt, with history and completion; none at the end of the input.
-std::optional<std::string> promptLine();
+/// The next line that is typed at the prompt, with history and completion; none at the end of the input. While nobody
+/// types, `idle` is called over and over where it is given; it must take its time.
+std::optional<std::string> promptLine(const std::function<void()>& idle);
 
 }  // namespace zul::simulator

@@ -1,14 +1,15 @@
 #include "Simulator.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "CurlHttpClient.h"
 #include "DeviceTable.h"
 #include "LinuxClock.h"
 #include "LiveClient.h"
 #include "Operations.h"
-#include "Services.h"
 #include "SimulatorLog.h"
+#include "Tables.h"
 
 namespace zul::simulator {
 
@@ -17,21 +18,31 @@ namespace {
 using std::chrono::steady_clock;
 using Words = std::vector<std::string_view>;
 
-Words serviceNames() {
+// Seconds of virtual time that pass at once while it is behind, and what an answer gets for each.
+constexpr double kBehind = 0.1;
+constexpr auto kBehindWait = std::chrono::milliseconds(100);
+
+constexpr double kLongestWait = 3600;  // seconds until the time is looked at again
+constexpr double kIdle = 0.02;         // seconds
+
+template <typename Table>
+Words names(const Table& table) {
   Words names;
-  for (const auto& service : kServices) names.push_back(service.name);
+  for (const auto& entry : table) names.push_back(entry.name);
   return names;
+}
+
+Words serviceNames() {
+  return names(kServices);
 }
 Words operationNames() {
-  Words names;
-  for (const auto& operation : operations()) names.push_back(operation.name);
-  return names;
+  return names(operations());
 }
 Words networks() {
-  return {"wifi", "cellular", "offline"};
+  return names(kNetworks);
 }
 Words states() {
-  return {"active", "inactive", "background", "foreground", "significantTimeChange"};
+  return names(kStates);
 }
 Words views() {
   return {"documents", "document", "keychain", "payload", "record", "requests", "log", "clock", "timers"};
@@ -51,41 +62,68 @@ Simulator::~Simulator() {
 
 // From here on virtual time follows real time.
 void Simulator::goLive(const SimulatorOptions& options) {
-  live_ = std::make_shared<LiveClient>(std::make_shared<platform::CurlHttpClient>());
-  phone_.sim.http->setUpstream(live_);
-  phone_.deployment.collectorBaseUrl = options.collectorUrl;
-  while (phone_.deployment.collectorBaseUrl.ends_with('/')) phone_.deployment.collectorBaseUrl.pop_back();
+  auto& baseUrl = phone_.deployment.collectorBaseUrl;
+  baseUrl = options.collectorUrl;
+  while (baseUrl.ends_with('/')) baseUrl.pop_back();
   phone_.deployment.caFile = options.caFile;
-  constexpr std::string_view kHttp = "http://";  // as the app-store look-up is asked
-  phone_.deployment.appStoreLookupHost = phone_.deployment.collectorBaseUrl.starts_with(kHttp)
-                                             ? phone_.deployment.collectorBaseUrl.substr(kHttp.size())
-                                             : Deployment().appStoreLookupHost;
+  // The app-store look-up goes there, too, where it can: it is made without TLS. Else it is simulated.
+  constexpr std::string_view kHttp = "http://";
+  if (baseUrl.starts_with(kHttp)) phone_.deployment.appStoreLookupHost = baseUrl.substr(kHttp.size());
+  live_ = std::make_shared<LiveClient>(std::make_shared<platform::CurlHttpClient>());
+  phone_.sim.http->setUpstream(live_, baseUrl);
   phone_.sim.clock->set(platform::LinuxClock().now());
-  phone_.sim.dispatcher->setPace([this](double, double to) {
-    live_->deliver(start_ + std::chrono::duration_cast<steady_clock::duration>(std::chrono::duration<double>(to)));
-    return std::min(to, sinceStart());
-  });
+  phone_.sim.dispatcher->setPace([this](double from, double to) { return pass(from, to); });
+}
+
+// The pace of a real collector.
+double Simulator::pass(double from, double to) {
+  if (live_->open() > 0 && sinceStart() > from + kBehind) {
+    // Time has to be made up for, but must not overtake the answers: they get as much of it as all else.
+    to = std::min(to, from + kBehind);
+    return live_->deliver(steady_clock::now() + kBehindWait) ? from : to;
+  }
+  const std::chrono::duration<double> left(std::clamp(to - sinceStart(), 0.0, kLongestWait));
+  live_->deliver(steady_clock::now() + std::chrono::duration_cast<steady_clock::duration>(left));
+  return std::clamp(sinceStart(), from, to);
 }
 
 double Simulator::sinceStart() const {
   return std::chrono::duration<double>(steady_clock::now() - start_).count();
 }
 
-void Simulator::run(std::string_view line) {
-  Arguments arguments(line);
-  if (arguments.empty()) return;
-  const auto name = arguments.word("a command");
-  const auto command =
-      std::find_if(commands().begin(), commands().end(), [&](const Command& known) { return known.name == name; });
-  if (command == commands().end()) throw CommandError("there is no such command; help tells which there are");
+// What fell due while nobody gave a command.
+void Simulator::catchUp() {
   auto& dispatcher = *phone_.sim.dispatcher;
-  if (live_) dispatcher.advance(sinceStart() - dispatcher.now());  // what fell due while nobody gave a command
+  if (live_) dispatcher.advance(sinceStart() - dispatcher.now());
+}
+
+std::function<void()> Simulator::idle() {
+  if (!live_) return nullptr;
+  return [this] {
+    catchUp();
+    phone_.sim.dispatcher->advance(kIdle);
+  };
+}
+
+void Simulator::run(std::string_view line) {
+  catchUp();
+  Arguments arguments(line);
   shown_.reset();
-  (this->*command->run)(arguments);
+  if (!arguments.empty()) {
+    const auto name = arguments.word("a command");
+    const auto command =
+        std::find_if(commands().begin(), commands().end(), [&](const Command& known) { return known.name == name; });
+    if (command == commands().end()) throw CommandError("there is no such command; help tells which there are");
+    (this->*command->run)(arguments);
+  }
   if (!shown_ && !reports_.empty()) shown_ = std::exchange(reports_, {});
   if (!shown_) return;
   print_(*shown_);
   last_ = std::move(shown_);
+}
+
+void Simulator::finish() {
+  run("");
 }
 
 const std::vector<Simulator::Command>& Simulator::commands() {
@@ -134,9 +172,7 @@ const std::vector<Simulator::Command>& Simulator::commands() {
 }
 
 std::vector<std::string_view> Simulator::commandNames() {
-  Words names;
-  for (const auto& command : commands()) names.push_back(command.name);
-  return names;
+  return names(commands());
 }
 
 std::vector<std::string> Simulator::completions(std::string_view line) {

@@ -35,6 +35,12 @@ class Simulator {
 
   /// Runs one line. Throws CommandError when that cannot be done; the device then is as it was.
   void run(std::string_view line);
+  /// Shows what is left to be told.
+  void finish();
+
+  /// Real time passes against a real collector, also between two lines: the moment that whoever waits for the next one
+  /// is to spend here, over and over. Null in virtual time.
+  std::function<void()> idle();
 
   /// The words that `line` can go on with, its last one being incomplete, each as the whole word.
   static std::vector<std::string> completions(std::string_view line);
@@ -74,6 +80,8 @@ class Simulator {
   boost::json::value view(const std::string& what);
   boost::json::value documentView(const std::string& name);
   void goLive(const SimulatorOptions& options);
+  double pass(double from, double to);
+  void catchUp();
   double sinceStart() const;
   void setInfo(const boost::json::object& entries);
   std::function<void(boost::json::object)> reporter();

@@ -19,12 +19,22 @@ boost::json::object documentsView(platform::SimulatedStore& store) {
   return documents;
 }
 
-boost::json::object requestView(const platform::HttpRequest& request) {
+namespace {
+
+// The path and query of a URL, below the base URL where it begins with that.
+std::string target(std::string_view url, std::string_view baseUrl) {
+  if (url.starts_with(baseUrl)) return std::string(url.substr(baseUrl.size()));
+  const auto host = url.find("://");
+  const auto path = host == url.npos ? url.npos : url.find('/', host + 3);
+  return std::string(url.substr(std::min(path, url.size())));
+}
+
+}  // namespace
+
+boost::json::object requestView(const platform::HttpRequest& request, std::string_view baseUrl) {
   collector::HttpRequest arrived;
   arrived.method = request.method;
-  const auto scheme = request.url.find("://");
-  const auto path = scheme == request.url.npos ? request.url.npos : request.url.find('/', scheme + 3);
-  if (path != request.url.npos) arrived.target = request.url.substr(path);
+  arrived.target = target(request.url, baseUrl);
   boost::json::object headers;
   for (const auto& [name, value] : request.headers) {
     headers[name] = value;
@@ -55,9 +65,10 @@ boost::json::array timersView(const platform::SimulatedDispatcher& dispatcher) {
   boost::json::array timers;
   for (const auto& waiting : dispatcher.waiting()) {
     // Rounded, since a sum of seconds in doubles is seldom exact.
-    boost::json::object timer{{"in", std::round((waiting.due - dispatcher.now()) * 1000) / 1000},
-                              {"queue", waiting.queue}};
+    const double left = std::max(waiting.due - dispatcher.now(), 0.0);
+    boost::json::object timer{{"in", std::round(left * 1000) / 1000}, {"queue", waiting.queue}};
     if (waiting.every > 0) timer["every"] = waiting.every;
+    if (waiting.sleeping) timer["sleeping"] = true;
     timers.push_back(std::move(timer));
   }
   return timers;

@@ -4,7 +4,6 @@
 #include <boost/json/object.hpp>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "zul/platform/HttpClient.h"
 
@@ -24,12 +23,13 @@ namespace zul::simulator {
 boost::json::object documentsView(platform::SimulatedStore& store);
 
 /// Method, URL, headers and the body, decoded. What is wrong with a request, if anything, is its "problem".
-boost::json::object requestView(const platform::HttpRequest& request);
+/// `baseUrl` is the collector's.
+boost::json::object requestView(const platform::HttpRequest& request, std::string_view baseUrl);
 
 /// The wall clock "time" in its "zone", and the same in "seconds" since 1970.
 boost::json::object clockView(const platform::SimulatedClock& clock);
 
-/// What waits, with the seconds until then.
+/// What waits, with the seconds until then: 0 where it is due and its queue is held up by a task that is "sleeping".
 boost::json::array timersView(const platform::SimulatedDispatcher& dispatcher);
 
 /// All fields that are set.

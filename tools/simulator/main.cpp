@@ -1,19 +1,19 @@
 // zul-sim: a simulated device with the library on it, commanded from a script, standard input or a prompt.
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include "Json.h"
+#include "LineReader.h"
 #include "Prompt.h"
 #include "Simulator.h"
 
@@ -50,25 +50,35 @@ bool run(simulator::Simulator& simulator, const std::string& line, int number) {
   }
 }
 
-bool runScript(simulator::Simulator& simulator, std::istream& script, bool transcript) {
-  std::string line;
-  for (int number = 1; std::getline(script, line); ++number) {
+bool runScript(simulator::Simulator& simulator, int file, bool transcript) {
+  simulator::LineReader lines(file, simulator.idle());
+  for (int number = 1; auto line = lines.next(); ++number) {
+    if (number == 1 && line->starts_with("\xEF\xBB\xBF")) line->erase(0, 3);  // as some editors begin a file
     if (transcript) {
-      fmt::print("{}{}\n", line.empty() ? "" : simulator::kPrompt, line);
+      fmt::print("{}{}\n", line->empty() ? "" : simulator::kPrompt, *line);
       std::fflush(stdout);
     }
-    if (!run(simulator, line, number)) return false;
+    if (!run(simulator, *line, number)) return false;
   }
   return true;
 }
 
-void runPrompt(simulator::Simulator& simulator) {
-  for (int number = 1;; ++number) {
-    const auto line = simulator::promptLine();
-    if (!line) break;
-    run(simulator, *line, number);
+bool runPrompt(simulator::Simulator& simulator) {
+  const auto idle = simulator.idle();
+  for (int number = 1; const auto line = simulator::promptLine(idle); ++number) run(simulator, *line, number);
+  fmt::print(stderr, "\n");
+  return true;
+}
+
+bool runInput(simulator::Simulator& simulator, const std::string& scriptFile, bool transcript) {
+  int input = STDIN_FILENO;
+  if (!scriptFile.empty()) {
+    input = open(scriptFile.c_str(), O_RDONLY | O_CLOEXEC);
+    if (input < 0) throw std::system_error(errno, std::generic_category(), "cannot read " + scriptFile);
   }
-  fmt::print("\n");
+  const bool done = isatty(input) != 0 ? runPrompt(simulator) : runScript(simulator, input, transcript);
+  if (done) simulator.finish();
+  return done;
 }
 
 }  // namespace
@@ -98,14 +108,9 @@ int main(int argc, char** argv) {
     options.printLog = !noLog;
     const bool indent = transcript || isatty(STDOUT_FILENO) != 0;
     simulator::Simulator simulator(options, [indent](const auto& value) { print(value, indent); });
-    if (!scriptFile.empty()) {
-      std::ifstream script(scriptFile);
-      if (!script || std::filesystem::is_directory(scriptFile)) throw std::runtime_error("cannot read " + scriptFile);
-      return runScript(simulator, script, transcript) ? 0 : 1;
-    }
-    if (isatty(STDIN_FILENO) == 0) return runScript(simulator, std::cin, transcript) ? 0 : 1;
-    runPrompt(simulator);
-    return 0;
+    const bool done = runInput(simulator, scriptFile, transcript);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) throw std::runtime_error("cannot write the output");
+    return done ? 0 : 1;
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 1;
   } catch (const std::exception& error) {

@@ -22,6 +22,8 @@ class SimulatedDispatcher::Worker {
 
   /// True when no task is on its way.
   bool idle() const { return !task_; }
+  /// The task's.
+  int queue() const { return queue_; }
 
   void begin(Event event) {
     take(std::move(event));
@@ -204,13 +206,16 @@ SimulatedDispatcher::Worker& SimulatedDispatcher::idleWorker() {
 }
 
 std::vector<SimulatedDispatcher::Waiting> SimulatedDispatcher::waiting() const {
+  const auto name = [](int queue) {
+    if (queue == kMain) return "main";
+    return queue == kGlobal ? "global" : "serial";
+  };
   std::vector<Waiting> waiting;
   for (const auto& [key, event] : events_) {
     waiting.push_back({.due = key.first,
-                       .queue = event.queue == kMain     ? "main"
-                                : event.queue == kGlobal ? "global"
-                                                         : "serial",
-                       .every = event.repeat ? event.repeat->every : 0});
+                       .queue = name(event.sleeper ? event.sleeper->queue() : event.queue),
+                       .every = event.repeat ? event.repeat->every : 0,
+                       .sleeping = event.sleeper != nullptr});
   }
   return waiting;
 }

@@ -25,9 +25,10 @@ class SimulatedDispatcher final : public Dispatcher {
 
   /// What waits for its time.
   struct Waiting {
-    double due = 0;  ///< virtual seconds
+    double due = 0;  ///< virtual seconds; in the past when its queue is held up by a task that sleeps
     const char* queue = "";
-    double every = 0;  ///< seconds; 0 unless it is a repeating timer
+    double every = 0;       ///< seconds; 0 unless it is a repeating timer
+    bool sleeping = false;  ///< a task that has begun
   };
 
   /// Lets time pass that is not virtual alone: asked before the clock moves from one moment to a later one, it
@@ -61,6 +62,10 @@ class SimulatedDispatcher final : public Dispatcher {
 
   /// Without a pace, the standard, virtual time leaps to what is due next.
   void setPace(Pace pace) { pace_ = std::move(pace); }
+  bool paced() const { return pace_ != nullptr; }
+
+  /// True while stop() lets sleeping tasks end.
+  bool stopping() const { return stopping_; }
 
  private:
   friend class SimulatedSerialQueue;

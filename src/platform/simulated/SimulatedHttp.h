@@ -36,14 +36,18 @@ class SimulatedHttp final : public HttpClient {
   void setAnswer(const std::string& piece, Answer answer) { answers_[piece] = {{}, std::move(answer)}; }
   /// Forgets the answers given so far for `piece`.
   void forget(const std::string& piece) { answers_.erase(piece); }
-  /// Offline, every request fails at once.
+  /// Offline, every request fails at once, and open ones when their answer would come.
   void setOnline(bool online) { online_ = online; }
-  /// Has another client answer, in the place of the script. It completes on the dispatcher's thread.
-  void setUpstream(std::shared_ptr<HttpClient> upstream) { upstream_ = std::move(upstream); }
+  /// Has another client answer, in the place of the script, where a URL begins with `baseUrl`. It completes on the
+  /// dispatcher's thread.
+  void setUpstream(std::shared_ptr<HttpClient> upstream, std::string baseUrl) {
+    upstream_ = std::move(upstream);
+    upstreamBaseUrl_ = std::move(baseUrl);
+  }
   /// Takes over the answers that another would give from now on.
   void answerLike(const SimulatedHttp& other) {
     answers_ = other.answers_;
-    upstream_ = other.upstream_;
+    setUpstream(other.upstream_, other.upstreamBaseUrl_);
   }
 
   /// All requests so far, in the order they were made.
@@ -59,13 +63,15 @@ class SimulatedHttp final : public HttpClient {
   };
 
   Answer next(const HttpRequest& request);
-  static HttpResponse response(const Answer& answer);
+  HttpResponse response(const Answer& answer) const;
+  bool goesUpstream(const HttpRequest& request) const;
 
   std::shared_ptr<SimulatedDispatcher> dispatcher_;
   std::map<std::string, Script> answers_;
   std::vector<HttpRequest> requests_;
   bool online_ = true;
   std::shared_ptr<HttpClient> upstream_;
+  std::string upstreamBaseUrl_;
   std::shared_ptr<char> process_ = std::make_shared<char>();  // whose requests are open
 };
 

@@ -62,7 +62,7 @@ class MemoryLog final : public LogSink {
   std::vector<std::string> lines;
 };
 
-/// A whole device in memory and virtual time: one thread, no I/O. Each piece can be scripted; the pieces
+/// A whole device in memory and virtual time: one thing at a time, no I/O. Each piece can be scripted; the pieces
 /// outlive the library, so that a second library on them is a restart.
 struct SimulatedPlatform {
   SimulatedPlatform();

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "RecordedRequest.h"
+#include "zul/Application.h"
+#include "zul/platform/Reachability.h"
+
+/// What commands choose from by name. An entry that is `missing` belongs to a capability that is not built yet.
+namespace zul::simulator {
+
+/// A service that a script gives answers of.
+struct Service {
+  std::string_view name;
+  collector::Endpoint endpoint;
+  std::string_view missing = "";
+};
+inline constexpr Service kServices[] = {
+    {"token", collector::Endpoint::token},
+    {"upload", collector::Endpoint::upload},
+    {"errorlog", collector::Endpoint::errorlog},
+    {"appstore", collector::Endpoint::appstore},
+    {"pushclick", collector::Endpoint::pushclick, "push"},
+    {"fingerprint", collector::Endpoint::fingerprint, "attribution"},
+    {"searchads", collector::Endpoint::unknown, "attribution"},
+};
+
+struct Network {
+  std::string_view name;
+  std::uint32_t flags;
+};
+inline constexpr Network kNetworks[] = {
+    {"wifi", platform::Reachability::kReachable},
+    {"cellular", platform::Reachability::kReachable | platform::Reachability::kIsWwan},
+    {"offline", 0},
+};
+
+struct State {
+  std::string_view name;
+  ApplicationState state;
+  std::string_view missing = "";
+};
+inline constexpr State kStates[] = {
+    {"active", ApplicationState::active},
+    {"inactive", ApplicationState::inactive},
+    {"background", ApplicationState::background},
+    {"foreground", ApplicationState::inactive},  // on its way to active
+    {"significantTimeChange", ApplicationState::active, "the network clock"},
+};
+
+/// The entry of that name; null when there is none.
+template <typename Table>
+const auto* find(const Table& table, std::string_view name) {
+  for (const auto& entry : table) {
+    if (entry.name == name) return &entry;
+  }
+  return static_cast<decltype(&*std::begin(table))>(nullptr);
+}
+
+}  // namespace zul::simulator

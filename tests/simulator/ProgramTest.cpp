@@ -70,14 +70,16 @@ class Terminal {
   }
   /// All that is printed up to `end`, or within ten seconds.
   std::string until(const std::string& end) {
-    std::string text;
     pollfd poll{terminal_, POLLIN, 0};
     char piece[4096];
-    while (text.find(end) == text.npos && ::poll(&poll, 1, 10'000) > 0) {
+    while (printed_.find(end) == printed_.npos && ::poll(&poll, 1, 10'000) > 0) {
       const auto size = read(terminal_, piece, sizeof piece);
       if (size <= 0) break;
-      text.append(piece, static_cast<std::size_t>(size));
+      printed_.append(piece, static_cast<std::size_t>(size));
     }
+    const auto length = printed_.find(end) == printed_.npos ? printed_.size() : printed_.find(end) + end.size();
+    const auto text = printed_.substr(0, length);
+    printed_.erase(0, length);
     return text;
   }
   int exitStatus() {
@@ -87,6 +89,7 @@ class Terminal {
 
  private:
   int terminal_ = -1;
+  std::string printed_;  // and not asked for yet
   pid_t id_ = -1;
 };
 

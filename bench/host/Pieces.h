@@ -13,8 +13,7 @@
 
 namespace zul::bench {
 
-/// The real dispatcher, save that long waits are cut short: a start-up completes at once instead of after
-/// seconds.
+/// The real dispatcher, save that a start-up completes at once instead of after seconds.
 class HastyDispatcher final : public platform::Dispatcher {
  public:
   explicit HastyDispatcher(std::shared_ptr<platform::Dispatcher> real) : real_(std::move(real)) {}

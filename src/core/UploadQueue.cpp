@@ -20,10 +20,16 @@ constexpr std::string_view kNoKeys = "{}";
 
 constexpr int kMostOpen = 4;
 
-// A queue up to this size is stored at every failed send. A larger one, whose commit would hold up the host's
-// thread for longer, is stored every other second: the journal holds what the document lacks until then.
+// A queue up to this size is stored at every failed send. The commit of a larger one would hold up the host's thread
+// for longer, so that it is made the more rarely the larger it is: the journal holds what the document lacks until
+// then.
 constexpr std::size_t kSaveAtOnce = 64 * 1024;
-constexpr double kSaveEvery = 2.0;  // seconds
+
+// In seconds.
+double saveAfter(std::size_t size) {
+  constexpr double kBytesASecond = 64 * 1024;
+  return std::clamp(static_cast<double>(size) / kBytesASecond, 2.0, 60.0);
+}
 
 }  // namespace
 
@@ -188,7 +194,7 @@ void UploadQueue::keep(const Entries& list) {
   if (size <= kSaveAtOnce) {
     save(image());
   } else {
-    dispatcher_->after(kSaveEvery, platform::Dispatcher::Queue::global, [this] {
+    dispatcher_->after(saveAfter(size), platform::Dispatcher::Queue::global, [this] {
       {
         const std::lock_guard lock(mutex_);
         saveScheduled_ = false;

@@ -231,7 +231,7 @@ TEST_F(UploadTest, ALargeQueueIsStoredNowAndThenAndJournaledMeanwhile) {
   EXPECT_EQ(phone.journaled(), 3U);
   EXPECT_EQ(queued(), std::string(100, 'x'));
   EXPECT_EQ(sent().back(), std::string(100, 'x') + "abc");
-  phone.sim.dispatcher->advance(2);
+  phone.sim.dispatcher->advance(10);
   EXPECT_EQ(phone.journaled(), 0U);
   EXPECT_EQ(queued(), std::string(100, 'x') + "abc");
 }

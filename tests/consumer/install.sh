@@ -7,3 +7,4 @@ rm -rf "$prefix" "$prefix.before"
 "$cmake" --install "$build" --prefix "$prefix.before" >/dev/null
 mv "$prefix.before" "$prefix"
 "$prefix/bin/zul-collector" --help >/dev/null
+"$prefix/bin/zul-sim" --help >/dev/null

@@ -99,6 +99,10 @@ TEST_F(CommandTest, ExpectationsTellBothSides) {
   EXPECT_EQ(error("expect /zone/0 1"), "/zone/0 is absent, and should be 1");
   EXPECT_EQ(error("expect /# 3"), "none");
   EXPECT_THAT(error("expect zone 1"), HasSubstr("a path is like"));
+  run({"document A {\"b\":null}", "show document A /b"});
+  EXPECT_EQ(error("expect \"\" absent"), "the whole is null, and should be absent");
+  run({"show document A /c"});
+  EXPECT_EQ(error("expect \"\" null"), "the whole is absent, and should be null");
 }
 
 TEST_F(CommandTest, TheClockFollowsItsZone) {

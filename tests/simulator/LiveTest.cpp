@@ -27,8 +27,9 @@ class LiveTest : public testing::Test {
 
 TEST_F(LiveTest, AVisitArrivesInRealTime) {
   const auto begin = std::chrono::steady_clock::now();
-  for (const auto* line : {"launch callback", "advance 5s", "advance 500ms"}) simulator->run(line);
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(5500));
+  for (const auto* line : {"launch callback", "advance 5s"}) simulator->run(line);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+  for (int n = 0; n < 200 && shown.is_null(); ++n) simulator->run("advance 100ms");
   EXPECT_EQ(json::text(shown.at(0).at("callback")), "\"deferred\"");
   EXPECT_EQ(collector.counts().good, 3U);  // token, look-up, upload
   EXPECT_EQ(collector.counts().bad, 0U);

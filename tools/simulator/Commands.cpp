@@ -279,7 +279,9 @@ void Simulator::show(Arguments& arguments) {
   if (!arguments.empty()) {
     const auto path = arguments.word("the path");
     arguments.end();
-    shown_ = at(whole, path).value_or(nullptr);
+    const auto picked = at(whole, path);
+    shown_ = picked.value_or(nullptr);
+    absent_ = !picked;
     return;
   }
   shown_ = std::move(whole);
@@ -324,7 +326,7 @@ void Simulator::expect(Arguments& arguments) {
   if (!last_) throw CommandError("nothing has been shown yet");
   do {
     const auto path = arguments.word("the path");
-    const auto found = at(*last_, path);
+    const auto found = lastAbsent_ ? std::nullopt : at(*last_, path);
     const bool absent = arguments.take("absent");
     const auto wanted = absent ? std::nullopt : std::optional(arguments.value("the value"));
     if (found == wanted) continue;

@@ -109,6 +109,7 @@ void Simulator::run(std::string_view line) {
   catchUp();
   Arguments arguments(line);
   shown_.reset();
+  absent_ = false;
   if (!arguments.empty()) {
     const auto name = arguments.word("a command");
     const auto command =
@@ -120,6 +121,7 @@ void Simulator::run(std::string_view line) {
   if (!shown_) return;
   print_(*shown_);
   last_ = std::move(shown_);
+  lastAbsent_ = absent_;
 }
 
 void Simulator::finish() {

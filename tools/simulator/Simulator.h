@@ -94,8 +94,10 @@ class Simulator {
   Phone phone_;
   ApplicationState state_ = ApplicationState::active;
   std::optional<boost::json::value> shown_;  // by the running command
+  bool absent_ = false;                      // whether that null stands for what a path did not find
   std::optional<boost::json::value> last_;   // shown, which expectations are about
-  boost::json::array reports_;               // of callbacks that were called and not told yet
+  bool lastAbsent_ = false;
+  boost::json::array reports_;  // of callbacks that were called and not told yet
 };
 
 }  // namespace zul::simulator

@@ -173,9 +173,14 @@ SessionJson SessionRecord::initUniqueInstance(std::optional<boost::json::value>&
   SessionJson record;
   record.sdk_version = "1.1.5";
   record._qzhst = collectorBaseUrl_;
-  readStore(record);
   readEnvironment(record);
   readIdentifiers(record, foundAppId);
+  readStore(record);  // from the disk, where that has to be, so that it is in memory below
+  // In one transaction, so that the session that another thread begins just now is in it as a whole or not at all.
+  db_.transaction([&] {
+    readStore(record);
+    storeIdentifiers(record);
+  });
   return record;
 }
 
@@ -235,7 +240,10 @@ void SessionRecord::readIdentifiers(SessionJson& record, std::optional<boost::js
     if (!foundAppId) foundAppId = lookUpAppId(*record.pkg);
     record.appId = *foundAppId;
   }
-  // One edit, so that two threads that make a record at once agree on the uuid.
+}
+
+// Two threads that make a record at once agree on the uuid.
+void SessionRecord::storeIdentifiers(SessionJson& record) {
   db_.update("Identify", [&](MutableDocument& document) {
     record.uuid = getUUID();
     record.sid = document.stringForKey("sid");

@@ -57,6 +57,7 @@ class SessionRecord {
   void readStore(SessionJson& record);
   void readEnvironment(SessionJson& record) const;
   void readIdentifiers(SessionJson& record, std::optional<boost::json::value>& foundAppId);
+  void storeIdentifiers(SessionJson& record);
   boost::json::value lookUpAppId(const std::string& pkg) const;
 
   LocalDB& db_;

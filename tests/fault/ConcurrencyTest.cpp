@@ -193,5 +193,44 @@ TEST_F(ConcurrencyTest, AnyOperationOnAnyThreadAtAnyTime) {
   std::cout << reported.size() << " numbered events in " << collector.counts().total << " requests\n";
 }
 
+// A record that is made while sessions begin shows one of them as a whole.
+TEST(RecordConcurrencyTest, ShowsOneSessionWhileAnotherBegins) {
+  const TemporaryFolder folder;
+  LinuxOptions options;
+  options.dataFolder = folder.path("store");
+  options.bundleFolder = folder.path();
+  auto platform = linuxPlatform(options);
+  platform.deployment.appStoreLookupHost = "127.0.0.1:9";
+  platform.log = std::make_shared<KeptLog>();
+  Runtime runtime(std::move(platform));
+  const auto begin = [&](std::int64_t visit) {
+    runtime.db().transaction([&] {
+      runtime.db().update("Behavior", [&](MutableDocument& behavior) {
+        behavior.setInteger(visit, "lifeCriteriaVisit");
+        behavior.setInteger(visit, "vtTz");
+      });
+      runtime.db().update("Identify", [&](MutableDocument& identify) {
+        identify.setString(std::to_string(visit), "sid");
+        identify.setInteger(1, "appId");
+      });
+    });
+    std::this_thread::sleep_for(std::chrono::microseconds(50));  // a record may be made just here
+    runtime.record().clearInstance();
+  };
+  begin(1);
+  std::atomic<bool> done = false;
+  std::thread sessions([&] {
+    for (std::int64_t visit = 2; visit < kCalls * 4; ++visit) begin(visit);
+    done = true;
+  });
+  while (!done) {
+    runtime.record().clearInstance();
+    const auto record = runtime.record().sharedInstance();
+    EXPECT_EQ(record->sid, std::to_string(record->ltvt));
+    EXPECT_EQ(record->vtTz, record->ltvt);
+  }
+  sessions.join();
+}
+
 }  // namespace
 }  // namespace zul::test

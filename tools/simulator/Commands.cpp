@@ -26,7 +26,6 @@ namespace {
 using boost::json::object;
 using boost::json::value;
 using collector::Endpoint;
-using platform::Reachability;
 
 [[noreturn]] void notBuilt(std::string_view capability) {
   throw CommandError(fmt::format("the library does not do this yet: {}", capability));

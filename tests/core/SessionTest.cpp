@@ -28,31 +28,6 @@ TEST_F(SessionTest, ASessionIsNewOnlyAfterItsLastSecond) {
   EXPECT_TRUE(phone.tracker().checkNewSession());
 }
 
-TEST_F(SessionTest, AnEventAfterTheSessionBeginsANewOneAndCarriesIt) {
-  phone.launch();
-  const auto first = test::session(phone.uploads()[0][0]);
-  const double accepted = phone.sim.clock->now();
-  EXPECT_EQ(phone.document("Behavior").at("sessionExpireSec").as_double(), accepted + 1800);
-
-  phone.sim.dispatcher->advance(1800);
-  phone.tracker().sendTransaction();
-  phone.sim.dispatcher->run();
-  const auto same = test::session(phone.uploads().at(1)[0]);
-  EXPECT_EQ(same.at("sid"), first.at("sid"));
-  EXPECT_EQ(same.at("isVisitNew"), "N");
-  EXPECT_EQ(same.at("ltvt"), 1);
-
-  phone.sim.dispatcher->advance(1801);
-  phone.tracker().sendTransaction();
-  phone.sim.dispatcher->run();
-  ASSERT_EQ(phone.uploads().size(), 3U);
-  const auto next = test::session(phone.uploads()[2][0]);
-  EXPECT_NE(next.at("sid"), first.at("sid"));
-  EXPECT_EQ(next.at("uuid"), first.at("uuid"));
-  EXPECT_EQ(next.at("isVisitNew"), "Y");
-  EXPECT_EQ(next.at("ltvt"), 2);
-}
-
 TEST_F(SessionTest, BeforeInitializationAnEventBuildsButNeitherBeginsNorSends) {
   phone.boot();
   EXPECT_TRUE(phone.tracker().sendTransaction());

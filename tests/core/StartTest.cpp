@@ -11,82 +11,12 @@ class StartTest : public testing::Test {
   test::Phone phone;
 };
 
-TEST_F(StartTest, TheFirstLaunchTakesATokenAndBeginsASession) {
-  phone.boot();
-  phone.initialize();
-  EXPECT_TRUE(phone.tracker().firstExcute());
-  EXPECT_FALSE(phone.tracker().getZULInitFlag());
-  phone.sim.dispatcher->advance(4.9);
-  EXPECT_TRUE(phone.tracker().accessTokenRequestDone());
-  EXPECT_FALSE(phone.tracker().getZULInitFlag());
-  EXPECT_TRUE(phone.uploads().empty());
-  phone.sim.dispatcher->advance(0.2);
-  EXPECT_TRUE(phone.tracker().getZULInitFlag());
-
-  const auto tokens = phone.sim.http->requests("acsTokenRps");
-  ASSERT_EQ(tokens.size(), 1U);
-  EXPECT_EQ(tokens[0].url, "https://collector.test/token/v1/acsTokenRps.do?_qzno=1001&_wPkg=com.example.app");
-  EXPECT_EQ(phone.document("AppInfo"),
-            boost::json::parse(R"({"accessToken":"tk-1","serviceNumber":1001,"expireDate":30,"useMode":1,
-                                   "isDebug":false,"isInstallRetention":false,"isFingerPrint":false})")
-                .as_object());
-  // The network clock never synchronized: the install time is the device's at the completion.
-  EXPECT_EQ(phone.document("Install").at("installTime").as_double(), (test::Phone::kStart + 5) * 1000);
-  ASSERT_EQ(phone.uploads().size(), 1U);
-  EXPECT_EQ(test::session(phone.uploads()[0][0]).at("isVisitNew"), "Y");
-  EXPECT_EQ(phone.document("Behavior").at("visitNew"), "N");
-
-  phone.initialize();
-  EXPECT_EQ(logged("======already init done========"), 1U);
-}
-
-TEST_F(StartTest, TheNextLaunchUsesTheStoredTokenAndKeepsTheInstallTime) {
-  phone.launch();
-  const auto install = phone.document("Install").at("installTime");
-  phone.sim.dispatcher->advance(60);
-  phone.launch();
-  EXPECT_FALSE(phone.tracker().firstExcute());
-  EXPECT_TRUE(phone.tracker().getZULInitFlag());
-  EXPECT_EQ(phone.sim.http->requests("acsTokenRps").size(), 1U);
-  EXPECT_EQ(phone.document("Install").at("installTime"), install);
-  EXPECT_EQ(phone.document("Install").at("timeOffset"), 0.0);
-  EXPECT_EQ(phone.uploads().size(), 1U);  // the session goes on
-}
-
 TEST_F(StartTest, AConfiguredTokenGoesBeforeTheStoredOne) {
   phone.store("AppInfo", R"({"accessToken":"stored"})");
   phone.configure(R"({"useMode":1,"accessToken":"configured"})");
   phone.launch();
   EXPECT_EQ(phone.document("AppInfo").at("accessToken"), "configured");
   EXPECT_TRUE(phone.sim.http->requests("acsTokenRps").empty());
-}
-
-TEST_F(StartTest, WithoutATokenNothingIsInitializedUntilTheNextStart) {
-  for (const platform::SimulatedHttp::Answer& answer :
-       std::vector<platform::SimulatedHttp::Answer>{{"", 200, 0, "refused"},
-                                                    {R"({"code":"ERR"})"},
-                                                    {"<html>"},
-                                                    {R"({"token":7})"},
-                                                    {R"({"token":""})"},
-                                                    {"[]"}}) {
-    phone.sim.http->forget("acsTokenRps");
-    phone.sim.http->answer("acsTokenRps", answer);
-    phone.launch();
-    EXPECT_FALSE(phone.tracker().getZULInitFlag()) << answer.body;
-    phone.tracker().sendTransaction();
-    phone.sim.dispatcher->advance(10);
-  }
-  const auto errors = phone.sim.http->requests("errorRcv");
-  ASSERT_EQ(errors.size(), 1U);  // for the request that failed; an answer without a token is an answer
-  EXPECT_NE(errors[0].body->find("AccessToken Request Error"), std::string::npos);
-  // The session of the start-up is sent even so, once.
-  EXPECT_EQ(phone.uploads().size(), 1U);
-
-  phone.sim.http->forget("acsTokenRps");
-  phone.sim.http->answer("acsTokenRps", {R"({"token":"tk-2"})"});
-  phone.launch();
-  EXPECT_TRUE(phone.tracker().getZULInitFlag());
-  EXPECT_EQ(phone.document("AppInfo").at("accessToken"), "tk-2");
 }
 
 TEST_F(StartTest, OfflineTheInstallTimeIsLocalAndNoTokenIsAskedFor) {
@@ -150,17 +80,6 @@ TEST_F(StartTest, TheLaunchLinkDecidesByTheFirstMatch) {
   EXPECT_EQ(logged("DEBUG_ZUL_launchOption_empty"), 1U);
 }
 
-TEST_F(StartTest, ModeThreeAccountsAndStaysOffline) {
-  phone.configure(R"({"useMode":3})");
-  phone.launch();
-  phone.sim.dispatcher->advance(60);
-  EXPECT_TRUE(phone.sim.http->requests().empty());
-  EXPECT_FALSE(phone.tracker().getZULInitFlag());
-  EXPECT_EQ(phone.document("AppInfo").at("accessToken"), "offlineTokenValue");
-  EXPECT_EQ(phone.document("Behavior").at("lifeCriteriaVisit"), 1);
-  EXPECT_EQ(phone.document("Install").at("installTime").as_double(), test::Phone::kStart * 1000);
-}
-
 TEST_F(StartTest, EventsRecordedBeforeInitializationAreSentInTheSessionThatBegins) {
   phone.store("DataBeforeInit", R"({"entireExceptionData":[{"SESSION":{"sid":"old","n":1}},{"n":2},7,{}]})");
   phone.launch();
@@ -173,17 +92,6 @@ TEST_F(StartTest, EventsRecordedBeforeInitializationAreSentInTheSessionThatBegin
   EXPECT_EQ(test::session(list[0]).at("sid"), begun.at("sid"));
   EXPECT_EQ(test::session(list[0]).at("vtTz"), begun.at("vtTz"));
   EXPECT_EQ(list[1], (boost::json::object{{"n", 2}}));
-}
-
-TEST_F(StartTest, BlockedEventsAreDropped) {
-  phone.store("DataBeforeInit", R"({"entireExceptionData":[{"SESSION":{"n":1}}]})");
-  phone.boot();
-  phone.tracker().setBlockingLogEventCallBeforeSdkInitComplete(true);
-  phone.initialize();
-  phone.sim.dispatcher->advance(10);
-  EXPECT_EQ(phone.uploads().size(), 1U);
-  EXPECT_FALSE(phone.tracker().getBlockingLogEventCallBeforeSdkInitComplete());
-  EXPECT_EQ(logged("the entireExceptionData was ignored."), 1U);
 }
 
 TEST_F(StartTest, TheParallelVariantEndsOnTheMainQueueOnce) {

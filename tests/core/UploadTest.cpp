@@ -51,24 +51,6 @@ class UploadTest : public testing::Test {
   test::Phone phone;
 };
 
-TEST_F(UploadTest, WhatIsNotAcceptedGoesOutAheadOfTheNext) {
-  const std::vector<Answer> notAccepted = {kRefused, kUnreachable, {"<html>", 500}, {""}, {"[]"}, {R"({"code":1})"}};
-  for (const auto& answer : notAccepted) {
-    phone.sim.http->clearRequests();
-    answers({answer});
-    event("a");
-    EXPECT_EQ(queued(), "a");
-    event("b");
-    EXPECT_EQ(queued(), "ab");
-    EXPECT_EQ(phone.journaled(), 0U);
-    answers({kAccepted});
-    event("c");
-    EXPECT_EQ(sent(), (std::vector<std::string>{"a", "ab", "abc"})) << answer.body;
-    EXPECT_EQ(queued(), "");
-    EXPECT_EQ(phone.journaled(), 0U);
-  }
-}
-
 TEST_F(UploadTest, TheCollectorLearnsWhyItWasNotAccepted) {
   answers({kRefused, kUnreachable});
   event("a");

@@ -59,21 +59,6 @@ TEST_F(FacadeTest, StoredAttributionIsToldAtTheFirstLook) {
   EXPECT_EQ(logged("break index in dealyed getAttributedInfo 0"), 1U);
 }
 
-TEST_F(FacadeTest, AttributionThatArrivesWhileWaitingIsTold) {
-  std::vector<double> told;
-  facade::getAttributedInfo(*phone.runtime, [&](const Dictionary& info) {
-    EXPECT_FALSE(info.empty());
-    told.push_back(phone.sim.dispatcher->now());
-  });
-  phone.sim.dispatcher->after(7.5, platform::Dispatcher::Queue::global, [&] {
-    phone.runtime->db().update("AttributionInfo", [](MutableDocument& document) {
-      document.setValue(boost::json::object{{"installMedia", "m"}}, "attributionInfo");
-    });
-  });
-  phone.sim.dispatcher->advance(20);
-  EXPECT_EQ(told, (std::vector<double>{8}));
-}
-
 TEST_F(FacadeTest, WithoutAttributionAnEmptyDictionaryComesAfterTenLooks) {
   std::vector<double> told;
   facade::getAttributedInfo(*phone.runtime, [&](const Dictionary& info) {

@@ -100,30 +100,6 @@ TEST_F(SessionControllerTest, PurchasesCountWithinThePeriod) {
   }
 }
 
-TEST_F(SessionControllerTest, MarkersAreClearedInStoreAndRecord) {
-  auto& record = phone.runtime->record();
-  record.edit([](SessionJson& r) {
-    r.openDl = "app://x";
-    r.isDrUpdate = r.isIrUpdate = r.aidChange = r.isVisitNew = "Y";
-  });
-  auto& controller = tracker().sessionController();
-  controller.resetDrUpdate();
-  controller.resetIrUpdate();
-  controller.resetOpenDl();
-  controller.resetAidChange();
-  controller.resetAboutNewVisitInfo();
-  EXPECT_EQ(phone.document("DeeplinkReferrerInfo"), (boost::json::object{{"isDrUpdate", "N"}, {"openDl", ""}}));
-  EXPECT_EQ(phone.document("InstallReferrerInfo"), (boost::json::object{{"isIrUpdate", "N"}}));
-  const auto now = record.sharedInstance();
-  EXPECT_EQ(now->isDrUpdate, "N");
-  EXPECT_EQ(now->isIrUpdate, "N");
-  EXPECT_EQ(now->aidChange, "N");
-  EXPECT_EQ(now->isVisitNew, "N");
-  EXPECT_EQ(now->openDl, "");
-  EXPECT_EQ(phone.sim.log->count("[SDK.SessionController.resetDrUpdate]: deeplinkReferrerDoc is nil."), 1U);
-  EXPECT_EQ(phone.sim.log->count("[SDK.SessionController.resetOpenDl]"), 0U);  // the document is there by then
-}
-
 TEST_F(SessionControllerTest, ThePageTrailGrows) {
   auto& controller = tracker().sessionController();
   for (const auto* page : {"home", "list", "item"}) controller.updatePiTraceWithPi(page);

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "Child.h"
 #include "CollectorClient.h"
-#include "Program.h"
 
 namespace zul::collector {
 namespace {
@@ -22,8 +22,9 @@ TEST(ProgramTest, ListensUntilToldToEnd) {
   const auto answers = std::filesystem::temp_directory_path() / ("collector-answers-" + std::to_string(getpid()));
   std::ofstream(answers) << R"({"token":[{"body":"scripted"}], "upload":[{"delay":3600000}]})";
   for (const int number : {SIGTERM, SIGINT}) {
-    test::Program program(ZUL_COLLECTOR_PROGRAM, {"--listen", "127.0.0.1:0", "--answers", answers.string()});
-    const auto ready = program.line();
+    test::Child program(ZUL_COLLECTOR_PROGRAM, {"--listen", "127.0.0.1:0", "--answers", answers.string()});
+    ASSERT_TRUE(program.readUpTo("\n", patience));
+    const auto ready = program.output();
     const std::string beginning = "listening on http://127.0.0.1:";
     ASSERT_THAT(ready, StartsWith(beginning));
     const int port = std::stoi(ready.substr(beginning.size()));
@@ -55,9 +56,9 @@ TEST(ProgramTest, ErrorsAreToldWithStatusOne) {
       {{"--listen", "127.0.0.1:0", "--tls-key", "/nowhere"}, "needs its certificate"},
   };
   for (const auto& [arguments, message] : cases) {
-    test::Program program(ZUL_COLLECTOR_PROGRAM, arguments);
-    EXPECT_THAT(program.line(), HasSubstr(message));
+    test::Child program(ZUL_COLLECTOR_PROGRAM, arguments);
     EXPECT_EQ(program.exitStatus(), 1) << message;
+    EXPECT_THAT(program.output(), HasSubstr(message));
   }
 }
 

@@ -71,73 +71,15 @@ TEST(Payload, ValuesAreLeftOutByTheirRules) {
   EXPECT_EQ(keys(payload).substr(keys(payload).rfind(' ') + 1), "clientUserAgent");
 }
 
-using S = SessionJson;
-constexpr S::Text S::*kTexts[] = {&S::mbr,
-                                  &S::sx,
-                                  &S::ag,
-                                  &S::mbl,
-                                  &S::mbid,
-                                  &S::isLogin,
-                                  &S::loginTp,
-                                  &S::signupTp,
-                                  &S::cntr,
-                                  &S::lng,
-                                  &S::tz,
-                                  &S::os,
-                                  &S::osvr,
-                                  &S::sr,
-                                  &S::phone,
-                                  &S::apVr,
-                                  &S::cari,
-                                  &S::plat,
-                                  &S::dSource,
-                                  &S::buildMode,
-                                  &S::aidChange,
-                                  &S::pkg,
-                                  &S::advtId,
-                                  &S::uuid,
-                                  &S::vendorId,
-                                  &S::uptAfv,
-                                  &S::keychainUUID,
-                                  &S::sid,
-                                  &S::isVisitNew,
-                                  &S::isDf,
-                                  &S::isWf,
-                                  &S::isMf,
-                                  &S::isWfUs,
-                                  &S::lastOrderNo,
-                                  &S::firstOrd,
-                                  &S::isSFail,
-                                  &S::qzs,
-                                  &S::qzm,
-                                  &S::qzc,
-                                  &S::qzw,
-                                  &S::qzaffid,
-                                  &S::qzbffid,
-                                  &S::qzref,
-                                  &S::isDrUpdate,
-                                  &S::openDl,
-                                  &S::latestGcmpid,
-                                  &S::its,
-                                  &S::itm,
-                                  &S::itc,
-                                  &S::itw,
-                                  &S::itaffid,
-                                  &S::itbffid,
-                                  &S::installReferrer,
-                                  &S::isIrUpdate,
-                                  &S::pushtk,
-                                  &S::pushNo,
-                                  &S::pushTitle,
-                                  &S::saveToken,
-                                  &S::_qzhst,
-                                  &S::_accessToken,
-                                  &S::alreadySeenCampaignId,
-                                  &S::inamId};
-
 TEST(Payload, EveryFieldHasItsPlace) {
   auto r = record(1);
-  for (const auto text : kTexts) r.*text = "x";
+  r.mbr = r.sx = r.ag = r.mbl = r.mbid = r.isLogin = r.loginTp = r.signupTp = r.cntr = r.lng = r.tz = r.os = r.osvr =
+      r.sr = r.phone = r.apVr = r.cari = r.plat = r.dSource = r.buildMode = r.aidChange = r.pkg = r.advtId = r.uuid =
+          r.vendorId = r.uptAfv = r.keychainUUID = r.sid = r.isVisitNew = r.isDf = r.isWf = r.isMf = r.isWfUs =
+              r.lastOrderNo = r.firstOrd = r.isSFail = r.qzs = r.qzm = r.qzc = r.qzw = r.qzaffid = r.qzbffid = r.qzref =
+                  r.isDrUpdate = r.openDl = r.latestGcmpid = r.its = r.itm = r.itc = r.itw = r.itaffid = r.itbffid =
+                      r.installReferrer = r.isIrUpdate = r.pushtk = r.pushNo = r.pushTitle = r.saveToken = r._qzhst =
+                          r._accessToken = r.alreadySeenCampaignId = r.inamId = "x";
   for (auto& ut : r.ut) ut = "x";
   for (auto& slot : r.inrc) slot.inrc = "x";
   r.qzp = r.qzclkTime = r.itp = r.itclkTime = r.inamClkTime = r.inamExpireTime = r.latestSkAdCurValue = 1;

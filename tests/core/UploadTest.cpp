@@ -136,24 +136,6 @@ TEST_F(UploadTest, WhileFourRequestsAreOpenPayloadsGather) {
   EXPECT_EQ(queued(), "");
 }
 
-TEST_F(UploadTest, AProcessThatDiesBeforeTheAnswerLosesNothing) {
-  answers({kRefused, after(60, kAccepted)});
-  event("a");
-  event("b");
-  event("c");
-  EXPECT_EQ(phone.journaled(), 2U);
-  phone.boot();
-  phone.initialize();
-  phone.sim.dispatcher->run();
-  EXPECT_EQ(queued(), "abc");
-  EXPECT_EQ(phone.journaled(), 0U);
-  phone.sim.http->clearRequests();
-  answers({kAccepted});
-  phone.sim.dispatcher->advance(6);
-  event("d");
-  EXPECT_EQ(sent(), (std::vector<std::string>{"abcd"}));
-}
-
 TEST_F(UploadTest, JournalRowsThatAreNoPayloadsAreSetAside) {
   phone.store("Json", R"({"QueueJsonList":"[{\"SESSION\":{\"event\":\"a\"}}]"})");
   for (const auto& [key, text] : std::vector<std::pair<std::string, std::string>>{
@@ -216,20 +198,6 @@ TEST_F(UploadTest, ALargeQueueIsStoredNowAndThenAndJournaledMeanwhile) {
   phone.sim.dispatcher->advance(10);
   EXPECT_EQ(phone.journaled(), 0U);
   EXPECT_EQ(queued(), std::string(100, 'x') + "abc");
-}
-
-TEST_F(UploadTest, AFullDiskKeepsPayloadsInMemory) {
-  phone.sim.store->setFailing(true);
-  answers({kRefused});
-  event("a");
-  answers({kAccepted});
-  event("b");
-  EXPECT_EQ(sent(), (std::vector<std::string>{"a", "ab"}));
-  phone.sim.store->setFailing(false);
-  event("c");
-  phone.sim.dispatcher->advance(1);
-  EXPECT_EQ(queued(), "");
-  EXPECT_EQ(phone.journaled(), 0U);
 }
 
 }  // namespace

@@ -7,35 +7,15 @@
 namespace zul::test {
 namespace {
 
-/// A store that fails in everything while it is told to.
-class FailingStore final : public platform::DocumentStore {
- public:
-  explicit FailingStore(std::shared_ptr<DocumentStore> real) : real_(std::move(real)) {}
-
-  Loaded load(Table table, std::string_view key) override {
-    return failing ? Loaded{Status::failed, {}} : real_->load(table, key);
-  }
-  Loaded loadAll(Table table) override { return failing ? Loaded{Status::failed, {}} : real_->loadAll(table); }
-  Status commit(std::span<const Write> writes) override {
-    latest = writes.size();
-    return failing ? Status::failed : real_->commit(writes);
-  }
-
-  bool failing = true;
-  std::size_t latest = 0;  // writes of the latest commit
-
- private:
-  std::shared_ptr<DocumentStore> real_;
-};
-
 class FailingStoreTest : public testing::Test {
  protected:
+  void setFailing(bool failing) {
+    phone.sim.store->setFailing(failing);
+    phone.sim.store->setUnreadable(failing);
+  }
   void launchWithoutStore() {
-    auto platform = phone.sim.platform();
-    store = std::make_shared<FailingStore>(platform.store);
-    platform.store = store;
-    phone.runtime = nullptr;
-    phone.runtime = std::make_unique<Runtime>(platform);
+    setFailing(true);
+    phone.boot();
     phone.initialize();
     phone.sim.dispatcher->advance(6);
   }
@@ -46,7 +26,6 @@ class FailingStoreTest : public testing::Test {
   }
 
   Phone phone;
-  std::shared_ptr<FailingStore> store;
 };
 
 // For a while, as long as there are too many open files or the like, the store answers nothing. What it holds is
@@ -60,7 +39,7 @@ TEST_F(FailingStoreTest, CostsNothingOfWhatIsStored) {
 
   launchWithoutStore();
   event("b");
-  store->failing = false;
+  setFailing(false);
   event("c");
   EXPECT_EQ(phone.document("Identify").at("uuid"), uuid);
   EXPECT_EQ(phone.document("Install").at("installTime"), installTime);
@@ -81,11 +60,11 @@ TEST_F(FailingStoreTest, CostsNothingOfWhatIsStored) {
 TEST_F(FailingStoreTest, WhatWasDeliveredMeanwhileIsForgotten) {
   launchWithoutStore();
   for (int n = 0; n < 100; ++n) event("a");
-  EXPECT_LT(store->latest, 30U);
+  EXPECT_LT(phone.sim.store->latestWrites(), 30U);
   phone.refuseUploads({R"({"code":"ERR9"})"});
   event("b");
   event("c");
-  store->failing = false;
+  setFailing(false);
   event("d");
   EXPECT_EQ(phone.journaled(), 0U);
   phone.sim.http->clearRequests();

@@ -37,13 +37,25 @@ std::vector<std::string> hostileAnswers() {
   };
 }
 
-TEST(HostileAnswerTest, LeavesThePayloadQueuedAndTheLibraryRunning) {
+class HostileAnswerTest : public testing::Test {
+ protected:
+  HostileAnswerTest() {
+    collector.start();
+    phone.collector = collector.baseUrl();
+  }
+  // A process whose first session has been accepted.
+  void launch() {
+    phone.launch();
+    EXPECT_TRUE(upload(collector, ""));
+    EXPECT_TRUE(phone.keeps(""));
+  }
+
   DevCollector collector;
-  collector.start();
-  RealPhone phone(collector.baseUrl());
-  phone.launch();
-  EXPECT_TRUE(upload(collector, ""));
-  EXPECT_TRUE(phone.keeps(""));
+  RealPhone phone{""};
+};
+
+TEST_F(HostileAnswerTest, LeavesThePayloadQueuedAndTheLibraryRunning) {
+  launch();
   std::string events;
   for (const auto& answer : hostileAnswers()) {
     SCOPED_TRACE(answer.substr(0, 100));
@@ -62,12 +74,8 @@ TEST(HostileAnswerTest, LeavesThePayloadQueuedAndTheLibraryRunning) {
 }
 
 // An acceptance can carry anything else.
-TEST(HostileAnswerTest, AnAcceptanceCountsWhateverComesWithIt) {
-  DevCollector collector;
-  collector.start();
-  RealPhone phone(collector.baseUrl());
-  phone.launch();
-  EXPECT_TRUE(upload(collector, ""));
+TEST_F(HostileAnswerTest, AnAcceptanceCountsWhateverComesWithIt) {
+  launch();
   const std::vector<std::string> answers = {
       R"({"code":"RES001","msg":7,"attributedInfo":7,"postbackConversionValue":"x","deferredLink":[]})",
       R"({"code":"RES001","attributedInfo":[{}],"deferredLink":{"a":)" + nested(20) + "}}",
@@ -83,9 +91,7 @@ TEST(HostileAnswerTest, AnAcceptanceCountsWhateverComesWithIt) {
   }
 }
 
-TEST(HostileAnswerTest, ATokenAnswerNeitherForgesAHeaderNorStopsTheLibrary) {
-  DevCollector collector;
-  collector.start();
+TEST_F(HostileAnswerTest, ATokenAnswerNeitherForgesAHeaderNorStopsTheLibrary) {
   auto answers = hostileAnswers();
   for (const auto* token : {R"("tk\r\nX-Forged: 1")", R"("tk\u0000")", "[]", "7", "{}", R"("")", "null"}) {
     answers.push_back(raw(std::string(R"({"token":)") + token + "}"));
@@ -94,20 +100,20 @@ TEST(HostileAnswerTest, ATokenAnswerNeitherForgesAHeaderNorStopsTheLibrary) {
     SCOPED_TRACE(answer.substr(0, 100));
     collector.reset();
     collector.setAnswers(R"({"token":[)" + answer + "]}");
-    RealPhone phone(collector.baseUrl());
-    phone.haveToken("");
-    phone.boot(0.01);
-    facade::initialize(*phone.runtime, {std::nullopt, Application{}, {}});
+    RealPhone another(collector.baseUrl());
+    another.haveToken("");
+    another.boot(0.01);
+    facade::initialize(*another.runtime, {std::nullopt, Application{}, {}});
     EXPECT_TRUE(collector.waitFor(Endpoint::token, 1, 10s));
-    EXPECT_TRUE(eventually([&] { return phone.log->count("ZULinitYN: ") == 1; }));
-    phone.event("a");
-    const bool started = phone.runtime->tracker().getZULInitFlag();
+    EXPECT_TRUE(eventually([&] { return another.log->count("ZULinitYN: ") == 1; }));
+    another.event("a");
+    const bool started = another.runtime->tracker().getZULInitFlag();
     EXPECT_TRUE(!started || upload(collector, "a"));
     for (const auto& request : collector.requests()) {
       EXPECT_EQ(request->problem, "");
       EXPECT_EQ(request->header("X-Forged"), "");
     }
-    EXPECT_EQ(phone.log->count("Exception"), 0U) << phone.log->text();
+    EXPECT_EQ(another.log->count("Exception"), 0U) << another.log->text();
   }
 }
 

@@ -7,44 +7,48 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Program.h"
+#include "Child.h"
 
 namespace zul {
 namespace {
 
-using test::Program;
+using test::Child;
 using testing::HasSubstr;
 
 TEST(ZulSim, AnErrorNamesLineCommandAndReasonAndEndsTheScript) {
   const std::string script = "# nothing yet\n\n  show clock /zone  # UTC\nexpect \"\" \"GMT\"\nshow clock\n";
   const std::string printed = "\"UTC\"\nzul-sim: line 4: expect: the whole is \"UTC\", and should be \"GMT\"\n";
-  Program typed(ZUL_SIM_PROGRAM, {"--no-log"}, script);
-  EXPECT_EQ(typed.rest(), printed);
+  Child typed(ZUL_SIM_PROGRAM, {"--no-log"});
+  typed.type(script);
   EXPECT_EQ(typed.exitStatus(), 1);
+  EXPECT_EQ(typed.output(), printed);
 
   const auto file = std::filesystem::temp_directory_path() / ("zul-sim-" + std::to_string(getpid()));
   std::ofstream(file) << script;
-  Program read(ZUL_SIM_PROGRAM, {"--no-log", file.string()});
-  EXPECT_EQ(read.rest(), printed);
+  Child read(ZUL_SIM_PROGRAM, {"--no-log", file.string()});
   EXPECT_EQ(read.exitStatus(), 1);
+  EXPECT_EQ(read.output(), printed);
   std::filesystem::remove(file);
 
   for (const auto& [arguments, reason] : std::vector<std::pair<std::vector<std::string>, std::string>>{
            {{"/nowhere.sim"}, "zul-sim: cannot read /nowhere.sim"},
            {{"/"}, "cannot read the script: Is a directory"},
            {{"--collektor"}, "--collektor"}}) {
-    Program wrong(ZUL_SIM_PROGRAM, arguments);
-    EXPECT_THAT(wrong.rest(), HasSubstr(reason));
+    Child wrong(ZUL_SIM_PROGRAM, arguments);
     EXPECT_EQ(wrong.exitStatus(), 1);
+    EXPECT_THAT(wrong.output(), HasSubstr(reason));
   }
 }
 
 TEST(ZulSim, TheLogGoesToStandardErrorUnlessItIsSwitchedOff) {
-  Program logging(ZUL_SIM_PROGRAM, {}, "launch background\n");
-  EXPECT_THAT(logging.rest(), HasSubstr("initEnd pass in Background"));
-  Program silent(ZUL_SIM_PROGRAM, {"--no-log"}, "launch background\n");
-  EXPECT_EQ(silent.rest(), "");
+  Child logging(ZUL_SIM_PROGRAM, {});
+  logging.type("launch background\n");
+  EXPECT_EQ(logging.exitStatus(), 0);
+  EXPECT_THAT(logging.output(), HasSubstr("initEnd pass in Background"));
+  Child silent(ZUL_SIM_PROGRAM, {"--no-log"});
+  silent.type("launch background\n");
   EXPECT_EQ(silent.exitStatus(), 0);
+  EXPECT_EQ(silent.output(), "");
 }
 
 /// The program on a terminal.

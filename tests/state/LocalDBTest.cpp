@@ -158,31 +158,15 @@ TEST_F(LocalDBTest, AnUnreadableDocumentIsSetAsideAndBegunAnew) {
   EXPECT_EQ(sim.store->loadAll(Table::setAside).rows.at(0).text, "{\"n\":");
 }
 
-// A store whose reads fail for a while.
-class UnreadableStore final : public platform::DocumentStore {
- public:
-  explicit UnreadableStore(std::shared_ptr<platform::DocumentStore> store) : store_(std::move(store)) {}
-  Loaded load(Table table, std::string_view key) override {
-    return failing ? Loaded{Status::failed, {}} : store_->load(table, key);
-  }
-  Loaded loadAll(Table table) override { return failing ? Loaded{Status::failed, {}} : store_->loadAll(table); }
-  Status commit(std::span<const Write> writes) override { return store_->commit(writes); }
-
-  bool failing = true;
-
- private:
-  std::shared_ptr<platform::DocumentStore> store_;
-};
-
 TEST_F(LocalDBTest, WhatCouldNotBeReadIsNotOverwritten) {
   put(Table::documents, "A", R"({"old":1,"n":1})");
   put(Table::journal, "1", "{\"old\":1}");
-  auto unreadable = std::make_shared<UnreadableStore>(sim.store);
-  LocalDB db(unreadable, sim.dispatcher, Log(sim.clock, sim.log));
+  sim.store->setUnreadable(true);
+  auto db = open();
   db.update("A", [](MutableDocument& document) { document.setInteger(2, "n"); });
   db.journal(std::make_shared<const std::string>("{\"new\":1}"));
+  sim.store->setUnreadable(false);
   EXPECT_EQ(stored("A"), R"({"old":1,"n":1})");
-  unreadable->failing = false;
   db.update("B", [](MutableDocument& document) { document.setInteger(1, "n"); });
   EXPECT_EQ(stored("A"), R"({"old":1,"n":2})");
   EXPECT_EQ(sim.store->loadAll(Table::journal).rows.size(), 2U);

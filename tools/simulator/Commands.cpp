@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "Answers.h"
+#include "Choices.h"
 #include "Contract.h"
 #include "DeviceTable.h"
 #include "Fleet.h"
@@ -15,7 +16,6 @@
 #include "Runtime.h"
 #include "Simulator.h"
 #include "SimulatorLog.h"
-#include "Tables.h"
 #include "Tracker.h"
 #include "Views.h"
 

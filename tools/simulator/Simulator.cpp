@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "Choices.h"
 #include "CurlHttpClient.h"
 #include "DeviceTable.h"
 #include "LinuxClock.h"
 #include "LiveClient.h"
 #include "Operations.h"
 #include "SimulatorLog.h"
-#include "Tables.h"
 
 namespace zul::simulator {
 

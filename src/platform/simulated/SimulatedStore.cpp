@@ -11,6 +11,7 @@ bool SimulatedStore::foundDamaged() {
 
 DocumentStore::Loaded SimulatedStore::load(Table table, std::string_view key) {
   if (foundDamaged()) return {Status::corrupt, {}};
+  if (unreadable_) return {Status::failed, {}};
   ++loads_;
   const auto row = rows(table).find(std::string(key));
   if (row == rows(table).end()) return {};
@@ -19,6 +20,7 @@ DocumentStore::Loaded SimulatedStore::load(Table table, std::string_view key) {
 
 DocumentStore::Loaded SimulatedStore::loadAll(Table table) {
   if (foundDamaged()) return {Status::corrupt, {}};
+  if (unreadable_) return {Status::failed, {}};
   Loaded loaded;
   for (const auto& [key, text] : rows(table)) loaded.rows.push_back({key, text});
   return loaded;
@@ -26,6 +28,7 @@ DocumentStore::Loaded SimulatedStore::loadAll(Table table) {
 
 DocumentStore::Status SimulatedStore::commit(std::span<const Write> writes) {
   if (foundDamaged()) return Status::corrupt;
+  latestWrites_ = writes.size();
   if (failing_) return Status::failed;
   ++commits_;
   for (const auto& write : writes) {

@@ -19,11 +19,15 @@ class SimulatedStore final : public DocumentStore {
 
   /// From now on commits fail, or work again.
   void setFailing(bool failing) { failing_ = failing; }
+  /// From now on nothing can be read, or again.
+  void setUnreadable(bool unreadable) { unreadable_ = unreadable; }
 
   /// The next access finds the file damaged: all rows are gone.
   void damage() { damaged_ = true; }
 
   std::uint64_t commits() const { return commits_; }
+  /// How much the latest commit, done or not, was to write.
+  std::size_t latestWrites() const { return latestWrites_; }
   std::uint64_t loads() const { return loads_; }
 
  private:
@@ -40,8 +44,10 @@ class SimulatedStore final : public DocumentStore {
 
   std::array<Rows, 3> tables_;
   bool failing_ = false;
+  bool unreadable_ = false;
   bool damaged_ = false;
   std::uint64_t commits_ = 0;
+  std::size_t latestWrites_ = 0;
   std::uint64_t loads_ = 0;
 };
 

@@ -15,13 +15,13 @@
 
 namespace zul::test {
 
-/// A program that runs beside the test, with pipes to its standard input and output and a file that its standard
-/// error is appended to. Killed, if it still runs, when this goes.
+/// A program that runs beside the test, with pipes to its standard input and output. Its standard error is appended to
+/// a file, or goes where the output goes. Killed, if it still runs, when this goes.
 class Child {
  public:
   using Clock = std::chrono::steady_clock;
 
-  Child(const std::string& program, const std::vector<std::string>& arguments, const std::string& errorFile) {
+  Child(const std::string& program, const std::vector<std::string>& arguments, const std::string& errorFile = "") {
     std::array<int, 2> in{};
     std::array<int, 2> out{};
     if (::pipe2(in.data(), O_CLOEXEC) != 0 || ::pipe2(out.data(), O_CLOEXEC) != 0) throw std::runtime_error("pipe");
@@ -29,7 +29,11 @@ class Child {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    if (errorFile.empty()) {
+      posix_spawn_file_actions_adddup2(&actions, out[1], STDERR_FILENO);
+    } else {
+      posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    }
     std::vector<char*> argv{const_cast<char*>(program.c_str())};
     for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
@@ -49,10 +53,16 @@ class Child {
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
+  void signal(int number) const { ::kill(pid_, number); }
   void kill() {
     if (pid_ <= 0) return;
-    ::kill(pid_, SIGKILL);
+    signal(SIGKILL);
     reap();
+  }
+  /// Gives it all of its input. Throws when it does not take that.
+  void type(const std::string& text) {
+    if (::write(in_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) throw std::runtime_error("write");
+    closeInput();
   }
   void closeInput() {
     if (in_ >= 0) ::close(in_);
@@ -79,6 +89,9 @@ class Child {
     reap();
     return true;
   }
+
+  /// Waits for the end and gives the exit status; -1 when it does not end by itself within half a minute.
+  int exitStatus() { return ended(std::chrono::seconds(30)) && WIFEXITED(status_) ? WEXITSTATUS(status_) : -1; }
 
   const std::string& output() const { return output_; }
   int status() const { return status_; }

@@ -45,14 +45,6 @@ TEST_F(AnswersTest, ListRunsOnceAndItsLastAnswerRepeats) {
   EXPECT_EQ(ask(Endpoint::upload)->body, R"({"code":"RES001","msg":"OK"})");
 }
 
-TEST_F(AnswersTest, CloseGivesNotOneByte) {
-  collector.setAnswers(R"({"upload":[{"close":true},{}]})");
-  CollectorClient client(collector.port());
-  EXPECT_FALSE(client.ask(goodRequest(Endpoint::upload)));
-  EXPECT_EQ(collector.counts().good, 1u);
-  EXPECT_EQ(ask(Endpoint::upload)->status, 200);
-}
-
 TEST_F(AnswersTest, DelaysRunSideBySide) {
   constexpr int clients = 40;
   collector.setAnswers(R"({"token":[{"delay":400}]})");
@@ -68,16 +60,6 @@ TEST_F(AnswersTest, DelaysRunSideBySide) {
   std::uint64_t sequence = 0;
   for (const auto& request : collector.requests()) EXPECT_EQ(request->sequence, ++sequence);
   EXPECT_EQ(sequence, clients);
-}
-
-TEST_F(AnswersTest, StopCutsDelaysShort) {
-  collector.setAnswers(R"({"fingerprint":[{"delay":3600000}]})");
-  std::thread client([&] { EXPECT_FALSE(ask(Endpoint::fingerprint)); });
-  ASSERT_TRUE(collector.waitFor(Endpoint::fingerprint, 1, patience));
-  const auto begin = Clock::now();
-  collector.stop();
-  EXPECT_LT(Clock::now() - begin, patience);
-  client.join();
 }
 
 TEST_F(AnswersTest, FaultyScriptsAreRefusedWholeWithThePlace) {

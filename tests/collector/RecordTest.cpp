@@ -108,25 +108,5 @@ TEST(RecordTest, MemoryIsBoundedAndCountsAreNot) {
   EXPECT_EQ(small.requests()[0]->sequence, 2u);
 }
 
-TEST(RecordTest, WaitingEndsWithTheRequestOrTheTime) {
-  DevCollector collector;
-  collector.start();
-  EXPECT_FALSE(collector.waitFor(1, 1ms));
-  EXPECT_FALSE(collector.waitFor([](const auto&) { return true; }, 1ms));
-  std::thread client([&] {
-    ask(collector.port(), goodRequest(Endpoint::token));
-    ask(collector.port(), goodRequest(Endpoint::upload));
-  });
-  const auto found =
-      collector.waitFor([](const auto& request) { return request.header("AUTHTOKEN") == "t"; }, patience);
-  ASSERT_TRUE(found);
-  EXPECT_EQ(found->endpoint, Endpoint::upload);
-  EXPECT_TRUE(collector.waitFor(2, patience));
-  EXPECT_TRUE(collector.waitFor(Endpoint::token, 1, patience));
-  EXPECT_FALSE(collector.waitFor(Endpoint::token, 2, 1ms));
-  EXPECT_EQ(collector.requests(Endpoint::token).size(), 1u);
-  client.join();
-}
-
 }  // namespace
 }  // namespace zul::collector

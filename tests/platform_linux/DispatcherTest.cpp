@@ -4,13 +4,13 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <future>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
 #include "AsioDispatcher.h"
+#include "RealPieces.h"
 
 namespace zul::platform {
 namespace {
@@ -29,14 +29,6 @@ bool drains(Dispatcher& dispatcher, Queue queue) {
   const auto done = std::make_shared<std::promise<void>>();
   dispatcher.async(queue, [done] { done->set_value(); });
   return arrives(done->get_future());
-}
-
-bool becomesTrue(const std::function<bool()>& condition) {
-  for (const auto end = std::chrono::steady_clock::now() + kLong; std::chrono::steady_clock::now() < end;) {
-    if (condition()) return true;
-    std::this_thread::sleep_for(1ms);
-  }
-  return false;
 }
 
 int threadsNamed(const std::string& wanted) {
@@ -83,7 +75,7 @@ TEST(AsioDispatcher, KeepsOrderOnMainAndSerialQueues) {
 
 TEST(AsioDispatcher, StartsThreadsOnlyWhenTheyAreNeeded) {
   AsioDispatcher dispatcher;
-  ASSERT_TRUE(becomesTrue([] { return threadsNamed("zul-work") + threadsNamed("zul-main") == 0; }));
+  ASSERT_TRUE(test::eventually([] { return threadsNamed("zul-work") + threadsNamed("zul-main") == 0; }));
 
   for (int i = 0; i < 2000; ++i) dispatcher.async(Queue::global, [] {});
   ASSERT_TRUE(drains(dispatcher, Queue::global));
@@ -102,7 +94,7 @@ TEST(AsioDispatcher, StartsThreadsOnlyWhenTheyAreNeeded) {
   EXPECT_TRUE(drains(dispatcher, Queue::global));
   EXPECT_EQ(blocked, 7);
   release.set_value();
-  EXPECT_TRUE(becomesTrue([] { return threadsNamed("zul-work") == 1; }));
+  EXPECT_TRUE(test::eventually([] { return threadsNamed("zul-work") == 1; }));
 }
 
 // The main queue sleeps for seconds when the attribution is waited for; the start-up's completion must not.
@@ -155,7 +147,7 @@ TEST(AsioDispatcher, RepeatsUntilTheHandleGoes) {
 
   std::atomic<int> others = 0;
   const auto survivor = dispatcher->repeat(0.001, [&] { ++others; });
-  EXPECT_TRUE(becomesTrue([&] { return others > 2; }));
+  EXPECT_TRUE(test::eventually([&] { return others > 2; }));
   dispatcher.reset();
   EXPECT_EQ(ticks, 3);
 }
@@ -199,7 +191,7 @@ TEST(AsioDispatcher, StopsWhileOthersPost) {
     });
   }
   others.emplace_back([&] { dispatcher.sleep(3600); });
-  ASSERT_TRUE(becomesTrue([&] { return started > 100; }));
+  ASSERT_TRUE(test::eventually([&] { return started > 100; }));
   dispatcher.stop();
   const int atStop = started;
   dispatcher.stop();
@@ -237,7 +229,7 @@ TEST(AsioDispatcher, HandsMainTasksToTheHostsLoop) {
   const auto note = [&] { ran.push_back(std::this_thread::get_id()); };
   dispatcher->async(Queue::main, note);
   dispatcher->after(0.001, Queue::main, note);
-  ASSERT_TRUE(becomesTrue([&] { return size() == 2; }));
+  ASSERT_TRUE(test::eventually([&] { return size() == 2; }));
   for (const auto& task : loop) task();
   EXPECT_EQ(ran, std::vector(2, std::this_thread::get_id()));
 

@@ -6,25 +6,20 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <thread>
 
 #include "LinuxDevice.h"
 #include "LinuxUserDefaults.h"
-#include "LoopbackServer.h"
 #include "NetlinkReachability.h"
 #include "StderrSink.h"
 #include "TemporaryFolder.h"
 #include "zul/Platform.h"
 #include "zul/platform/Bundle.h"
-#include "zul/platform/Dispatcher.h"
 #include "zul/platform/DocumentStore.h"
-#include "zul/platform/HttpClient.h"
 #include "zul/platform/UserDefaults.h"
 
 namespace zul::platform {
@@ -194,35 +189,6 @@ TEST(LinuxPlatform, StaysInItsFoldersAndStartsNothing) {
 
   EXPECT_GT(pieces.deployment.ntpHosts.size(), 1u);
   EXPECT_THAT(pieces.deployment.ntpHosts, Each(Not(testing::ContainsRegex("[;, ]|^$"))));
-}
-
-/// What a host does that returns from main() while the library is at work.
-[[noreturn]] void exitAtWork() {
-  static auto* const pieces = new Platform(linuxPlatform("exit"));
-  const test::LoopbackServer server([](const test::WireRequest&) { return test::LoopbackServer::answer("answer"); });
-  const std::string url = server.url("/");
-  std::atomic<int> answers = 0;
-  std::function<void()> ask = [&] {
-    HttpRequest request;
-    request.url = url;
-    pieces->http->send(request,
-                       [&](const HttpResponse&) { pieces->dispatcher->async(Dispatcher::Queue::global, ask); });
-    ++answers;
-  };
-  std::function<void()> tick = [&] { pieces->dispatcher->after(0, Dispatcher::Queue::main, tick); };
-  for (int i = 0; i < 4; ++i) ask();
-  tick();
-  while (answers < 50) std::this_thread::yield();
-  std::atexit([] {
-    pieces->dispatcher->stop();
-    pieces->http->stop();
-  });
-  std::exit(0);
-}
-
-TEST(LinuxPlatformDeathTest, LetsTheHostExitWhileItIsAtWork) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
-  for (int i = 0; i < 5; ++i) EXPECT_EXIT(exitAtWork(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

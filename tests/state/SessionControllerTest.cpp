@@ -49,23 +49,6 @@ TEST_F(SessionControllerTest, UniqueFlagsOverWeeksAndAMonthsEnd) {
   EXPECT_EQ(behavior.at("userCriteriaVisit"), 2);
 }
 
-TEST_F(SessionControllerTest, TheFirstVisit) {
-  setClock("2024-01-31 12:00:00");
-  phone.store("Install", R"({"timeOffset":-250.7})");
-  phone.boot();
-  EXPECT_EQ(visit("2024-01-31 12:00:00"), "YYYY");
-  const auto behavior = phone.document("Behavior");
-  EXPECT_EQ(behavior.at("userCriteriaVisit"), 1);
-  EXPECT_EQ(behavior.at("lifeCriteriaVisit"), 1);
-  EXPECT_EQ(behavior.at("lifeVisitInterval"), 0);
-  EXPECT_EQ(behavior.at("spendingVisitToPurchase"), 1);
-  EXPECT_EQ(behavior.at("visitNew"), "Y");
-  const double now = phone.sim.clock->now();
-  EXPECT_EQ(behavior.at("vtTz").as_int64(), static_cast<std::int64_t>(now) * 1000 - 250);
-  EXPECT_EQ(behavior.at("sessionExpireSec").as_double(), now + 1800);
-  EXPECT_EQ(behavior.at("recentSessionTimeSec").as_double(), now);
-}
-
 TEST_F(SessionControllerTest, ANewSessionIsOneCommit) {
   visit("2024-01-31 12:00:00");
   const auto commits = phone.sim.store->commits();

@@ -15,30 +15,6 @@ class SessionRecordTest : public testing::Test {
   test::Phone phone;
 };
 
-TEST_F(SessionRecordTest, AFreshInstallReadsItsDefaults) {
-  const auto record = made();
-  EXPECT_EQ(record.udVt, 1);
-  EXPECT_EQ(record.ltvt, 1);
-  EXPECT_EQ(record.ltRvnVt, 1);
-  EXPECT_EQ(record.ltVi, 0);
-  EXPECT_EQ(record.lastOrderNo, "");
-  EXPECT_EQ(record.firstOrd, "N");
-  EXPECT_EQ(record.buildMode, "prod");
-  EXPECT_EQ(record.isVisitNew, std::nullopt);
-  EXPECT_EQ(record.sid, std::nullopt);
-  EXPECT_EQ(record._qzhst, "https://collector.test");
-  EXPECT_EQ(record.pkg, "com.example.app");
-  EXPECT_EQ(record.appId, 42);
-  EXPECT_EQ(record.os, "iOS 17.2");
-  EXPECT_EQ(record.sr, "0*0/1.0");
-  EXPECT_EQ(record.ip, "0.0.0.0");
-  const auto identify = phone.document("Identify");
-  EXPECT_EQ(json::string(identify, "uuid"), record.uuid);
-  EXPECT_EQ(identify.at("appId"), 42);
-  EXPECT_EQ(json::string(identify, "vendorId"), record.vendorId);
-  EXPECT_FALSE(identify.contains("sid"));
-}
-
 TEST_F(SessionRecordTest, StoredValuesComeBackWithTheirOddities) {
   phone.store("Behavior", R"({"lifeCriteriaVisit":9,"userCriteriaVisit":0,"spendingTimeToPurchase":77,
       "spendingVisitToPurchase":0,"vtTz":1706695200123,"visitNew":7})");

@@ -4,7 +4,6 @@
 #include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
 #include <stdexcept>
-#include <thread>
 
 #include "NetworkManager.h"
 #include "PercentCoding.h"
@@ -39,7 +38,6 @@ struct FakeHttp : platform::HttpClient {
   std::vector<Completion> completions;
 };
 
-const std::pair<std::string, std::string> kToken{"authType", "xSJkzK+uVUUzG+q0e24gEg=="};
 const std::pair<std::string, std::string> kFrp{"authType", "WX2aT/3XDTuJzTj+gpbyAw=="};
 const std::pair<std::string, std::string> kZul{"authType", "PjhPhqxo8cd84LGpyhkIZA=="};
 const std::pair<std::string, std::string> kAuth{"authToken", "tok"};
@@ -78,16 +76,6 @@ struct NetworkManagerTest : testing::Test {
   std::unique_ptr<NetworkManager> manager = make();
 };
 
-TEST_F(NetworkManagerTest, accessToken) {
-  manager->requestAccessTokenWithServiceNumber(9007199254740993, "com.example app", keep());
-  EXPECT_EQ(line(), "GET https://c.example/token/v1/acsTokenRps.do?_qzno=9007199254740993&_wPkg=com.example app");
-  EXPECT_THAT(request().headers, ElementsAre(kToken, kAgent));
-  EXPECT_EQ(request().body, std::nullopt);
-  EXPECT_EQ(request().caFile, "ca.pem");
-  EXPECT_TRUE(request().cookies);
-  EXPECT_FALSE(request().streamBody);
-}
-
 TEST_F(NetworkManagerTest, dataUpload) {
   const std::string document = R"([{"a":"1+1=2 & 100%/값"}])";
   manager->sendDocument(document, keep());
@@ -98,14 +86,6 @@ TEST_F(NetworkManagerTest, dataUpload) {
   const auto encoded = QZ_GZIP::gunzippedData(request().body.value());
   EXPECT_THAT(encoded, Optional(HasSubstr("1%2B1%3D2%20%26%20100%25%2F%EA%B0%92")));
   EXPECT_EQ(percentDecode(encoded.value()), document);
-}
-
-TEST_F(NetworkManagerTest, errorLog) {
-  token.reset();
-  manager->sendErrorLogWithErrParams({{"_qzno", 7}, {"errlog", "network error"}, {"advtFlag", 3}}, keep());
-  EXPECT_EQ(line(), "POST https://c.example/zul/errorRcv.do");
-  EXPECT_THAT(request().headers, ElementsAre(kZul, kAgent)) << "no token, no header";
-  EXPECT_EQ(request().body, R"({"_qzno":7,"errlog":"network error","advtFlag":3})");
 }
 
 TEST_F(NetworkManagerTest, pushClick) {
@@ -190,33 +170,6 @@ TEST_F(NetworkManagerTest, aRequestThatCannotBeMadeStillAnswersOnce) {
   EXPECT_THAT(http->requests, IsEmpty());
   device.dispatcher->run();
   EXPECT_THAT(answers, ElementsAre(Pair(false, "-")));
-}
-
-TEST_F(NetworkManagerTest, valuesFromOutsideForgeNoHeaders) {
-  for (const auto& evil : {std::string("x\r\nHost: evil"), std::string("x\ny"), std::string("x\0y", 3)}) {
-    token = phone = evil;
-    manager->sendErrorLogWithErrParams({}, keep());
-    EXPECT_THAT(request().headers, ElementsAre(kZul));
-  }
-}
-
-TEST_F(NetworkManagerTest, firstRequestsMayComeFromManyThreads) {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) threads.emplace_back([this] { manager->sendErrorLogWithErrParams({}, nullptr); });
-  for (auto& thread : threads) thread.join();
-  for (const auto& sent : http->requests) EXPECT_THAT(sent.headers, ElementsAre(kZul, kAuth, kAgent));
-}
-
-TEST(NetworkManager, answersThatAreNotWhatTheyShouldBeGiveNothing) {
-  EXPECT_EQ(NetworkManager::getResponseDictionary(R"({"code":"RES001"})")->at("code"), "RES001");
-  EXPECT_EQ(NetworkManager::getResponseArray("[1,2]")->size(), 2U);
-  const std::optional<std::string> neither[] = {
-      std::nullopt, "", "null", "\"x\"", "{\"a\":", "[1", "{} x", "[]]", std::string(1 << 20, '['), "\xFF"};
-  for (const auto& body : neither) {
-    EXPECT_FALSE(NetworkManager::getResponseDictionary(body) || NetworkManager::getResponseArray(body))
-        << body.value_or("none").substr(0, 20);
-  }
-  EXPECT_FALSE(NetworkManager::getResponseDictionary("[]") || NetworkManager::getResponseArray("{}"));
 }
 
 }  // namespace

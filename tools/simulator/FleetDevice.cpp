@@ -152,8 +152,9 @@ void FleetDevice::planNextUse() {
   auto& clock = *phone_.sim.clock;
   const auto local = clock.civil(clock.now() + nextAt_ - phone_.sim.dispatcher->now());
   const double hour = local.hour + local.minute / 60.0;
-  if (hour < kWakes || hour >= kSleeps)
-    nextAt_ += (hour < kWakes ? kWakes - hour : kWakes + 24 - hour) * 3600 + uniform(0, 3600);
+  if (hour >= kWakes && hour < kSleeps) return;
+  const double sleeps = hour < kWakes ? kWakes - hour : kWakes + 24 - hour;
+  nextAt_ += sleeps * 3600 + uniform(0, 3600);
 }
 
 void FleetDevice::collectRequests() {

@@ -1,0 +1,100 @@
+#include "RealPhone.h"
+
+#include <chrono>
+#include <filesystem>
+#include <stdexcept>
+#include <utility>
+
+#include "Facade.h"
+#include "HostPlatform.h"
+#include "Json.h"
+#include "Patience.h"
+#include "Runtime.h"
+#include "SqliteShell.h"
+#include "Tracker.h"
+
+namespace zul::test {
+
+RealPhone::RealPhone(std::string collectorBaseUrl) : collector(std::move(collectorBaseUrl)) {
+  haveToken("tk");
+}
+
+RealPhone::~RealPhone() = default;
+
+void RealPhone::haveToken(const std::string& token) const {
+  writeInfoPlist(folder.path(), token);
+}
+
+Tracker& RealPhone::boot(double pace) {
+  exit();
+  HostPlatform host({.data = store,
+                     .bundle = folder.path(),
+                     .collector = collector,
+                     .lookup = lookup,
+                     .caFile = caFile,
+                     .later = later,
+                     .pace = pace,
+                     .log = log});
+  runtime_ = std::make_unique<Runtime>(std::move(host.platform));
+  return tracker();
+}
+
+void RealPhone::initialize() {
+  facade::initialize(*runtime_, {std::nullopt, Application{}, {}});
+}
+
+Tracker& RealPhone::startUp(double pace) {
+  boot(pace);
+  initialize();
+  if (!eventually([&] { return tracker().getZULInitFlag(); })) throw std::runtime_error("no start: " + log->text());
+  return tracker();
+}
+
+void RealPhone::exit() {
+  runtime_ = nullptr;
+}
+
+Tracker& RealPhone::tracker() {
+  return runtime_->tracker();
+}
+
+void RealPhone::event(const std::string& name) {
+  Dictionary pairs;
+  pairs.set("event", name);
+  tracker().setTempPairingData(pairs);
+  tracker().sendTransactionByPage();
+}
+
+std::string RealPhone::query(const std::string& sql) const {
+  return std::filesystem::exists(database()) ? SqliteShell(database()).run(sql) : "";
+}
+
+boost::json::object RealPhone::document(const std::string& id) const {
+  return json::parseObject(query("SELECT body FROM documents WHERE id='" + id + "'")).value_or(boost::json::object());
+}
+
+std::string RealPhone::queued() const {
+  const auto list = json::parse(json::string(document("Json"), "QueueJsonList").value_or("[]"));
+  return list && list->is_array() ? names(list->get_array()) : "";
+}
+
+bool RealPhone::keeps(const std::string& events) const {
+  return eventually([&] { return queued() == events && journaled() == "0"; });
+}
+
+std::string RealPhone::names(const boost::json::array& list) {
+  std::string names;
+  for (const auto& payload : list) names += json::string(payload.at("SESSION").as_object(), "event").value_or("");
+  return names;
+}
+
+collector::RequestPtr upload(const collector::DevCollector& collector, const std::string& events) {
+  return collector.waitFor(
+      [&](const collector::RecordedRequest& request) {
+        return request.endpoint == collector::Endpoint::upload && request.good() &&
+               RealPhone::names(request.body.as_array()) == events;
+      },
+      std::chrono::seconds(20));
+}
+
+}  // namespace zul::test

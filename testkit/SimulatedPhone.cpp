@@ -1,0 +1,120 @@
+#include "SimulatedPhone.h"
+
+#include <boost/json/parse.hpp>
+
+#include "Facade.h"
+#include "PercentCoding.h"
+#include "QZ_GZIP.h"
+#include "Runtime.h"
+#include "Tracker.h"
+
+namespace zul::test {
+
+namespace {
+
+constexpr double kStartUp = 5;  // seconds
+
+}  // namespace
+
+SimulatedPhone::SimulatedPhone() : SimulatedPhone(Settings()) {}
+
+SimulatedPhone::SimulatedPhone(const Settings& settings) : deployment(sim.platform().deployment), log(sim.log) {
+  sim.clock->set(settings.start);
+  auto& values = sim.device->values;
+  values.systemVersion = "17.2";
+  values.model = "iPhone14,2";
+  values.preferredLanguages = {settings.language};
+  values.countryCode = settings.country;
+  values.vendorIdentifier = settings.vendorIdentifier;
+  configure(R"({"useMode":1,"serviceNumber":1001,"expireDate":30})");
+  for (const auto& [piece, body] : settings.answers) sim.http->setAnswer(piece, {body});
+}
+
+SimulatedPhone::~SimulatedPhone() = default;
+
+void SimulatedPhone::configure(const std::string& zulAuthorizationKey) const {
+  sim.bundle->info.set("zulAuthorizationKey", *Dictionary::fromJson(zulAuthorizationKey));
+}
+
+Runtime& SimulatedPhone::process() {
+  if (!runtime_) {
+    auto platform = sim.platform();
+    platform.deployment = deployment;
+    platform.log = log;
+    runtime_ = std::make_unique<Runtime>(std::move(platform));
+    launched_ = false;
+  }
+  return *runtime_;
+}
+
+Tracker& SimulatedPhone::tracker() {
+  return process().tracker();
+}
+
+Runtime& SimulatedPhone::boot() {
+  endProcess();
+  return process();
+}
+
+void SimulatedPhone::initialize(const std::optional<Dictionary>& options, ApplicationState state,
+                                const std::function<void()>& deferredCallback) {
+  facade::initialize(process(), {options, Application{state}, deferredCallback});
+  launched_ = true;
+}
+
+void SimulatedPhone::launch(const std::optional<Dictionary>& options, ApplicationState state,
+                            const std::function<void()>& deferredCallback) {
+  if (launched_) endProcess();
+  initialize(options, state, deferredCallback);
+}
+
+Tracker& SimulatedPhone::startUp() {
+  boot();
+  initialize();
+  sim.dispatcher->advance(kStartUp);
+  return tracker();
+}
+
+void SimulatedPhone::endProcess() {
+  runtime_.reset();
+  launched_ = false;
+}
+
+void SimulatedPhone::reinstall() {
+  endProcess();
+  sim.store = std::make_shared<platform::SimulatedStore>();
+  sim.userDefaults = std::make_shared<platform::SimulatedUserDefaults>();
+}
+
+boost::json::object SimulatedPhone::document(const std::string& id) const {
+  const auto rows = sim.store->load(platform::DocumentStore::Table::documents, id).rows;
+  return rows.empty() ? boost::json::object() : boost::json::parse(rows.front().text).as_object();
+}
+
+void SimulatedPhone::store(const std::string& id, const std::string& text) const {
+  const platform::DocumentStore::Write write{platform::DocumentStore::Table::documents, id, text};
+  sim.store->commit({&write, 1});
+}
+
+std::size_t SimulatedPhone::journaled() const {
+  return sim.store->loadAll(platform::DocumentStore::Table::journal).rows.size();
+}
+
+std::vector<boost::json::array> SimulatedPhone::uploads() const {
+  std::vector<boost::json::array> lists;
+  for (const auto& request : sim.http->requests("dataRcv")) {
+    const auto encoded = QZ_GZIP().gunzippedData(*request.body);
+    lists.push_back(boost::json::parse(*percentDecode(*encoded)).as_array());
+  }
+  return lists;
+}
+
+void SimulatedPhone::refuseUploads(platform::SimulatedHttp::Answer answer) const {
+  sim.http->setAnswer("dataRcv", std::move(answer));
+}
+
+const boost::json::object& session(const boost::json::value& payload) {
+  return payload.as_object().at("SESSION").as_object();
+}
+
+}  // namespace zul::test

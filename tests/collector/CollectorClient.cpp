@@ -1,9 +1,6 @@
 #include "CollectorClient.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 #include <zlib.h>
 
 #include <cstdlib>
@@ -21,34 +18,13 @@ std::string WireRequest::text() const {
   return text + "\r\n" + body;
 }
 
-CollectorClient::CollectorClient(int port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+CollectorClient::CollectorClient(int port) : socket_(test::connectToLoopback(port)) {
   const timeval time{.tv_sec = patience.count(), .tv_usec = 0};
-  setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (::connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-    ::close(socket_);
-    socket_ = -1;
-  }
-}
-
-CollectorClient::~CollectorClient() {
-  if (connected()) ::close(socket_);
-}
-
-bool CollectorClient::send(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const auto sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (sent <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(sent));
-  }
-  return true;
+  setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
 }
 
 void CollectorClient::endSending() {
-  ::shutdown(socket_, SHUT_WR);
+  ::shutdown(socket_.get(), SHUT_WR);
 }
 
 std::optional<WireReply> CollectorClient::receive() {
@@ -61,7 +37,7 @@ std::optional<WireReply> CollectorClient::receive() {
     }
     if (pending_.size() >= whole) break;
     char piece[4096];
-    const auto got = ::recv(socket_, piece, sizeof piece, 0);
+    const auto got = ::recv(socket_.get(), piece, sizeof piece, 0);
     if (got <= 0) return std::nullopt;
     pending_.append(piece, static_cast<std::size_t>(got));
   }

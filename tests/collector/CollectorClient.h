@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "DevCollector.h"
+#include "Loopback.h"
 
 namespace zul::collector {
 
@@ -32,19 +33,16 @@ struct WireReply {
 class CollectorClient {
  public:
   explicit CollectorClient(int port);
-  ~CollectorClient();
-  CollectorClient(const CollectorClient&) = delete;
-  CollectorClient& operator=(const CollectorClient&) = delete;
 
-  bool connected() const { return socket_ >= 0; }
-  bool send(std::string_view bytes);
+  bool connected() const { return static_cast<bool>(socket_); }
+  bool send(const std::string& bytes) { return test::sendAll(socket_, bytes); }
   void endSending();
   /// None when the connection ends before there is a whole answer.
   std::optional<WireReply> receive();
   std::optional<WireReply> ask(const WireRequest& request);
 
  private:
-  int socket_;
+  test::Descriptor socket_;
   std::string pending_;
 };
 

@@ -1,16 +1,14 @@
 // The program: its ready line, its way out and its error messages.
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "Child.h"
 #include "CollectorClient.h"
+#include "TemporaryFolder.h"
 
 namespace zul::collector {
 namespace {
@@ -19,10 +17,10 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 TEST(ProgramTest, ListensUntilToldToEnd) {
-  const auto answers = std::filesystem::temp_directory_path() / ("collector-answers-" + std::to_string(getpid()));
-  std::ofstream(answers) << R"({"token":[{"body":"scripted"}], "upload":[{"delay":3600000}]})";
+  const test::TemporaryFolder folder;
+  folder.write("answers", R"({"token":[{"body":"scripted"}], "upload":[{"delay":3600000}]})");
   for (const int number : {SIGTERM, SIGINT}) {
-    test::Child program(ZUL_COLLECTOR_PROGRAM, {"--listen", "127.0.0.1:0", "--answers", answers.string()});
+    test::Child program(ZUL_COLLECTOR_PROGRAM, {"--listen", "127.0.0.1:0", "--answers", folder.path("answers")});
     ASSERT_TRUE(program.readUpTo("\n", patience));
     const auto ready = program.output();
     const std::string beginning = "listening on http://127.0.0.1:";
@@ -34,7 +32,6 @@ TEST(ProgramTest, ListensUntilToldToEnd) {
     program.signal(number);
     EXPECT_EQ(program.exitStatus(), 0);
   }
-  std::filesystem::remove(answers);
 }
 
 TEST(ProgramTest, ErrorsAreToldWithStatusOne) {

@@ -1,16 +1,15 @@
 // What is kept of the requests: in memory, over the inspection pages and in the record file.
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <boost/json.hpp>
-#include <filesystem>
 #include <fstream>
 #include <thread>
 #include <vector>
 
 #include "CollectorClient.h"
 #include "Json.h"
+#include "TemporaryFolder.h"
 
 namespace zul::collector {
 namespace {
@@ -56,8 +55,8 @@ TEST(RecordTest, InspectionPagesShowAndReset) {
 }
 
 TEST(RecordTest, FileGetsOneLineARequestAtOnce) {
-  const auto file = std::filesystem::temp_directory_path() / ("collector-record-" + std::to_string(getpid()));
-  std::filesystem::remove(file);
+  const test::TemporaryFolder folder;
+  const auto file = folder.path("record");
   const auto lines = [&] {
     std::vector<boost::json::object> found;
     std::ifstream in(file);
@@ -69,14 +68,14 @@ TEST(RecordTest, FileGetsOneLineARequestAtOnce) {
     return found;
   };
   {
-    DevCollector collector({.recordFile = file.string(), .keepBodies = false});
+    DevCollector collector({.recordFile = file, .keepBodies = false});
     collector.start();
     ask(collector.port(), goodRequest(Endpoint::upload));
     ask(collector.port(), {"GET", "/\xff\"\x01?x", {{"X", "\xfe"}}, ""});
     EXPECT_TRUE(collector.requests().at(0)->body.is_null());
     ASSERT_EQ(lines().size(), 2u);
   }
-  DevCollector again({.recordFile = file.string()});
+  DevCollector again({.recordFile = file});
   again.start();
   ask(again.port(), goodRequest(Endpoint::token));
   const auto all = lines();
@@ -85,7 +84,6 @@ TEST(RecordTest, FileGetsOneLineARequestAtOnce) {
   EXPECT_TRUE(json::boolean(all[0], "good"));
   EXPECT_FALSE(json::boolean(all[1], "good"));
   EXPECT_EQ(json::string(all[2], "query"), "_qzno=102&_wPkg=com.shop.app");
-  std::filesystem::remove(file);
 
   EXPECT_THROW(DevCollector({.recordFile = "/nowhere/at/all"}), std::runtime_error);
 }

@@ -126,7 +126,7 @@ TEST(ServerTest, StartSaysWhyItCannot) {
 }
 
 TEST(ServerTest, SpeaksTls) {
-  const TestCertificate files;
+  const test::TestCertificate files;
   DevCollector collector({.certFile = files.certFile, .keyFile = files.keyFile});
   collector.start();
   EXPECT_THAT(collector.baseUrl(), HasSubstr("https://127.0.0.1:"));

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "Phone.h"
+#include "Runtime.h"
+#include "SimulatedPhone.h"
+#include "Tracker.h"
 
 namespace zul {
 namespace {
@@ -11,11 +13,11 @@ class SessionTest : public testing::Test {
     phone.store("Behavior", seconds.empty() ? "{}" : "{\"sessionExpireSec\":" + seconds + "}");
     phone.boot();
   }
-  test::Phone phone;
+  test::SimulatedPhone phone;
 };
 
 TEST_F(SessionTest, ASessionIsNewOnlyAfterItsLastSecond) {
-  const auto now = std::to_string(static_cast<std::int64_t>(test::Phone::kStart));
+  const auto now = std::to_string(static_cast<std::int64_t>(test::SimulatedPhone::kStart));
   const std::vector<std::pair<std::string, bool>> cases = {{"", true},   {"0", true},         {"0.0", true},
                                                            {now, false}, {now + ".5", false}, {"\"soon\"", true}};
   for (const auto& [expiry, isNew] : cases) {
@@ -24,7 +26,7 @@ TEST_F(SessionTest, ASessionIsNewOnlyAfterItsLastSecond) {
     EXPECT_EQ(phone.tracker().newSessionYN(), isNew);
   }
   expireAt(now);
-  phone.sim.clock->set(test::Phone::kStart + 0.001);
+  phone.sim.clock->set(test::SimulatedPhone::kStart + 0.001);
   EXPECT_TRUE(phone.tracker().checkNewSession());
 }
 
@@ -39,7 +41,7 @@ TEST_F(SessionTest, BeforeInitializationAnEventBuildsButNeitherBeginsNorSends) {
 }
 
 TEST_F(SessionTest, APagePayloadCarriesItsPairs) {
-  auto& tracker = phone.launch();
+  auto& tracker = phone.startUp();
   tracker.setTempPairingData(Dictionary::fromJson(R"({"page":"cart","mbid":"paired"})"));
   tracker.sendTransactionByPage();
   tracker.sendTransaction();
@@ -55,7 +57,7 @@ TEST_F(SessionTest, TheTimerRecordsTheOffsetOnceTheNetworkClockIsThere) {
   phone.initialize();
   phone.sim.dispatcher->advance(2);
   EXPECT_FALSE(phone.tracker().NTPtimeGetDone());
-  phone.runtime->networkClock().setOffset(-1.5);  // the device is behind
+  phone.process().networkClock().setOffset(-1.5);  // the device is behind
   phone.sim.dispatcher->advance(1);
   EXPECT_TRUE(phone.tracker().NTPtimeGetDone());
   auto install = phone.document("Install");
@@ -65,21 +67,21 @@ TEST_F(SessionTest, TheTimerRecordsTheOffsetOnceTheNetworkClockIsThere) {
   phone.sim.dispatcher->advance(10);
   EXPECT_EQ(phone.sim.log->count("time sync done"), 1U);
   EXPECT_EQ(test::session(phone.uploads().at(0)[0]).at("vtTz").as_int64(),
-            static_cast<std::int64_t>(test::Phone::kStart + 5) * 1000 + 1500);
+            static_cast<std::int64_t>(test::SimulatedPhone::kStart + 5) * 1000 + 1500);
 
   // A later run with a synchronized clock changes the offset alone.
   phone.boot();
   phone.initialize();
-  phone.runtime->networkClock().setOffset(0.25);
+  phone.process().networkClock().setOffset(0.25);
   phone.sim.dispatcher->advance(2);
   EXPECT_EQ(phone.document("Install").at("installTime"), install.at("installTime"));
   EXPECT_EQ(phone.document("Install").at("timeOffset").as_double(), -250.0);
 }
 
 TEST_F(SessionTest, AfterTheLocalTimeWasTakenATickWritesNothing) {
-  phone.launch();
+  phone.startUp();
   const auto install = phone.document("Install");
-  phone.runtime->networkClock().setOffset(5);
+  phone.process().networkClock().setOffset(5);
   phone.sim.dispatcher->advance(10);
   EXPECT_EQ(phone.document("Install"), install);
 }

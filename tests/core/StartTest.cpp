@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "Phone.h"
+#include "Runtime.h"
+#include "SimulatedPhone.h"
+#include "Tracker.h"
 
 namespace zul {
 namespace {
@@ -8,13 +10,13 @@ namespace {
 class StartTest : public testing::Test {
  protected:
   std::size_t logged(std::string_view text) { return phone.sim.log->count(text); }
-  test::Phone phone;
+  test::SimulatedPhone phone;
 };
 
 TEST_F(StartTest, AConfiguredTokenGoesBeforeTheStoredOne) {
   phone.store("AppInfo", R"({"accessToken":"stored"})");
   phone.configure(R"({"useMode":1,"accessToken":"configured"})");
-  phone.launch();
+  phone.startUp();
   EXPECT_EQ(phone.document("AppInfo").at("accessToken"), "configured");
   EXPECT_TRUE(phone.sim.http->requests("acsTokenRps").empty());
 }
@@ -24,7 +26,7 @@ TEST_F(StartTest, OfflineTheInstallTimeIsLocalAndNoTokenIsAskedFor) {
   phone.boot();
   phone.initialize();
   EXPECT_TRUE(phone.tracker().NTPtimeGetDone());
-  EXPECT_EQ(phone.document("Install").at("installTime").as_double(), test::Phone::kStart * 1000);
+  EXPECT_EQ(phone.document("Install").at("installTime").as_double(), test::SimulatedPhone::kStart * 1000);
   phone.sim.dispatcher->advance(6);
   EXPECT_TRUE(phone.sim.http->requests("acsTokenRps").empty());
   EXPECT_FALSE(phone.tracker().getZULInitFlag());
@@ -37,23 +39,23 @@ TEST_F(StartTest, TheTrackingAnswerReleasesAWaitingStart) {
   phone.initialize(Dictionary::fromJson(R"({"k":1})"));
   phone.sim.dispatcher->advance(60);
   EXPECT_TRUE(phone.sim.http->requests().empty());
-  EXPECT_EQ(phone.runtime->debugMode(), 0);
+  EXPECT_EQ(phone.process().debugMode(), 0);
   phone.tracker().setATTAlertCheked("N");
   phone.sim.dispatcher->advance(6);
   EXPECT_EQ(logged("NSKeyValueChangeNewKey observer success : N"), 1U);
   EXPECT_EQ(logged("launchOptions : {\"k\":1}"), 1U);
   EXPECT_TRUE(phone.tracker().getZULInitFlag());
-  EXPECT_EQ(phone.runtime->debugMode(), 1);
+  EXPECT_EQ(phone.process().debugMode(), 1);
 }
 
 TEST_F(StartTest, AnAnswerGivenBeforeOrNoFacebookAppIdDoesNotWait) {
   phone.configure(R"({"useMode":1,"ATTPopup":true})");
   phone.sim.bundle->info.set("FacebookAppID", "");
-  phone.launch();
+  phone.startUp();
   EXPECT_TRUE(phone.tracker().getZULInitFlag());
   phone.sim.bundle->info.set("FacebookAppID", "fb");
   phone.store("Identify", R"({"ATTPopupDone":"Y"})");
-  phone.launch();
+  phone.startUp();
   EXPECT_TRUE(phone.tracker().getZULInitFlag());
 }
 
@@ -82,7 +84,7 @@ TEST_F(StartTest, TheLaunchLinkDecidesByTheFirstMatch) {
 
 TEST_F(StartTest, EventsRecordedBeforeInitializationAreSentInTheSessionThatBegins) {
   phone.store("DataBeforeInit", R"({"entireExceptionData":[{"SESSION":{"sid":"old","n":1}},{"n":2},7,{}]})");
-  phone.launch();
+  phone.startUp();
   EXPECT_EQ(phone.uploads().size(), 1U);
   phone.sim.dispatcher->advance(1);
   ASSERT_EQ(phone.uploads().size(), 2U);
@@ -111,7 +113,7 @@ TEST_F(StartTest, HostileConfigurationAndDocumentsAreSurvived) {
     phone.store(id, R"({"sessionExpireSec":"x","installTime":{},"uuid":1,"QueueJsonList":[1],"useMode":null,
         "recentSessionTimeSec":"now","lifeCriteriaVisit":1e300,"entireExceptionData":{"a":1},"member":[]})");
   }
-  phone.launch();
+  phone.startUp();
   phone.tracker().sendTransaction();
   phone.sim.dispatcher->advance(10);
   EXPECT_TRUE(phone.tracker().getZULInitFlag());

@@ -1,6 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "Phone.h"
+#include <boost/json/parse.hpp>
+
+#include "Json.h"
+#include "Runtime.h"
+#include "SimulatedPhone.h"
+#include "Tracker.h"
 
 namespace zul {
 namespace {
@@ -19,7 +24,7 @@ Answer after(double seconds, Answer answer) {
 class UploadTest : public testing::Test {
  protected:
   UploadTest() {
-    phone.launch();
+    phone.startUp();
     phone.sim.http->clearRequests();
   }
 
@@ -48,7 +53,7 @@ class UploadTest : public testing::Test {
     for (const auto& answer : answers) phone.sim.http->answer("dataRcv", answer);
   }
 
-  test::Phone phone;
+  test::SimulatedPhone phone;
 };
 
 TEST_F(UploadTest, TheCollectorLearnsWhyItWasNotAccepted) {
@@ -68,7 +73,7 @@ TEST_F(UploadTest, TheCollectorLearnsWhyItWasNotAccepted) {
 
 TEST_F(UploadTest, AcceptanceProlongsTheSessionAndClearsWhatIsToldOnce) {
   answers({after(3, kAccepted)});
-  phone.runtime->record().edit([](SessionJson& record) {
+  phone.process().record().edit([](SessionJson& record) {
     record.isDrUpdate = "Y";
     record.openDl = "app://x";
     record.saveToken = "Y";
@@ -80,7 +85,7 @@ TEST_F(UploadTest, AcceptanceProlongsTheSessionAndClearsWhatIsToldOnce) {
   EXPECT_LE(phone.sim.store->commits() - commits, 3U);
   phone.sim.dispatcher->advance(3);
   EXPECT_EQ(phone.document("Behavior").at("sessionExpireSec").as_double(), phone.sim.clock->now() + 1800);
-  const auto record = phone.runtime->record().sharedInstance();
+  const auto record = phone.process().record().sharedInstance();
   EXPECT_EQ(record->isDrUpdate, "N");
   EXPECT_EQ(record->openDl, "");
   EXPECT_EQ(record->saveToken, "N");
@@ -143,7 +148,7 @@ TEST_F(UploadTest, JournalRowsThatAreNoPayloadsAreSetAside) {
     const platform::DocumentStore::Write write{platform::DocumentStore::Table::journal, key, text};
     phone.sim.store->commit({&write, 1});
   }
-  phone.launch();
+  phone.startUp();
   phone.sim.http->clearRequests();
   event("c");
   EXPECT_EQ(sent(), (std::vector<std::string>{"abc"}));
@@ -155,7 +160,7 @@ TEST_F(UploadTest, AnUnreadableQueueStandsInTheWayOnce) {
   for (const std::string broken : {"[{\"SESSION\":", "{\"a\":1}", "null"}) {
     const boost::json::object document{{"QueueJsonList", broken}};
     phone.store("Json", json::text(document));
-    phone.launch();
+    phone.startUp();
     phone.sim.http->clearRequests();
     answers({kAccepted});
     event("a");
@@ -172,7 +177,7 @@ TEST_F(UploadTest, AnUnreadableQueueStandsInTheWayOnce) {
 TEST_F(UploadTest, ElementsThatAreNoPayloadsAreRemoved) {
   phone.store("Json",
               R"({"QueueJsonList":"[{\"SESSION\":{\"event\":\"a\"}},7,{},null,{\"SESSION\":{\"event\":\"b\"}}]"})");
-  phone.launch();
+  phone.startUp();
   phone.sim.http->clearRequests();
   event("c");
   EXPECT_EQ(sent(), (std::vector<std::string>{"abc"}));
@@ -186,7 +191,7 @@ TEST_F(UploadTest, ALargeQueueIsStoredNowAndThenAndJournaledMeanwhile) {
   }
   const boost::json::object document{{"QueueJsonList", json::text(boost::json::value(large))}};
   phone.store("Json", json::text(document));
-  phone.launch();
+  phone.startUp();
   phone.sim.http->clearRequests();
   answers({kUnreachable});
   const auto commits = phone.sim.store->commits();

@@ -2,7 +2,10 @@
 
 #include <cstring>
 
-#include "Phone.h"
+#include "Facade.h"
+#include "Runtime.h"
+#include "SimulatedPhone.h"
+#include "Tracker.h"
 #include "zul/ZULDebugger.h"
 #include "zul/ZULSession.h"
 #include "zul/ZULSessionVersion.h"
@@ -14,19 +17,19 @@ class FacadeTest : public testing::Test {
  protected:
   FacadeTest() { phone.boot(); }
   std::size_t logged(std::string_view text) { return phone.sim.log->count(text); }
-  test::Phone phone;
+  test::SimulatedPhone phone;
 };
 
 TEST_F(FacadeTest, InTheBackgroundOnlyTheCallbackAndTheConfigurationAreTaken) {
   int called = 0;
   const std::function<void()> callback = [&] { ++called; };
   const auto configuration = std::make_shared<WebViewConfiguration>();
-  facade::initializeWithWebView(*phone.runtime, {std::nullopt, Application{ApplicationState::background}, callback},
+  facade::initializeWithWebView(phone.process(), {std::nullopt, Application{ApplicationState::background}, callback},
                                 configuration);
   phone.sim.dispatcher->advance(10);
   EXPECT_EQ(logged("initEnd pass in Background"), 1U);
-  EXPECT_EQ(phone.runtime->trackerIfMade(), nullptr);
-  EXPECT_EQ(phone.runtime->webView().getConfiguration(), configuration);
+  EXPECT_EQ(phone.process().trackerIfMade(), nullptr);
+  EXPECT_EQ(phone.process().webView().getConfiguration(), configuration);
   EXPECT_EQ(called, 0);
 
   phone.initialize(std::nullopt, ApplicationState::inactive);
@@ -51,7 +54,7 @@ TEST_F(FacadeTest, ACallbackThatThrowsHurtsNobody) {
 TEST_F(FacadeTest, StoredAttributionIsToldAtTheFirstLook) {
   phone.store("AttributionInfo", R"({"attributionInfo":{"installMedia":"m"}})");
   std::vector<std::string> told;
-  facade::getAttributedInfo(*phone.runtime, [&](const Dictionary& info) { told.push_back(info.json()); });
+  facade::getAttributedInfo(phone.process(), [&](const Dictionary& info) { told.push_back(info.json()); });
   phone.sim.dispatcher->advance(4.9);
   EXPECT_TRUE(told.empty());
   phone.sim.dispatcher->advance(0.2);
@@ -61,7 +64,7 @@ TEST_F(FacadeTest, StoredAttributionIsToldAtTheFirstLook) {
 
 TEST_F(FacadeTest, WithoutAttributionAnEmptyDictionaryComesAfterTenLooks) {
   std::vector<double> told;
-  facade::getAttributedInfo(*phone.runtime, [&](const Dictionary& info) {
+  facade::getAttributedInfo(phone.process(), [&](const Dictionary& info) {
     EXPECT_TRUE(info.empty());
     told.push_back(phone.sim.dispatcher->now());
   });
@@ -74,7 +77,7 @@ TEST_F(FacadeTest, WithoutAttributionAnEmptyDictionaryComesAfterTenLooks) {
 
 // The process's own library, on a simulated platform.
 TEST(ZULSessionTest, TheStaticOperationsReachTheProcessesLibrary) {
-  test::Phone phone;
+  test::SimulatedPhone phone;
   phone.configure(R"({"useMode":1,"isDebug":true,"accessToken":"t"})");
   phone.store("Identify", R"({"buildMode":false})");
   EXPECT_EQ(Tracker::getSharedInstance(), nullptr);

@@ -14,8 +14,10 @@
 #include <vector>
 
 #include "DevCollector.h"
+#include "HostPlatform.h"
 #include "Json.h"
-#include "RealPieces.h"
+#include "KeptLog.h"
+#include "Patience.h"
 #include "Runtime.h"
 #include "TemporaryFolder.h"
 #include "Tracker.h"
@@ -72,19 +74,13 @@ class ConcurrencyTest : public testing::Test {
     collector.setAnswers(text.str());
     writeInfoPlist(folder.path(), "");
 
-    LinuxOptions options;
-    options.applicationId = "com.example.host";
-    options.dataFolder = folder.path("store");
-    options.bundleFolder = folder.path();
-    auto platform = linuxPlatform(options);
-    clock = std::make_shared<ShiftedClock>(platform.clock);
-    platform.clock = clock;
-    platform.dispatcher = std::make_shared<HurriedDispatcher>(platform.dispatcher, 0.02);
-    platform.log = log;
-    platform.deployment.collectorBaseUrl = collector.baseUrl();
-    platform.deployment.appStoreLookupHost = collector.baseUrl().substr(7);
-    platform.deployment.ntpHosts.clear();
-    EXPECT_TRUE(ZULSession::setPlatform(std::move(platform)));
+    HostPlatform host({.data = folder.path("store"),
+                       .bundle = folder.path(),
+                       .collector = collector.baseUrl(),
+                       .pace = 0.02,
+                       .log = log});
+    clock = host.clock;
+    EXPECT_TRUE(ZULSession::setPlatform(std::move(host.platform)));
   }
 
   // Reports an event that can be told from the others. The pairs are the library's, so one at a time.
@@ -196,13 +192,11 @@ TEST_F(ConcurrencyTest, AnyOperationOnAnyThreadAtAnyTime) {
 // A record that is made while sessions begin shows one of them as a whole.
 TEST(RecordConcurrencyTest, ShowsOneSessionWhileAnotherBegins) {
   const TemporaryFolder folder;
-  LinuxOptions options;
-  options.dataFolder = folder.path("store");
-  options.bundleFolder = folder.path();
-  auto platform = linuxPlatform(options);
-  platform.deployment.appStoreLookupHost = "127.0.0.1:9";
-  platform.log = std::make_shared<KeptLog>();
-  Runtime runtime(std::move(platform));
+  HostPlatform host({.data = folder.path("store"),
+                     .bundle = folder.path(),
+                     .collector = "http://127.0.0.1:9",
+                     .log = std::make_shared<KeptLog>()});
+  Runtime runtime(std::move(host.platform));
   const auto begin = [&](std::int64_t visit) {
     runtime.db().transaction([&] {
       runtime.db().update("Behavior", [&](MutableDocument& behavior) {

@@ -1,16 +1,15 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <iostream>
 #include <mutex>
 #include <random>
-#include <sstream>
 #include <thread>
 
 #include "Child.h"
 #include "DeadPort.h"
 #include "DevCollector.h"
-#include "RealPieces.h"
+#include "HostPlatform.h"
+#include "Patience.h"
 #include "TemporaryFolder.h"
 #include "TestCertificate.h"
 
@@ -53,14 +52,12 @@ class ExitTest : public testing::Test {
     const auto begun = Child::Clock::now();
     EXPECT_TRUE(host.ended(kPatience)) << c.name << ": does not exit, after " << after.count() << " us";
     const auto taken = std::chrono::duration_cast<std::chrono::milliseconds>(Child::Clock::now() - begun);
-    std::ostringstream errors;
-    errors << std::ifstream(folder.path("errors")).rdbuf();
     EXPECT_EQ(host.status(), 0) << c.name << " after " << after.count() << " us";
-    EXPECT_TRUE(errors.str().empty()) << c.name << ": " << errors.str();
+    EXPECT_EQ(contents(folder.path("errors")), "") << c.name;
     return taken;
   }
 
-  collector::TestCertificate certificate;
+  TestCertificate certificate;
   DevCollector quick, slow, secure;
   const DeadPort refusing{false}, silent{true};
 };

@@ -2,7 +2,9 @@
 
 #include <set>
 
-#include "Phone.h"
+#include "Json.h"
+#include "SimulatedPhone.h"
+#include "Tracker.h"
 
 namespace zul::test {
 namespace {
@@ -25,13 +27,13 @@ class FailingStoreTest : public testing::Test {
     phone.sim.dispatcher->advance(1);
   }
 
-  Phone phone;
+  SimulatedPhone phone;
 };
 
 // For a while, as long as there are too many open files or the like, the store answers nothing. What it holds is
 // still there afterwards, and so must be what was reported meanwhile.
 TEST_F(FailingStoreTest, CostsNothingOfWhatIsStored) {
-  phone.launch();
+  phone.startUp();
   phone.refuseUploads({R"({"code":"ERR9"})"});
   event("a");
   const auto uuid = phone.document("Identify").at("uuid");
@@ -46,7 +48,7 @@ TEST_F(FailingStoreTest, CostsNothingOfWhatIsStored) {
 
   phone.sim.http->clearRequests();
   phone.acceptUploads();
-  phone.launch();
+  phone.startUp();
   event("d");
   std::set<std::string> arrived;
   for (const auto& list : phone.uploads()) {
@@ -69,7 +71,7 @@ TEST_F(FailingStoreTest, WhatWasDeliveredMeanwhileIsForgotten) {
   EXPECT_EQ(phone.journaled(), 0U);
   phone.sim.http->clearRequests();
   phone.acceptUploads();
-  phone.launch();
+  phone.startUp();
   event("e");
   EXPECT_EQ(phone.uploads().back().size(), 4U);
 }

@@ -20,13 +20,13 @@
 #include <string>
 #include <thread>
 
-#include "RealPieces.h"
+#include "HostPlatform.h"
 #include "Runtime.h"
 #include "Tracker.h"
 #include "zul/Application.h"
-#include "zul/Platform.h"
 #include "zul/User.h"
 #include "zul/ZULSession.h"
+#include "zul/platform/LogSink.h"
 
 namespace zul {
 namespace {
@@ -108,21 +108,16 @@ int main(int argc, char** argv) {
   for (; at + 1 < argc; at += 2) options[argv[at]] = argv[at + 1];
   if (words.size() < 2) return 2;
 
-  LinuxOptions linuxOptions;
-  linuxOptions.applicationId = "com.example.host";
-  linuxOptions.dataFolder = options["--data"];
-  linuxOptions.bundleFolder = options["--bundle"];
-  auto platform = linuxPlatform(linuxOptions);
-  const auto clock = std::make_shared<test::ShiftedClock>(platform.clock);
-  clock->add(std::stod(options["--later"]));
-  platform.clock = clock;
-  platform.dispatcher = std::make_shared<test::HurriedDispatcher>(platform.dispatcher, std::stod(options["--pace"]));
-  platform.log = std::make_shared<ErrorLog>();
-  platform.deployment.collectorBaseUrl = options["--collector"];
-  platform.deployment.appStoreLookupHost = options["--lookup"];
-  platform.deployment.caFile = options["--ca"];
-  platform.deployment.ntpHosts.clear();
-  ZULSession::setPlatform(std::move(platform));
+  test::HostPlatform host({.data = options["--data"],
+                           .bundle = options["--bundle"],
+                           .collector = options["--collector"],
+                           .lookup = options["--lookup"],
+                           .caFile = options["--ca"],
+                           .later = std::stod(options["--later"]),
+                           .pace = std::stod(options["--pace"]),
+                           .log = std::make_shared<ErrorLog>()});
+  const auto clock = host.clock;
+  ZULSession::setPlatform(std::move(host.platform));
 
   const auto how = options["--how"];
   if (words[0] == "report") {

@@ -8,8 +8,9 @@
 
 #include "Child.h"
 #include "DevCollector.h"
+#include "HostPlatform.h"
 #include "Ledger.h"
-#include "RealPieces.h"
+#include "Patience.h"
 #include "SqliteStore.h"
 #include "TemporaryFolder.h"
 
@@ -24,14 +25,6 @@ constexpr int kRounds = kSanitized ? 30 : 100;
 constexpr int kSlower = kSanitized ? 4 : 1;
 constexpr int kMostEvents = 60;     // a process
 constexpr double kLater = 400'000;  // seconds between two processes: more than one of them moves its clock
-
-// What the test found wrong with a process's words on standard error: anything but failures of the network.
-std::string complaints(const std::string& errorFile) {
-  std::ifstream lines(errorFile);
-  std::string found;
-  for (std::string line; std::getline(lines, line);) found += line + "\n";
-  return found;
-}
 
 class KillTest : public testing::Test {
  protected:
@@ -140,7 +133,7 @@ TEST_F(KillTest, LosesNothingAcceptedAndLeavesAWholeState) {
   ASSERT_TRUE(host.ended(10s));
   EXPECT_EQ(host.status(), 0);
   EXPECT_EQ(ledger.uuid(), before.uuid);
-  EXPECT_EQ(complaints(data.path("errors")), "");
+  EXPECT_EQ(contents(data.path("errors")), "");
   std::cout << kRounds << " kills, " << silent << " of them before the first event; " << ledger.statistics() << "\n";
 }
 
@@ -161,7 +154,7 @@ TEST_F(KillTest, LeavesAStoreThatOpensWhileItIsBeingMade) {
     if (!loaded.rows.empty()) ++made;
     std::filesystem::remove_all(data.path("store"));
   }
-  EXPECT_EQ(complaints(data.path("errors")), "");
+  EXPECT_EQ(contents(data.path("errors")), "");
   std::cout << kRounds / 3 << " kills, " << made << " of them with documents\n";
 }
 

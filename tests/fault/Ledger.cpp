@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "Json.h"
-#include "StoreFolder.h"
+#include "SqliteShell.h"
 #include "TemporaryFolder.h"
 
 namespace zul::test {
@@ -76,7 +76,7 @@ std::optional<StoredSession> readSession(const std::string& folder) {
     if (std::filesystem::exists(folder + "/" + name)) std::filesystem::copy(folder + "/" + name, copy.path());
   }
   if (!std::filesystem::exists(copy.path("ZULLocalDB.sqlite"))) return std::nullopt;
-  platform::Shell shell(copy.path("ZULLocalDB.sqlite"));
+  SqliteShell shell(copy.path("ZULLocalDB.sqlite"));
   EXPECT_EQ(shell.run("PRAGMA integrity_check"), "ok");
   const auto behavior = json::parseObject(shell.run("SELECT body FROM documents WHERE id='Behavior'"));
   const auto identify = json::parseObject(shell.run("SELECT body FROM documents WHERE id='Identify'"));

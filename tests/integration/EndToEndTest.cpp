@@ -1,9 +1,18 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
 #include <future>
 #include <thread>
 
 #include "DeadPort.h"
+#include "Json.h"
+#include "Patience.h"
 #include "RealPhone.h"
+#include "Runtime.h"
 #include "TestCertificate.h"
+#include "Tracker.h"
+#include "zul/platform/Dispatcher.h"
+#include "zul/platform/HttpClient.h"
 
 namespace zul::test {
 namespace {
@@ -29,7 +38,7 @@ class EndToEndTest : public testing::TestWithParam<bool> {
     return (GetParam() ? "https://localhost:" : "http://127.0.0.1:") + std::to_string(collector.port());
   }
 
-  collector::TestCertificate certificate;
+  TestCertificate certificate;
   DevCollector collector;
 };
 INSTANTIATE_TEST_SUITE_P(, EndToEndTest, testing::Values(false, true),
@@ -42,7 +51,7 @@ TEST_P(EndToEndTest, FromTheFirstStartToTheSecondSession) {
   phone.caFile = certificate.certFile;
   phone.lookup = appStore.baseUrl().substr(7);
   phone.haveToken("");
-  phone.launch(0.2);
+  phone.startUp(0.2);
 
   ASSERT_TRUE(collector.waitFor(Endpoint::upload, 1, 10s));
   const auto token = collector.requests(Endpoint::token).at(0);
@@ -69,7 +78,7 @@ TEST_P(EndToEndTest, FromTheFirstStartToTheSecondSession) {
   phone.exit();
   collector.reset();
   phone.later = kExpired;
-  phone.launch();
+  phone.startUp();
   ASSERT_TRUE(collector.waitFor(Endpoint::upload, 1, 10s));
   const auto second = collector.requests(Endpoint::upload).at(0)->body.at(0).at("SESSION").as_object();
   EXPECT_EQ(json::integer(second, "ltvt"), 2);
@@ -84,14 +93,14 @@ TEST_P(EndToEndTest, FromTheFirstStartToTheSecondSession) {
 TEST_P(EndToEndTest, WhatACollectorThatWasAwayMissedArrivesInOrder) {
   RealPhone phone(url());
   phone.caFile = certificate.certFile;
-  phone.launch();
+  phone.startUp();
   EXPECT_TRUE(upload(collector, "")) << "the session";
   collector.stop();
   phone.event("a");
   EXPECT_TRUE(phone.keeps("a"));
   phone.event("b");
   EXPECT_TRUE(phone.keeps("ab"));
-  phone.launch();
+  phone.startUp();
   phone.event("c");
   EXPECT_TRUE(phone.keeps("abc"));
   collector.start();
@@ -101,17 +110,17 @@ TEST_P(EndToEndTest, WhatACollectorThatWasAwayMissedArrivesInOrder) {
 }
 
 TEST(PrivateAuthorityTest, IsTrustedOnlyWhereItIsNamed) {
-  const collector::TestCertificate certificate;
+  const TestCertificate certificate;
   DevCollector collector({.certFile = certificate.certFile, .keyFile = certificate.keyFile});
   collector.start();
   RealPhone phone("https://localhost:" + std::to_string(collector.port()));
   phone.lookup = "127.0.0.1:1";
-  phone.launch();
+  phone.startUp();
   phone.event("a");
   EXPECT_TRUE(phone.keeps("a"));
   EXPECT_EQ(collector.counts().total, 0U);
   phone.caFile = certificate.certFile;
-  phone.launch();
+  phone.startUp();
   phone.event("b");
   EXPECT_TRUE(upload(collector, "ab"));
 }
@@ -123,7 +132,7 @@ TEST(LookUpTest, NobodyElseWaitsForAServerThatNeverAnswers) {
   const DeadPort silent(true);
   RealPhone phone(collector.baseUrl());
   phone.lookup = silent.host();
-  auto& tracker = phone.launch();
+  auto& tracker = phone.startUp();
   std::atomic<bool> released = false;
   std::thread waiting([&] {
     tracker.getSessionData();
@@ -139,13 +148,13 @@ TEST(LookUpTest, NobodyElseWaitsForAServerThatNeverAnswers) {
   tracker.checkNewSession();
   tracker.exceptionSendToServer();
   std::promise<void> ran;
-  phone.runtime->platform().dispatcher->async(platform::Dispatcher::Queue::global, [&] { ran.set_value(); });
+  phone.process().platform().dispatcher->async(platform::Dispatcher::Queue::global, [&] { ran.set_value(); });
   ran.get_future().wait();
   EXPECT_EQ(phone.document("Behavior").at("pageKey"), 0);
   EXPECT_LT(std::chrono::steady_clock::now() - begun, kSanitized ? 5s : 1s);
   EXPECT_FALSE(released);
 
-  phone.runtime->platform().http->stop();
+  phone.process().platform().http->stop();
   const auto stopped = std::chrono::steady_clock::now();
   waiting.join();
   EXPECT_LT(std::chrono::steady_clock::now() - stopped, 2s);

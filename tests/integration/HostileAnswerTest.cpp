@@ -1,4 +1,9 @@
+#include <gtest/gtest.h>
+
+#include "Json.h"
+#include "Patience.h"
 #include "RealPhone.h"
+#include "Tracker.h"
 
 namespace zul::test {
 namespace {
@@ -45,7 +50,7 @@ class HostileAnswerTest : public testing::Test {
   }
   // A process whose first session has been accepted.
   void launch() {
-    phone.launch();
+    phone.startUp();
     EXPECT_TRUE(upload(collector, ""));
     EXPECT_TRUE(phone.keeps(""));
   }
@@ -103,11 +108,11 @@ TEST_F(HostileAnswerTest, ATokenAnswerNeitherForgesAHeaderNorStopsTheLibrary) {
     RealPhone another(collector.baseUrl());
     another.haveToken("");
     another.boot(0.01);
-    facade::initialize(*another.runtime, {std::nullopt, Application{}, {}});
+    another.initialize();
     EXPECT_TRUE(collector.waitFor(Endpoint::token, 1, 10s));
     EXPECT_TRUE(eventually([&] { return another.log->count("ZULinitYN: ") == 1; }));
     another.event("a");
-    const bool started = another.runtime->tracker().getZULInitFlag();
+    const bool started = another.tracker().getZULInitFlag();
     EXPECT_TRUE(!started || upload(collector, "a"));
     for (const auto& request : collector.requests()) {
       EXPECT_EQ(request->problem, "");

@@ -1,8 +1,11 @@
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
 
 #include <fstream>
 
+#include "Json.h"
+#include "Patience.h"
 #include "RealPhone.h"
 
 namespace zul::test {
@@ -35,7 +38,7 @@ class StorageTest : public testing::Test {
 
   // Puts an install of an earlier process on the disk, with an event that the collector did not get.
   void usedPhone() {
-    phone.launch();
+    phone.startUp();
     EXPECT_TRUE(upload(collector, ""));
     collector.setAnswers(R"({"upload":[{"body":{"code":"ERR9"}}]})");
     phone.event("a");
@@ -59,7 +62,7 @@ class StorageTest : public testing::Test {
 TEST_F(StorageTest, ADamagedDatabaseIsSetAside) {
   usedPhone();
   std::ofstream(phone.database(), std::ios::trunc) << std::string(20'000, 'x');
-  phone.launch();
+  phone.startUp();
   phone.event("b");
   EXPECT_TRUE(upload(collector, "b"));
   EXPECT_TRUE(phone.keeps(""));
@@ -71,7 +74,7 @@ TEST_F(StorageTest, ADamagedDatabaseIsSetAside) {
 TEST_F(StorageTest, WithoutAFolderTheLibraryLivesInMemory) {
   std::ofstream(phone.folder.path("file")) << "x";
   phone.store = phone.folder.path("file") + "/store";
-  phone.launch();
+  phone.startUp();
   EXPECT_TRUE(upload(collector, ""));
   phone.event("a");
   const auto arrived = upload(collector, "a");
@@ -87,7 +90,7 @@ TEST_F(StorageTest, WithoutAFolderTheLibraryLivesInMemory) {
 TEST_F(StorageTest, AFullDiskIsWaitedFor) {
   {
     const FullDisk full(0);
-    phone.launch();
+    phone.startUp();
     EXPECT_TRUE(upload(collector, ""));
     phone.event("a");
     EXPECT_TRUE(upload(collector, "a"));
@@ -102,7 +105,7 @@ TEST_F(StorageTest, AFullDiskIsWaitedFor) {
   EXPECT_EQ(json::integer(phone.document("Behavior"), "lifeCriteriaVisit"), 1);
   const auto uuid = phone.document("Identify").at("uuid");
   collector.setAnswers("{}");
-  phone.launch();
+  phone.startUp();
   phone.event("d");
   const auto arrived = upload(collector, "bcd");
   ASSERT_TRUE(arrived);
@@ -116,7 +119,7 @@ TEST_F(StorageTest, AFullDiskAtTheStartCostsNothingOfWhatIsStored) {
   const auto installTime = phone.document("Install").at("installTime");
   {
     const FullDisk full(0);
-    phone.launch();
+    phone.startUp();
     phone.event("b");
     EXPECT_TRUE(collector.waitFor(collector::Endpoint::upload, 1, std::chrono::seconds(10)));
   }
@@ -124,7 +127,7 @@ TEST_F(StorageTest, AFullDiskAtTheStartCostsNothingOfWhatIsStored) {
   EXPECT_TRUE(eventually([&] { return phone.journaled() == "0"; }));
   EXPECT_EQ(phone.document("Identify").at("uuid"), uuid);
   EXPECT_EQ(phone.document("Install").at("installTime"), installTime);
-  phone.launch();
+  phone.startUp();
   phone.event("d");
   EXPECT_TRUE(collector.waitFor(
       [](const auto& request) {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "AsioDispatcher.h"
-#include "RealPieces.h"
+#include "Patience.h"
 
 namespace zul::platform {
 namespace {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -12,6 +11,8 @@
 #include <fstream>
 #include <thread>
 
+#include "Child.h"
+#include "Descriptor.h"
 #include "LinuxDevice.h"
 #include "LinuxUserDefaults.h"
 #include "NetlinkReachability.h"
@@ -25,6 +26,7 @@
 namespace zul::platform {
 namespace {
 
+using test::Descriptor;
 using test::TemporaryFolder;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -105,40 +107,35 @@ TEST(NetlinkReachability, KnowsThisMachineAndTheRouteToTheWorld) {
 }
 
 TEST(NetlinkReachability, SeesThatThereIsNoRoute) {
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    // A network of its own has no route at all.
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0 && unshare(CLONE_NEWNET) != 0) _exit(2);
-    _exit(NetlinkReachability().flags("collector.example") == 0u ? 0 : 1);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFEXITED(status));
-  if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "no network of its own to be had here";
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+  // A network of its own has no route at all.
+  test::Child child([] {
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0 && unshare(CLONE_NEWNET) != 0) return 2;
+    return NetlinkReachability().flags("collector.example") == 0u ? 0 : 1;
+  });
+  const int status = child.exitStatus();
+  if (status == 2) GTEST_SKIP() << "no network of its own to be had here";
+  EXPECT_EQ(status, 0);
 }
 
 /// The standard error stream leads elsewhere for as long as this lives.
 class Redirected {
  public:
-  explicit Redirected(int to) : before_(dup(STDERR_FILENO)) { dup2(to, STDERR_FILENO); }
-  ~Redirected() {
-    dup2(before_, STDERR_FILENO);
-    close(before_);
-  }
+  explicit Redirected(const Descriptor& to) : before_(dup(STDERR_FILENO), "dup") { lead(to); }
+  ~Redirected() { lead(before_); }
   Redirected(const Redirected&) = delete;
   Redirected& operator=(const Redirected&) = delete;
 
  private:
-  const int before_;
+  static void lead(const Descriptor& to) { EXPECT_EQ(dup2(to.get(), STDERR_FILENO), STDERR_FILENO); }
+
+  const Descriptor before_;
 };
 
 TEST(StderrSink, KeepsLinesWholeAndOutlivesItsReader) {
   const TemporaryFolder folder;
   StderrSink sink;
-  const int file = open(folder.path("log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
   {
+    const Descriptor file(open(folder.path("log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600), "log");
     const Redirected redirected(file);
     std::vector<std::thread> writers;
     for (int i = 0; i < 3; ++i) {
@@ -148,22 +145,19 @@ TEST(StderrSink, KeepsLinesWholeAndOutlivesItsReader) {
     }
     for (auto& writer : writers) writer.join();
   }
-  close(file);
   std::ifstream log(folder.path("log"));
   std::vector<std::string> lines;
   for (std::string line; std::getline(log, line);) lines.push_back(line);
   EXPECT_EQ(lines.size(), 300u);
   EXPECT_THAT(lines, Each("a line of the log"));
 
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  close(ends[0]);
+  test::Pipe pipe;
+  pipe.read.close();
   {
-    const Redirected redirected(ends[1]);
+    const Redirected redirected(pipe.write);
     sink.write("nobody reads this\n");  // SIGPIPE would end the test here
     sink.write("nor this\n");
   }
-  close(ends[1]);
   sigset_t pending;
   sigpending(&pending);
   EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);

@@ -1,27 +1,20 @@
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <functional>
-#include <sstream>
 
+#include "Child.h"
 #include "StoreFolder.h"
 
 namespace zul::platform {
 namespace {
 
+using test::contents;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-std::string contents(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
 
 void overwrite(const std::string& path, int from, int size) {
   std::fstream(path, std::ios::binary | std::ios::in | std::ios::out).seekp(from) << std::string(size, '\x5a');
@@ -93,11 +86,11 @@ TEST_F(SqliteStoreFaultTest, ADamagedDatabaseIsSetAsideWholeAndNeverOverwritten)
 TEST_F(SqliteStoreFaultTest, NeitherAnEmptyFileNorOneOfALaterVersionIsDamaged) {
   std::ofstream(database).flush();
   fill();
-  Shell(database).run("PRAGMA user_version=2");
+  SqliteShell(database).run("PRAGMA user_version=2");
   SqliteStore store(folder);
   EXPECT_EQ(store.commit(Writes{{Table::documents, "a", "1"}}), Status::failed);
   EXPECT_THAT(store.lastError(), HasSubstr("later version"));
-  Shell(database).run("PRAGMA user_version=1");
+  SqliteShell(database).run("PRAGMA user_version=1");
   EXPECT_THAT(store.loadAll(Table::documents).rows, SizeIs(400));
   EXPECT_THAT(setAsideDatabases(), IsEmpty());
 }
@@ -116,8 +109,7 @@ TEST_F(SqliteStoreFaultTest, GoesOnWhenTheFolderBecomesUsable) {
 
 // A limit on the size of files stands for the full disk. It holds for the whole process, hence the child.
 TEST_F(SqliteStoreFaultTest, GoesOnWhenTheDiskIsNoLongerFull) {
-  const pid_t child = ::fork();
-  if (child == 0) {
+  test::Child child([this] {
     ::signal(SIGXFSZ, SIG_IGN);
     const auto limitTo = [](rlim_t bytes) {
       const rlimit limits{bytes, RLIM_INFINITY};
@@ -132,11 +124,9 @@ TEST_F(SqliteStoreFaultTest, GoesOnWhenTheDiskIsNoLongerFull) {
     right = right && store.commit(Writes{{Table::documents, "a", "2"}}) == Status::ok;
     limitTo(RLIM_INFINITY);
     right = right && store.commit(large) == Status::ok;
-    ::_exit(right ? 0 : 1);
-  }
-  int status = 0;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+    return right ? 0 : 1;
+  });
+  EXPECT_EQ(child.exitStatus(), 0);
   EXPECT_THAT(SqliteStore(folder).loadAll(Table::documents).rows, SizeIs(2));
 }
 

@@ -1,31 +1,20 @@
-#include <signal.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
+#include <cstring>
 #include <random>
 #include <thread>
 
+#include "Child.h"
 #include "StoreFolder.h"
-
-namespace {
-thread_local int syncsOfThisThread = 0;
-}
-
-// SQLite finds these before the ones of the C library.
-extern "C" __attribute__((visibility("default"))) int fsync(int file) {
-  ++syncsOfThisThread;
-  return static_cast<int>(::syscall(SYS_fsync, file));
-}
-extern "C" __attribute__((visibility("default"))) int fdatasync(int file) {
-  ++syncsOfThisThread;
-  return static_cast<int>(::syscall(SYS_fdatasync, file));
-}
+#include "SyncCounter.h"
 
 namespace zul::platform {
 namespace {
+
+using test::Child;
+using test::syncsOfThisThread;
 
 class SqliteStoreLogTest : public SqliteStoreFolder {
  protected:
@@ -71,9 +60,9 @@ TEST_F(SqliteStoreLogTest, MaintenanceEmptiesTheLogAndLosesNothing) {
 }
 
 TEST_F(SqliteStoreLogTest, OnlyTheMaintainingThreadSyncs) {
-  syncsOfThisThread = 0;
+  const int before = syncsOfThisThread();
   ASSERT_EQ(SqliteStore(folder).commit({}), Status::ok);
-  EXPECT_EQ(syncsOfThisThread, 0) << "a new database";
+  EXPECT_EQ(syncsOfThisThread(), before) << "a new database";
 
   SqliteStore store(folder);
   commit(store, 20);
@@ -91,13 +80,13 @@ TEST_F(SqliteStoreLogTest, OnlyTheMaintainingThreadSyncs) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     // A pause now and then, so that not all of the maintenance is overtaken.
-    for (const int before = emptied; emptied == before;) {
+    for (const int last = emptied; emptied == last;) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
   }
   done = true;
   maintainer.join();
-  EXPECT_EQ(syncsOfThisThread, 0);
+  EXPECT_EQ(syncsOfThisThread(), before);
   expectAll(store);
   SqliteStore reopened(folder);
   expectAll(reopened);
@@ -108,7 +97,7 @@ TEST_F(SqliteStoreLogTest, ALogThatSomebodyReadsIsContinued) {
   SqliteStore store(folder);
   commit(store, 200);
   {
-    Shell shell(database);
+    SqliteShell shell(database);
     shell.run("BEGIN; SELECT id FROM documents");
     store.maintain();
     EXPECT_FALSE(store.needsMaintenance()) << "before there is more to do";
@@ -124,7 +113,7 @@ TEST_F(SqliteStoreLogTest, ALogThatSomebodyReadsIsContinued) {
 }
 
 /// Counts up in two rows of one commit, maintaining all the time, and reports each commit that is done.
-[[noreturn]] void countUntilKilled(const std::filesystem::path& folder, int reports) {
+[[noreturn]] void countUntilKilled(const std::filesystem::path& folder) {
   SqliteStore store(folder);
   const DocumentStore::Loaded last = store.load(Table::documents, "a");
   std::thread maintainer([&store] {
@@ -136,7 +125,7 @@ TEST_F(SqliteStoreLogTest, ALogThatSomebodyReadsIsContinued) {
   for (int count = last.rows.empty() ? 1 : std::stoi(last.rows[0].text) + 1;; ++count) {
     const std::string text = std::to_string(count) + std::string(static_cast<std::size_t>(count % 9000), ' ');
     if (store.commit(Writes{{Table::documents, "a", text}, {Table::journal, "1", text}}) != Status::ok ||
-        ::write(reports, &count, sizeof count) != sizeof count) {
+        ::write(STDOUT_FILENO, &count, sizeof count) != sizeof count) {
       ::_exit(1);
     }
   }
@@ -149,26 +138,20 @@ TEST_F(SqliteStoreLogTest, AKillAtAnyInstantLosesNoCommitAndTearsNone) {
     // Every tenth starts with a database that is still to be made.
     const std::filesystem::path inner = folder / std::to_string(kill / 10);
     const std::string file = inner / "ZULLocalDB.sqlite";
-    std::array<int, 2> pipe{};
-    ASSERT_EQ(::pipe(pipe.data()), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
-      countUntilKilled(inner, pipe[1]);
-    }
-    ::close(pipe[1]);
+    Child child([&inner]() -> int { countUntilKilled(inner); });
     ::usleep(random() % (kill % 10 == 0 ? 10'000 : 40'000));
     if (kill % 10 % 3 == 1) {
       // Another process sees whole commits too.
-      EXPECT_EQ(Shell(file).run("SELECT count(*) FROM documents, journal WHERE body<>payload"), "0");
+      EXPECT_EQ(SqliteShell(file).run("SELECT count(*) FROM documents, journal WHERE body<>payload"), "0");
     }
-    ::kill(child, SIGKILL);
+    child.kill();
+    ASSERT_TRUE(WIFSIGNALED(child.status()));
+    ASSERT_TRUE(child.readUpTo({}, std::chrono::seconds(10)));
+    EXPECT_EQ(child.output().size() % sizeof(int), 0u);
     int reported = 0;
-    while (::read(pipe[0], &reported, sizeof reported) == sizeof reported) {
+    if (!child.output().empty()) {
+      std::memcpy(&reported, child.output().data() + child.output().size() - sizeof reported, sizeof reported);
     }
-    ::close(pipe[0]);
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSIGNALED(status));
 
     SqliteStore store(inner);
     const DocumentStore::Loaded document = store.load(Table::documents, "a");
@@ -180,7 +163,7 @@ TEST_F(SqliteStoreLogTest, AKillAtAnyInstantLosesNoCommitAndTearsNone) {
       most = std::max(most, std::stoi(document.rows[0].text));
     }
     EXPECT_GE(document.rows.empty() ? 0 : std::stoi(document.rows[0].text), reported);
-    EXPECT_EQ(Shell(file).run("PRAGMA integrity_check"), "ok");
+    EXPECT_EQ(SqliteShell(file).run("PRAGMA integrity_check"), "ok");
   }
   EXPECT_GT(most, 100);
 }

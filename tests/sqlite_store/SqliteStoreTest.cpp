@@ -74,7 +74,7 @@ TEST_F(SqliteStoreTest, MakesItsFilesForTheirOwnerAloneAndNotBeforeTheFirstCall)
 TEST_F(SqliteStoreTest, SharesTheFileWithTheShell) {
   SqliteStore store(folder);
   ASSERT_EQ(store.commit(Writes{{Table::documents, "a", "1"}}), Status::ok);
-  Shell shell(database);
+  SqliteShell shell(database);
   EXPECT_EQ(shell.run("BEGIN; SELECT body FROM documents"), "1");
   EXPECT_EQ(store.commit(Writes{{Table::documents, "a", "2"}}), Status::ok) << "while the shell reads";
   EXPECT_EQ(shell.run("COMMIT; SELECT body FROM documents"), "2");

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "Phone.h"
+#include "Runtime.h"
 #include "SessionController.h"
+#include "SimulatedPhone.h"
+#include "Tracker.h"
 
 namespace zul {
 namespace {
@@ -27,7 +29,7 @@ class SessionControllerTest : public testing::Test {
     return flags;
   }
 
-  test::Phone phone;
+  test::SimulatedPhone phone;
 };
 
 TEST_F(SessionControllerTest, UniqueFlagsOverWeeksAndAMonthsEnd) {
@@ -68,7 +70,7 @@ TEST_F(SessionControllerTest, TheVisitPeriodKeepsItsCountOnlyWithinItsDays) {
 }
 
 TEST_F(SessionControllerTest, PurchasesCountWithinThePeriod) {
-  const double now = test::Phone::kStart;
+  const double now = test::SimulatedPhone::kStart;
   for (const auto& [lastPurchase, expected] :
        std::vector<std::pair<std::string, int>>{{"", 4},
                                                 {",\"lastPurchaseTimeSec\":" + std::to_string(now - 86400), 4},
@@ -76,10 +78,10 @@ TEST_F(SessionControllerTest, PurchasesCountWithinThePeriod) {
     phone.store("AppInfo", R"({"expireDate":2})");
     phone.store("Behavior", R"({"userCriteriaPurchase":4)" + lastPurchase + "}");
     phone.boot();
-    phone.runtime->record().sharedInstance();
+    phone.process().record().sharedInstance();
     tracker().sessionController().checkToResetUdRvnc();
     EXPECT_EQ(phone.document("Behavior").at("userCriteriaPurchase"), expected) << lastPurchase;
-    EXPECT_EQ(phone.runtime->record().sharedInstance()->udRvnc, expected);
+    EXPECT_EQ(phone.process().record().sharedInstance()->udRvnc, expected);
   }
 }
 
@@ -93,7 +95,7 @@ TEST_F(SessionControllerTest, ThePageTrailGrows) {
 }
 
 TEST_F(SessionControllerTest, TheEnvironmentIsLookedAtAnew) {
-  auto& record = phone.runtime->record();
+  auto& record = phone.process().record();
   tracker().sessionController().updateSesssionAboutEnvironment();
   EXPECT_EQ(phone.sim.log->count("SessionJson is nil yet"), 1U);
   EXPECT_EQ(record.sharedInstance()->lng, "KO");

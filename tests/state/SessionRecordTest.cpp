@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "Phone.h"
+#include "Runtime.h"
 #include "SessionRecord.h"
+#include "SimulatedPhone.h"
 
 namespace zul {
 namespace {
@@ -10,9 +11,9 @@ class SessionRecordTest : public testing::Test {
  protected:
   SessionJson made() {
     phone.boot();
-    return *phone.runtime->record().sharedInstance();
+    return *phone.process().record().sharedInstance();
   }
-  test::Phone phone;
+  test::SimulatedPhone phone;
 };
 
 TEST_F(SessionRecordTest, StoredValuesComeBackWithTheirOddities) {
@@ -73,7 +74,7 @@ TEST_F(SessionRecordTest, TheLookUpIsRepeatedUntilItAnswers) {
 
 TEST_F(SessionRecordTest, ClearedMeansMadeAnewFromTheStore) {
   phone.boot();
-  auto& record = phone.runtime->record();
+  auto& record = phone.process().record();
   EXPECT_EQ(record.getSharedInstance(), nullptr);
   record.editExisting([](SessionJson&) { FAIL() << "there is no record"; });
   const auto first = record.sharedInstance();
@@ -89,11 +90,11 @@ TEST_F(SessionRecordTest, ClearedMeansMadeAnewFromTheStore) {
 // While one thread waits for the look-up a session begins: its record must not show the one before.
 TEST_F(SessionRecordTest, ARecordBegunBeforeAClearIsNotKept) {
   phone.boot();
-  auto& record = phone.runtime->record();
+  auto& record = phone.process().record();
   phone.sim.http->forget("/lookup");
   phone.sim.http->answer("/lookup", {R"({"resultCount":0})", 200, 10});
   phone.sim.dispatcher->after(5, platform::Dispatcher::Queue::global, [&] {
-    phone.runtime->db().update("Behavior", [](MutableDocument& b) { b.setInteger(8, "lifeCriteriaVisit"); });
+    phone.process().db().update("Behavior", [](MutableDocument& b) { b.setInteger(8, "lifeCriteriaVisit"); });
     record.clearInstance();
   });
   EXPECT_EQ(record.sharedInstance()->ltvt, 8);

@@ -1,25 +1,15 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <map>
 #include <string>
 #include <vector>
 
+#include "Child.h"
+#include "TemporaryFolder.h"
+
 namespace zul::bench {
 
-/// A folder that is removed, with all that is in it, at the end of the scope.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
+using test::TemporaryFolder;
 
 /// The file of this name beside the running program.
 std::string besideProgram(const std::string& name);
@@ -38,14 +28,10 @@ Figures runHost(const std::string& role, const std::map<std::string, std::string
 class Collector {
  public:
   Collector();
-  ~Collector();
-  Collector(const Collector&) = delete;
-  Collector& operator=(const Collector&) = delete;
   const std::string& url() const { return url_; }
 
  private:
-  pid_t process_ = -1;
-  int life_ = -1;  // the collector ends when this pipe does
+  test::Child process_;
   std::string url_;
 };
 

@@ -26,7 +26,7 @@ Workbench::Workbench(const std::string& folder) {
   options.dataFolder = folder;
   auto platform = linuxPlatform(options);
   platform.log = std::make_shared<NoLog>();
-  platform.store = store_ = std::make_shared<CountingStore>(platform.store);
+  platform.store = store_ = std::make_shared<test::CountingStore>(platform.store);
   platform.deployment.collectorBaseUrl = kNoCollector;
   runtime_ = std::make_unique<Runtime>(std::move(platform));
 }

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "CountingStore.h"
 #include "Runtime.h"
-#include "host/Pieces.h"
 
 namespace zul::bench {
 
@@ -22,7 +22,7 @@ class Workbench {
   boost::json::object payload();
 
  private:
-  std::shared_ptr<CountingStore> store_;
+  std::shared_ptr<test::CountingStore> store_;
   std::unique_ptr<Runtime> runtime_;
 };
 

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Events.h"
 #include "Facade.h"
 #include "HostPlatform.h"
 #include "Json.h"
@@ -59,10 +60,7 @@ Tracker& RealPhone::tracker() {
 }
 
 void RealPhone::event(const std::string& name) {
-  Dictionary pairs;
-  pairs.set("event", name);
-  tracker().setTempPairingData(pairs);
-  tracker().sendTransactionByPage();
+  reportEvent(tracker(), name);
 }
 
 std::string RealPhone::query(const std::string& sql) const {
@@ -75,24 +73,18 @@ boost::json::object RealPhone::document(const std::string& id) const {
 
 std::string RealPhone::queued() const {
   const auto list = json::parse(json::string(document("Json"), "QueueJsonList").value_or("[]"));
-  return list && list->is_array() ? names(list->get_array()) : "";
+  return list && list->is_array() ? eventNames(list->get_array()) : "";
 }
 
 bool RealPhone::keeps(const std::string& events) const {
   return eventually([&] { return queued() == events && journaled() == "0"; });
 }
 
-std::string RealPhone::names(const boost::json::array& list) {
-  std::string names;
-  for (const auto& payload : list) names += json::string(payload.at("SESSION").as_object(), "event").value_or("");
-  return names;
-}
-
 collector::RequestPtr upload(const collector::DevCollector& collector, const std::string& events) {
   return collector.waitFor(
       [&](const collector::RecordedRequest& request) {
         return request.endpoint == collector::Endpoint::upload && request.good() &&
-               RealPhone::names(request.body.as_array()) == events;
+               eventNames(request.body.as_array()) == events;
       },
       std::chrono::seconds(20));
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 #include <memory>
 #include <string>
@@ -51,8 +50,6 @@ class RealPhone {
   /// True as soon as the store holds these events for the next upload, and nothing else.
   bool keeps(const std::string& events) const;
   std::string database() const { return store + "/ZULLocalDB.sqlite"; }
-
-  static std::string names(const boost::json::array& list);
 
   TemporaryFolder folder;
   std::string collector, lookup, caFile;

@@ -2,6 +2,7 @@
 
 #include <boost/json/parse.hpp>
 
+#include "Events.h"
 #include "Facade.h"
 #include "PercentCoding.h"
 #include "QZ_GZIP.h"
@@ -84,6 +85,10 @@ void SimulatedPhone::reinstall() {
   endProcess();
   sim.store = std::make_shared<platform::SimulatedStore>();
   sim.userDefaults = std::make_shared<platform::SimulatedUserDefaults>();
+}
+
+void SimulatedPhone::event(const std::string& name) {
+  reportEvent(tracker(), name);
 }
 
 boost::json::object SimulatedPhone::document(const std::string& id) const {

@@ -77,6 +77,9 @@ class SimulatedPhone {
   /// The process dies, and the application is installed anew.
   void reinstall();
 
+  /// Reports an event that can be told from the others.
+  void event(const std::string& name);
+
   /// The stored document, as an earlier process left it or as this one sees it on disk.
   boost::json::object document(const std::string& id) const;
   void store(const std::string& id, const std::string& text) const;

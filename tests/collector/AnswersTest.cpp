@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "CollectorClient.h"
+#include "RunningCollector.h"
 
 namespace zul::collector {
 namespace {
@@ -17,11 +18,9 @@ using Clock = std::chrono::steady_clock;
 using testing::HasSubstr;
 
 struct AnswersTest : testing::Test {
-  AnswersTest() { collector.start(); }
-
   std::optional<WireReply> ask(Endpoint endpoint) { return collector::ask(collector.port(), goodRequest(endpoint)); }
 
-  DevCollector collector;
+  test::RunningCollector collector;
 };
 
 TEST_F(AnswersTest, ListRunsOnceAndItsLastAnswerRepeats) {

@@ -6,6 +6,7 @@
 
 #include "CollectorClient.h"
 #include "Json.h"
+#include "RunningCollector.h"
 
 namespace zul::collector {
 namespace {
@@ -13,9 +14,7 @@ namespace {
 using testing::HasSubstr;
 
 struct ContractTest : testing::Test {
-  ContractTest() { collector.start(); }
-
-  DevCollector collector;
+  test::RunningCollector collector;
 };
 
 TEST_F(ContractTest, GoodRequestsGetTheUsualAnswers) {

@@ -8,6 +8,7 @@
 
 #include "Child.h"
 #include "CollectorClient.h"
+#include "RunningCollector.h"
 #include "TemporaryFolder.h"
 
 namespace zul::collector {
@@ -35,16 +36,14 @@ TEST(ProgramTest, ListensUntilToldToEnd) {
 }
 
 TEST(ProgramTest, ErrorsAreToldWithStatusOne) {
-  DevCollector other;
-  other.start();
-  const auto here = "127.0.0.1:" + std::to_string(other.port());
+  const test::RunningCollector other;
   const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{}, "--listen is required"},
       {{"--listen", "8080"}, "\"8080\" is not of the form HOST:PORT"},
       {{"--listen", ":8080"}, "not of the form"},
       {{"--listen", "127.0.0.1:http"}, "not of the form"},
       {{"--listen", "127.0.0.1:65536"}, "not of the form"},
-      {{"--listen", here}, "Address already in use"},
+      {{"--listen", other.host()}, "Address already in use"},
       {{"--listen", "127.0.0.1:0", "--answers", "/nowhere"}, "cannot read /nowhere"},
       {{"--listen", "127.0.0.1:0", "--answers", "/"}, "cannot read /"},
       {{"--listen", "127.0.0.1:0", "--answers", "/dev/null"}, "answers: the whole"},

@@ -9,12 +9,14 @@
 
 #include "CollectorClient.h"
 #include "Json.h"
+#include "RunningCollector.h"
 #include "TemporaryFolder.h"
 
 namespace zul::collector {
 namespace {
 
 using namespace std::chrono_literals;
+using test::RunningCollector;
 
 boost::json::object get(int port, const std::string& target) {
   const auto reply = ask(port, {"GET", target, {}, ""});
@@ -22,8 +24,7 @@ boost::json::object get(int port, const std::string& target) {
 }
 
 TEST(RecordTest, InspectionPagesShowAndReset) {
-  DevCollector collector;
-  collector.start();
+  RunningCollector collector;
   auto bad = goodRequest(Endpoint::errorlog);
   bad.target += "?a=\"\xff\x01";
   ask(collector.port(), goodRequest(Endpoint::upload));
@@ -68,15 +69,13 @@ TEST(RecordTest, FileGetsOneLineARequestAtOnce) {
     return found;
   };
   {
-    DevCollector collector({.recordFile = file, .keepBodies = false});
-    collector.start();
+    RunningCollector collector({.recordFile = file, .keepBodies = false});
     ask(collector.port(), goodRequest(Endpoint::upload));
     ask(collector.port(), {"GET", "/\xff\"\x01?x", {{"X", "\xfe"}}, ""});
     EXPECT_TRUE(collector.requests().at(0)->body.is_null());
     ASSERT_EQ(lines().size(), 2u);
   }
-  DevCollector again({.recordFile = file});
-  again.start();
+  RunningCollector again({.recordFile = file});
   ask(again.port(), goodRequest(Endpoint::token));
   const auto all = lines();
   ASSERT_EQ(all.size(), 3u);
@@ -89,15 +88,13 @@ TEST(RecordTest, FileGetsOneLineARequestAtOnce) {
 }
 
 TEST(RecordTest, MemoryIsBoundedAndCountsAreNot) {
-  DevCollector few({.maxRequests = 3});
-  few.start();
+  RunningCollector few({.maxRequests = 3});
   for (int i = 0; i < 5; ++i) ask(few.port(), goodRequest(Endpoint::appstore));
   EXPECT_EQ(few.counts().good, 5u);
   ASSERT_EQ(few.requests().size(), 3u);
   EXPECT_EQ(few.requests()[0]->sequence, 3u);
 
-  DevCollector small({.maxBodyBytes = 1000});
-  small.start();
+  RunningCollector small({.maxBodyBytes = 1000});
   auto log = goodRequest(Endpoint::errorlog);
   log.body = R"({"_qzno":1,"errlog":")" + std::string(600, 'x') + R"("})";
   ask(small.port(), log);

@@ -8,16 +8,17 @@
 #include <utility>
 
 #include "CollectorClient.h"
+#include "RunningCollector.h"
 #include "TestCertificate.h"
 
 namespace zul::collector {
 namespace {
 
+using test::RunningCollector;
 using testing::HasSubstr;
 
 TEST(ServerTest, GarbageIsRefusedAndSurvived) {
-  DevCollector collector;
-  collector.start();
+  RunningCollector collector;
   const auto good = goodRequest(Endpoint::token);
   const std::string head = "POST /zul/errorRcv.do HTTP/1.1\r\nHost: c\r\n";
   const struct {
@@ -65,8 +66,7 @@ TEST(ServerTest, GarbageIsRefusedAndSurvived) {
 }
 
 TEST(ServerTest, OneConnectionCarriesManyRequests) {
-  DevCollector collector;
-  collector.start();
+  RunningCollector collector;
   CollectorClient client(collector.port());
   std::string many;
   for (int i = 0; i < 50; ++i) many += goodRequest(i % 2 ? Endpoint::upload : Endpoint::token).text();
@@ -105,8 +105,7 @@ TEST(ServerTest, GoesDownAndComesUpOnTheSamePort) {
 }
 
 TEST(ServerTest, StartSaysWhyItCannot) {
-  DevCollector first;
-  first.start();
+  const RunningCollector first;
   const std::pair<CollectorOptions, std::string> cases[] = {
       {{.port = first.port()}, "Address already in use"},
       {{.host = "256.1.1.1.invalid"}, "cannot listen on 256.1.1.1.invalid:0: "},
@@ -127,8 +126,7 @@ TEST(ServerTest, StartSaysWhyItCannot) {
 
 TEST(ServerTest, SpeaksTls) {
   const test::TestCertificate files;
-  DevCollector collector({.certFile = files.certFile, .keyFile = files.keyFile});
-  collector.start();
+  RunningCollector collector(files);
   EXPECT_THAT(collector.baseUrl(), HasSubstr("https://127.0.0.1:"));
 
   EXPECT_FALSE(ask(collector.port(), goodRequest(Endpoint::token)));  // not with plain HTTP

@@ -2,6 +2,7 @@
 
 #include <boost/json/parse.hpp>
 
+#include "Events.h"
 #include "Json.h"
 #include "Runtime.h"
 #include "SimulatedPhone.h"
@@ -28,17 +29,11 @@ class UploadTest : public testing::Test {
     phone.sim.http->clearRequests();
   }
 
-  // Reports an event that can be told from the others.
   void event(const std::string& name) {
-    phone.tracker().setTempPairingData(Dictionary::fromJson("{\"event\":\"" + name + "\"}"));
-    phone.tracker().sendTransactionByPage();
+    phone.event(name);
     phone.sim.dispatcher->run();
   }
-  static std::string names(const boost::json::array& list) {
-    std::string names;
-    for (const auto& payload : list) names += json::string(test::session(payload), "event").value_or("?");
-    return names;
-  }
+  static std::string names(const boost::json::array& list) { return test::eventNames(list, "?"); }
   std::vector<std::string> sent() {
     std::vector<std::string> lists;
     for (const auto& list : phone.uploads()) lists.push_back(names(list));
@@ -119,10 +114,8 @@ TEST_F(UploadTest, WhereSendsOverlapNothingVanishes) {
   for (const auto& [a, b, left] : cases) {
     phone.sim.http->clearRequests();
     answers({a, b, kAccepted});
-    phone.tracker().setTempPairingData(Dictionary::fromJson(R"({"event":"a"})"));
-    phone.tracker().sendTransactionByPage();
-    phone.tracker().setTempPairingData(Dictionary::fromJson(R"({"event":"b"})"));
-    phone.tracker().sendTransactionByPage();
+    phone.event("a");
+    phone.event("b");
     phone.sim.dispatcher->advance(6);
     EXPECT_EQ(queued(), left);
     EXPECT_EQ(phone.journaled(), 0U);

@@ -13,11 +13,12 @@
 #include <thread>
 #include <vector>
 
-#include "DevCollector.h"
+#include "Events.h"
 #include "HostPlatform.h"
 #include "Json.h"
 #include "KeptLog.h"
 #include "Patience.h"
+#include "RunningCollector.h"
 #include "Runtime.h"
 #include "TemporaryFolder.h"
 #include "Tracker.h"
@@ -32,7 +33,6 @@
 namespace zul::test {
 namespace {
 
-using collector::DevCollector;
 using collector::Endpoint;
 using namespace std::chrono_literals;
 
@@ -70,7 +70,6 @@ class ConcurrencyTest : public testing::Test {
       text << (n == 0 ? "{" : ",{") << kind << (kind.empty() ? "" : ",") << R"("delay":)" << random() % 60 << "}";
     }
     text << "]}";
-    collector.start();
     collector.setAnswers(text.str());
     writeInfoPlist(folder.path(), "");
 
@@ -83,14 +82,11 @@ class ConcurrencyTest : public testing::Test {
     EXPECT_TRUE(ZULSession::setPlatform(std::move(host.platform)));
   }
 
-  // Reports an event that can be told from the others. The pairs are the library's, so one at a time.
+  // An event's pairs are the library's, so one at a time.
   void numberedEvent() {
     const std::lock_guard lock(numbering);
     const bool accepted = ZULSession::getZULSessionInitYN();
-    Dictionary event;
-    event.set("event", ++lastNumber);
-    Tracker::sharedInstance().setTempPairingData(event);
-    Tracker::sharedInstance().sendTransactionByPage();
+    reportEvent(Tracker::sharedInstance(), ++lastNumber);
     if (accepted) reported.insert(lastNumber);
   }
   void initialize() {
@@ -149,7 +145,7 @@ class ConcurrencyTest : public testing::Test {
   }
 
   TemporaryFolder folder;
-  DevCollector collector;
+  RunningCollector collector;
   std::shared_ptr<ShiftedClock> clock;
   std::shared_ptr<KeptLog> log = std::make_shared<KeptLog>();
   std::mutex numbering;

@@ -7,16 +7,15 @@
 
 #include "Child.h"
 #include "DeadPort.h"
-#include "DevCollector.h"
 #include "HostPlatform.h"
 #include "Patience.h"
+#include "RunningCollector.h"
 #include "TemporaryFolder.h"
 #include "TestCertificate.h"
 
 namespace zul::test {
 namespace {
 
-using collector::DevCollector;
 using namespace std::chrono_literals;
 
 constexpr auto kPatience = kSanitized ? 8000ms : 1500ms;
@@ -31,14 +30,11 @@ struct Case {
 
 class ExitTest : public testing::Test {
  protected:
-  ExitTest() : secure({.certFile = certificate.certFile, .keyFile = certificate.keyFile}) {
-    for (auto* server : {&quick, &slow, &secure}) server->start();
+  ExitTest() {
     for (auto* server : {&slow, &secure}) {
       server->setAnswers(R"({"upload":[{"delay":60000}],"errorlog":[{"delay":60000}],"token":[{"delay":60000}]})");
     }
   }
-  std::string secureUrl() const { return "https://localhost:" + std::to_string(secure.port()); }
-
   // One run of the host, which exits some time after its start. How long the exit took.
   std::chrono::milliseconds run(const Case& c, std::chrono::microseconds after) {
     const TemporaryFolder folder;
@@ -58,22 +54,22 @@ class ExitTest : public testing::Test {
   }
 
   TestCertificate certificate;
-  DevCollector quick, slow, secure;
+  RunningCollector quick, slow, secure{certificate};
   const DeadPort refusing{false}, silent{true};
 };
 
 TEST_F(ExitTest, IsQuickAndCleanWhateverIsUnderWay) {
-  const auto lookup = quick.baseUrl().substr(7);
+  const auto lookup = quick.host();
   const std::vector<Case> cases = {
       {"uploads answered", quick.baseUrl(), lookup, "tk"},
       {"uploads answered", quick.baseUrl(), lookup, "tk", "thread"},
       {"uploads open", slow.baseUrl(), lookup, "tk"},
       {"uploads open", slow.baseUrl(), lookup, "tk", "exit"},
-      {"uploads open over HTTPS", secureUrl(), lookup, "tk"},
-      {"uploads open over HTTPS", secureUrl(), lookup, "tk", "thread"},
+      {"uploads open over HTTPS", secure.secureUrl(), lookup, "tk"},
+      {"uploads open over HTTPS", secure.secureUrl(), lookup, "tk", "thread"},
       {"token awaited", slow.baseUrl(), lookup, ""},
-      {"token awaited over HTTPS", secureUrl(), lookup, "", "exit"},
-      {"token awaited over HTTPS, OpenSSL in use", secureUrl(), lookup, "", "cipher"},
+      {"token awaited over HTTPS", secure.secureUrl(), lookup, "", "exit"},
+      {"token awaited over HTTPS, OpenSSL in use", secure.secureUrl(), lookup, "", "cipher"},
       {"look-up open", quick.baseUrl(), silent.host(), "tk"},
       {"look-up open", quick.baseUrl(), silent.host(), "tk", "thread"},
       {"refused", "http://" + refusing.host(), refusing.host(), "tk", "exit"},

@@ -22,8 +22,7 @@ class FailingStoreTest : public testing::Test {
     phone.sim.dispatcher->advance(6);
   }
   void event(const std::string& name) {
-    phone.tracker().setTempPairingData(Dictionary::fromJson("{\"event\":\"" + name + "\"}"));
-    phone.tracker().sendTransactionByPage();
+    phone.event(name);
     phone.sim.dispatcher->advance(1);
   }
 

@@ -20,6 +20,7 @@
 #include <string>
 #include <thread>
 
+#include "Events.h"
 #include "HostPlatform.h"
 #include "Runtime.h"
 #include "Tracker.h"
@@ -68,10 +69,7 @@ void report(test::ShiftedClock& clock, int first, int most) {
   std::mt19937 random(static_cast<unsigned>(first));
   for (int number = first; number < first + most; ++number) {
     if (number % 7 == 5) clock.add(SessionController::kSessionSeconds + 100);
-    Dictionary event;
-    event.set("event", number);
-    Tracker::sharedInstance().setTempPairingData(event);
-    Tracker::sharedInstance().sendTransactionByPage();
+    test::reportEvent(Tracker::sharedInstance(), number);
     say(std::to_string(number) + "\n");
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 4000));
   }

@@ -7,17 +7,16 @@
 #include <thread>
 
 #include "Child.h"
-#include "DevCollector.h"
 #include "HostPlatform.h"
 #include "Ledger.h"
 #include "Patience.h"
+#include "RunningCollector.h"
 #include "SqliteStore.h"
 #include "TemporaryFolder.h"
 
 namespace zul::test {
 namespace {
 
-using collector::DevCollector;
 using collector::Endpoint;
 using namespace std::chrono_literals;
 
@@ -35,7 +34,7 @@ class KillTest : public testing::Test {
             "--collector",
             collector.baseUrl(),
             "--lookup",
-            collector.baseUrl().substr(7),
+            collector.host(),
             "--data",
             data.path("store"),
             "--bundle",
@@ -76,13 +75,12 @@ class KillTest : public testing::Test {
 
   std::mt19937 random{20240131};
   TemporaryFolder data;
-  DevCollector collector;
+  RunningCollector collector;
   Ledger ledger;
   std::set<std::uint64_t> seen;
 };
 
 TEST_F(KillTest, LosesNothingAcceptedAndLeavesAWholeState) {
-  collector.start();
   StoredSession before;
   int silent = 0;
   for (int round = 0; round < kRounds && !HasFailure(); ++round) {
@@ -139,7 +137,6 @@ TEST_F(KillTest, LosesNothingAcceptedAndLeavesAWholeState) {
 
 TEST_F(KillTest, LeavesAStoreThatOpensWhileItIsBeingMade) {
   writeInfoPlist(data.path(), "tk");
-  collector.start();
   int made = 0;
   for (int round = 0; round < kRounds / 3; ++round) {
     Child host(ZUL_FAULT_HOST, report(0), data.path("errors"));

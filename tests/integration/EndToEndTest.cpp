@@ -8,6 +8,7 @@
 #include "Json.h"
 #include "Patience.h"
 #include "RealPhone.h"
+#include "RunningCollector.h"
 #include "Runtime.h"
 #include "TestCertificate.h"
 #include "Tracker.h"
@@ -18,7 +19,6 @@ namespace zul::test {
 namespace {
 
 using collector::CollectorOptions;
-using collector::DevCollector;
 using collector::Endpoint;
 using namespace std::chrono_literals;
 
@@ -27,29 +27,24 @@ constexpr double kExpired = SessionController::kSessionSeconds + 60;
 // Over HTTP, and over HTTPS with a certificate of a private authority.
 class EndToEndTest : public testing::TestWithParam<bool> {
  protected:
-  EndToEndTest() : collector(options()) { collector.start(); }
-
   CollectorOptions options() const {
     CollectorOptions options;
     if (GetParam()) options.certFile = certificate.certFile, options.keyFile = certificate.keyFile;
     return options;
   }
-  std::string url() const {
-    return (GetParam() ? "https://localhost:" : "http://127.0.0.1:") + std::to_string(collector.port());
-  }
+  std::string url() const { return GetParam() ? collector.secureUrl() : collector.baseUrl(); }
 
   TestCertificate certificate;
-  DevCollector collector;
+  RunningCollector collector{options()};
 };
 INSTANTIATE_TEST_SUITE_P(, EndToEndTest, testing::Values(false, true),
                          [](const auto& secure) { return secure.param ? "Https" : "Http"; });
 
 TEST_P(EndToEndTest, FromTheFirstStartToTheSecondSession) {
-  DevCollector appStore;
-  appStore.start();
+  const RunningCollector appStore;
   RealPhone phone(url());
   phone.caFile = certificate.certFile;
-  phone.lookup = appStore.baseUrl().substr(7);
+  phone.lookup = appStore.host();
   phone.haveToken("");
   phone.startUp(0.2);
 
@@ -111,9 +106,8 @@ TEST_P(EndToEndTest, WhatACollectorThatWasAwayMissedArrivesInOrder) {
 
 TEST(PrivateAuthorityTest, IsTrustedOnlyWhereItIsNamed) {
   const TestCertificate certificate;
-  DevCollector collector({.certFile = certificate.certFile, .keyFile = certificate.keyFile});
-  collector.start();
-  RealPhone phone("https://localhost:" + std::to_string(collector.port()));
+  const RunningCollector collector(certificate);
+  RealPhone phone(collector.secureUrl());
   phone.lookup = "127.0.0.1:1";
   phone.startUp();
   phone.event("a");
@@ -127,8 +121,7 @@ TEST(PrivateAuthorityTest, IsTrustedOnlyWhereItIsNamed) {
 
 // The first record waits for the application's number. Who does not need the record does not wait.
 TEST(LookUpTest, NobodyElseWaitsForAServerThatNeverAnswers) {
-  DevCollector collector;
-  collector.start();
+  const RunningCollector collector;
   const DeadPort silent(true);
   RealPhone phone(collector.baseUrl());
   phone.lookup = silent.host();

@@ -3,12 +3,12 @@
 #include "Json.h"
 #include "Patience.h"
 #include "RealPhone.h"
+#include "RunningCollector.h"
 #include "Tracker.h"
 
 namespace zul::test {
 namespace {
 
-using collector::DevCollector;
 using collector::Endpoint;
 using namespace std::chrono_literals;
 
@@ -44,10 +44,6 @@ std::vector<std::string> hostileAnswers() {
 
 class HostileAnswerTest : public testing::Test {
  protected:
-  HostileAnswerTest() {
-    collector.start();
-    phone.collector = collector.baseUrl();
-  }
   // A process whose first session has been accepted.
   void launch() {
     phone.startUp();
@@ -55,8 +51,8 @@ class HostileAnswerTest : public testing::Test {
     EXPECT_TRUE(phone.keeps(""));
   }
 
-  DevCollector collector;
-  RealPhone phone{""};
+  RunningCollector collector;
+  RealPhone phone{collector.baseUrl()};
 };
 
 TEST_F(HostileAnswerTest, LeavesThePayloadQueuedAndTheLibraryRunning) {

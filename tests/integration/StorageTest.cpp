@@ -4,14 +4,14 @@
 
 #include <fstream>
 
+#include "Events.h"
 #include "Json.h"
 #include "Patience.h"
 #include "RealPhone.h"
+#include "RunningCollector.h"
 
 namespace zul::test {
 namespace {
-
-using collector::DevCollector;
 
 constexpr const char* kCannotBeWritten = "The local database cannot be written";
 
@@ -34,8 +34,6 @@ class FullDisk {
 
 class StorageTest : public testing::Test {
  protected:
-  StorageTest() { collector.start(); }
-
   // Puts an install of an earlier process on the disk, with an event that the collector did not get.
   void usedPhone() {
     phone.startUp();
@@ -49,14 +47,8 @@ class StorageTest : public testing::Test {
     collector.reset();
   }
 
-  DevCollector collector;
-  RealPhone phone{startedUrl()};
-
- private:
-  std::string startedUrl() {
-    collector.start();
-    return collector.baseUrl();
-  }
+  RunningCollector collector;
+  RealPhone phone{collector.baseUrl()};
 };
 
 TEST_F(StorageTest, ADamagedDatabaseIsSetAside) {
@@ -132,7 +124,7 @@ TEST_F(StorageTest, AFullDiskAtTheStartCostsNothingOfWhatIsStored) {
   EXPECT_TRUE(collector.waitFor(
       [](const auto& request) {
         return request.endpoint == collector::Endpoint::upload && request.good() &&
-               RealPhone::names(request.body.as_array()).find('a') != std::string::npos;
+               eventNames(request.body.as_array()).find('a') != std::string::npos;
       },
       std::chrono::seconds(5)))
       << "an event of the process before is lost";

@@ -3,26 +3,25 @@
 #include <string>
 
 #include "CurlHttpClient.h"
-#include "DevCollector.h"
+#include "RunningCollector.h"
 #include "TestCertificate.h"
 
 namespace zul::platform {
 namespace {
 
-using collector::DevCollector;
+using test::RunningCollector;
 using test::TestCertificate;
 
 TEST(CurlHttpClient, TrustsThePrivateAuthorityInsteadOfTheSystems) {
   const TestCertificate own;
   const TestCertificate another;
   const TestCertificate misnamed("elsewhere.example");
-  DevCollector server({.certFile = own.certFile, .keyFile = own.keyFile});
-  DevCollector impostor({.certFile = misnamed.certFile, .keyFile = misnamed.keyFile});
+  const RunningCollector server(own);
+  const RunningCollector impostor(misnamed);
   CurlHttpClient client;
-  const auto fetch = [&](DevCollector& from, const std::string& authority) {
-    from.start();
+  const auto fetch = [&](const RunningCollector& from, const std::string& authority) {
     HttpRequest request;
-    request.url = "https://localhost:" + std::to_string(from.port()) + "/lookup?bundleId=a";
+    request.url = from.secureUrl() + "/lookup?bundleId=a";
     request.caFile = authority;
     return client.fetch(std::move(request));
   };

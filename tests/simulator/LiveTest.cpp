@@ -4,8 +4,8 @@
 
 #include <thread>
 
-#include "DevCollector.h"
 #include "Json.h"
+#include "RunningCollector.h"
 #include "Simulator.h"
 
 namespace zul::simulator {
@@ -14,13 +14,12 @@ namespace {
 class LiveTest : public testing::Test {
  protected:
   LiveTest() {
-    collector.start();
     simulator =
         std::make_unique<Simulator>(SimulatorOptions{.collectorUrl = collector.baseUrl() + "/", .printLog = false},
                                     [this](const auto& value) { shown = value; });
   }
 
-  zul::collector::DevCollector collector;
+  test::RunningCollector collector;
   std::unique_ptr<Simulator> simulator;
   boost::json::value shown;
 };

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <charconv>
 #include <csignal>
 #include <cstdio>
@@ -13,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "CommandLine.h"
 #include "DevCollector.h"
 
 namespace {
@@ -42,21 +42,8 @@ std::string readFile(const std::string& name) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("A collector for development: checks, records and answers every request of the library.");
-  app.footer(std::string(zul::collector::answersHelp()));
-  zul::collector::CollectorOptions options;
-  std::string address;
-  std::string answersFile;
-  app.add_option("--listen", address, "where to listen; port 0 takes any free one")->required()->type_name("HOST:PORT");
-  app.add_option("--tls-cert", options.certFile, "PEM certificate chain: speak HTTPS")->type_name("FILE");
-  app.add_option("--tls-key", options.keyFile, "the certificate's PEM key")->type_name("FILE");
-  app.add_option("--answers", answersFile, "what to answer, see below")->type_name("FILE");
-  app.add_option("--record", options.recordFile, "append one JSON object a request")->type_name("FILE");
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 1;
-  }
+  auto line = zul::collector::readCommandLine(argc, argv);
+  if (line.exitStatus) return *line.exitStatus;
 
   // Blocked before any thread exists, so that the signals wait for sigwait() below.
   sigset_t signals;
@@ -66,9 +53,9 @@ int main(int argc, char** argv) {
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
   try {
-    readAddress(address, options);
-    zul::collector::DevCollector collector(options);
-    if (!answersFile.empty()) collector.setAnswers(readFile(answersFile));
+    readAddress(line.address, line.options);
+    zul::collector::DevCollector collector(line.options);
+    if (!line.answersFile.empty()) collector.setAnswers(readFile(line.answersFile));
     collector.start();
     fmt::print("listening on {}\n", collector.baseUrl());
     std::fflush(stdout);

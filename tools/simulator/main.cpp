@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <exception>
@@ -12,6 +12,7 @@
 #include <string>
 #include <system_error>
 
+#include "CommandLine.h"
 #include "Json.h"
 #include "LineReader.h"
 #include "Prompt.h"
@@ -84,35 +85,14 @@ bool runInput(simulator::Simulator& simulator, const std::string& scriptFile, bo
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("A device in a terminal: runs the library in virtual time, commanded by a script.");
-  app.footer("Without a script the commands come from standard input. The command help lists them.");
-  simulator::SimulatorOptions options;
-  std::string scriptFile;
-  app.add_option("script", scriptFile, "a file of commands, one a line")->type_name("FILE");
-  auto* const collector = app.add_option("--collector", options.collectorUrl, "a real collector, asked in real time")
-                              ->type_name("URL")
-                              ->check([](const std::string& url) {
-                                const bool known = url.starts_with("http://") || url.starts_with("https://");
-                                return std::string(known ? "" : "must begin with http:// or https://");
-                              });
-  app.add_option("--ca", options.caFile, "PEM file of the authority that vouches for it")
-      ->type_name("FILE")
-      ->check(CLI::ExistingFile)
-      ->needs(collector);
-  bool noLog = false;
-  app.add_flag("--no-log", noLog, "keep the library's log off standard error");
-  bool transcript = false;
-  app.add_flag("--transcript", transcript, "print commands and values as they would stand on a terminal");
   try {
-    app.parse(argc, argv);
-    options.printLog = !noLog;
-    const bool indent = transcript || isatty(STDOUT_FILENO) != 0;
-    simulator::Simulator simulator(options, [indent](const auto& value) { print(value, indent); });
-    const bool done = runInput(simulator, scriptFile, transcript);
+    const auto line = simulator::readCommandLine(argc, argv);
+    if (line.exitStatus) return *line.exitStatus;
+    const bool indent = line.transcript || isatty(STDOUT_FILENO) != 0;
+    simulator::Simulator simulator(line.options, [indent](const auto& value) { print(value, indent); });
+    const bool done = runInput(simulator, line.scriptFile, line.transcript);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) throw std::runtime_error("cannot write the output");
     return done ? 0 : 1;
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 1;
   } catch (const std::exception& error) {
     fmt::print(stderr, "zul-sim: {}\n", error.what());
     return 1;

@@ -1,0 +1,28 @@
+// The only file here that includes CLI11, which takes longer to compile than all else in the program.
+
+#include "CommandLine.h"
+
+#include <CLI/CLI.hpp>
+
+namespace zul::collector {
+
+CommandLine readCommandLine(int argc, char** argv) {
+  CommandLine line;
+  CLI::App app("A collector for development: checks, records and answers every request of the library.");
+  app.footer(std::string(answersHelp()));
+  app.add_option("--listen", line.address, "where to listen; port 0 takes any free one")
+      ->required()
+      ->type_name("HOST:PORT");
+  app.add_option("--tls-cert", line.options.certFile, "PEM certificate chain: speak HTTPS")->type_name("FILE");
+  app.add_option("--tls-key", line.options.keyFile, "the certificate's PEM key")->type_name("FILE");
+  app.add_option("--answers", line.answersFile, "what to answer, see below")->type_name("FILE");
+  app.add_option("--record", line.options.recordFile, "append one JSON object a request")->type_name("FILE");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    line.exitStatus = app.exit(error) == 0 ? 0 : 1;
+  }
+  return line;
+}
+
+}  // namespace zul::collector

@@ -42,7 +42,7 @@ std::string bodyText(const boost::json::value& body, const std::string& place) {
 }
 
 Answer readAnswer(const boost::json::value& value, const std::string& place) {
-  constexpr std::int64_t dayInMilliseconds = 86'400'000;
+  constexpr std::int64_t kDayInMilliseconds = 86'400'000;
   if (!value.is_object()) refuse(place, "must be an object");
   Answer answer;
   for (const auto& [key, member] : value.get_object()) {
@@ -52,7 +52,7 @@ Answer readAnswer(const boost::json::value& value, const std::string& place) {
     } else if (key == "status") {
       answer.status = static_cast<int>(integerWithin(member, 200, 599, memberPlace));
     } else if (key == "delay") {
-      answer.delay = std::chrono::milliseconds(integerWithin(member, 0, dayInMilliseconds, memberPlace));
+      answer.delay = std::chrono::milliseconds(integerWithin(member, 0, kDayInMilliseconds, memberPlace));
     } else if (key == "close") {
       if (!member.is_bool()) refuse(memberPlace, "must be true or false");
       answer.close = member.get_bool();
@@ -82,15 +82,15 @@ std::string usualBody(Endpoint endpoint, std::string_view query) {
 void Answers::set(std::string_view json) {
   const auto object = json::parseObject(json);
   if (!object) refuse("the whole", "must be a JSON object of lists by endpoint name");
-  std::array<Script, endpointNames.size()> scripts;
+  std::array<Script, kEndpointNames.size()> scripts;
   for (const auto& [key, list] : *object) {
     const std::string place(key);
-    const auto found = std::find(endpointNames.begin(), endpointNames.end(), place);
-    if (found == endpointNames.end()) {
-      refuse(place, fmt::format("no such endpoint; there are {}", fmt::join(endpointNames, ", ")));
+    const auto found = std::find(kEndpointNames.begin(), kEndpointNames.end(), place);
+    if (found == kEndpointNames.end()) {
+      refuse(place, fmt::format("no such endpoint; there are {}", fmt::join(kEndpointNames, ", ")));
     }
     if (!list.is_array()) refuse(place, "must be a list of answers");
-    auto& answers = scripts[static_cast<std::size_t>(found - endpointNames.begin())].answers;
+    auto& answers = scripts[static_cast<std::size_t>(found - kEndpointNames.begin())].answers;
     for (const auto& answer : list.get_array()) {
       answers.push_back(readAnswer(answer, fmt::format("{}[{}]", place, answers.size())));
     }

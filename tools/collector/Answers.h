@@ -41,7 +41,7 @@ class Answers {
   };
 
   std::mutex mutex_;
-  std::array<Script, endpointNames.size()> scripts_;
+  std::array<Script, kEndpointNames.size()> scripts_;
 };
 
 }  // namespace zul::collector

@@ -62,7 +62,7 @@ bool Connection::is_readable() const {
 }
 
 ssize_t Connection::read(char* data, size_t size) {
-  if (headLeft_ != unlimited) {
+  if (headLeft_ != kUnlimited) {
     if (headLeft_ < size) return -1;
     headLeft_ -= size;
   }

@@ -22,8 +22,8 @@ class Connection final : public httplib::Stream {
   bool open();
 
   /// The head of a request is read from here on. Reading fails once it is larger than any honest one.
-  void beginHead() noexcept { headLeft_ = maxHead; }
-  void endHead() noexcept { headLeft_ = unlimited; }
+  void beginHead() noexcept { headLeft_ = kMaxHead; }
+  void endHead() noexcept { headLeft_ = kUnlimited; }
 
   /// Throws away what is written from here on.
   void drop() noexcept { dropped_ = true; }
@@ -44,8 +44,8 @@ class Connection final : public httplib::Stream {
   socket_t socket() const override { return socket_; }
 
  private:
-  static constexpr std::size_t maxHead = std::size_t{256} << 10;
-  static constexpr std::size_t unlimited = static_cast<std::size_t>(-1);
+  static constexpr std::size_t kMaxHead = std::size_t{256} << 10;
+  static constexpr std::size_t kUnlimited = static_cast<std::size_t>(-1);
 
   ssize_t receive(char* data, std::size_t size);
   bool sendAll(const char* data, std::size_t size);
@@ -60,7 +60,7 @@ class Connection final : public httplib::Stream {
   std::size_t inAt_ = 0;
   std::size_t inEnd_ = 0;
   std::string out_;
-  std::size_t headLeft_ = unlimited;
+  std::size_t headLeft_ = kUnlimited;
   bool dropped_ = false;
 };
 

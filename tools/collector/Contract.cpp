@@ -127,7 +127,7 @@ struct Rule {
   Check check;
 };
 
-constexpr Rule rules[] = {
+constexpr Rule kRules[] = {
     {Endpoint::token, "GET", "/token/v1/acsTokenRps.do", "TOKEN", false, checkToken},
     {Endpoint::upload, "POST", "/zul/v1/dataRcv.do", "ZUL", true, checkUpload},
     {Endpoint::errorlog, "POST", "/zul/errorRcv.do", "ZUL", true, checkErrorLog},
@@ -139,23 +139,23 @@ constexpr Rule rules[] = {
 /// The authType header of each rule, which never changes.
 const std::string& authType(const Rule& rule) {
   static const auto texts = [] {
-    std::array<std::string, std::size(rules)> made;
+    std::array<std::string, std::size(kRules)> made;
     for (std::size_t at = 0; at < made.size(); ++at) {
-      made[at] = AESCrypt::AES256EncryptWithKey(rules[at].authWord, "hxQoPvNq4rTeLwbj").value_or("");
+      made[at] = AESCrypt::AES256EncryptWithKey(kRules[at].authWord, "hxQoPvNq4rTeLwbj").value_or("");
     }
     return made;
   }();
-  return texts[static_cast<std::size_t>(&rule - rules)];
+  return texts[static_cast<std::size_t>(&rule - kRules)];
 }
 
 void checkUserAgent(const HttpRequest& request, Endpoint endpoint) {
-  constexpr std::string_view product = "ZUL/1.1.5/";
+  constexpr std::string_view kProduct = "ZUL/1.1.5/";
   const auto* agent = find(request, "User-Agent");
   require(agent && !agent->empty(), "no User-Agent");
   // The start-up's fingerprint request comes out of a web view, with the name of that.
   if (endpoint == Endpoint::fingerprint && !agent->starts_with("ZUL/")) return;
-  require(agent->starts_with(product), fmt::format("User-Agent \"{}\" does not begin with {}", *agent, product));
-  const auto rest = std::string_view(*agent).substr(product.size());
+  require(agent->starts_with(kProduct), fmt::format("User-Agent \"{}\" does not begin with {}", *agent, kProduct));
+  const auto rest = std::string_view(*agent).substr(kProduct.size());
   const auto slash = rest.find('/');
   require(slash != 0 && slash != rest.npos && slash + 1 < rest.size(),
           fmt::format("User-Agent \"{}\" does not name a model and a system", *agent));
@@ -187,8 +187,8 @@ void checkHeaders(const HttpRequest& request, const Rule& rule) {
 
 std::string_view path(Endpoint endpoint) noexcept {
   const auto* rule =
-      std::find_if(std::begin(rules), std::end(rules), [&](const Rule& known) { return known.endpoint == endpoint; });
-  return rule == std::end(rules) ? std::string_view() : rule->path;
+      std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& known) { return known.endpoint == endpoint; });
+  return rule == std::end(kRules) ? std::string_view() : rule->path;
 }
 
 Verdict judge(const HttpRequest& request) {
@@ -197,15 +197,15 @@ Verdict judge(const HttpRequest& request) {
   verdict.path = request.target.substr(0, question);
   verdict.query = request.target.substr(std::min(question + 1, request.target.size()));
   const auto* rule =
-      std::find_if(std::begin(rules), std::end(rules), [&](const Rule& known) { return known.path == verdict.path; });
-  if (rule != std::end(rules)) verdict.endpoint = rule->endpoint;
+      std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& known) { return known.path == verdict.path; });
+  if (rule != std::end(kRules)) verdict.endpoint = rule->endpoint;
   const auto blame = [&](int status, std::string problem) {
     verdict.status = status;
     verdict.problem = std::move(problem);
   };
   if (!request.problem.empty()) {
     blame(request.status, request.problem);
-  } else if (rule == std::end(rules)) {
+  } else if (rule == std::end(kRules)) {
     blame(404, "nothing is served at this path");
   } else if (request.method != rule->method) {
     blame(400, fmt::format("the method is {}, not {}", request.method, rule->method));

@@ -19,7 +19,7 @@ namespace zul::collector {
 
 namespace {
 
-const std::string accepted = R"({"code":"RES001","msg":"OK"})";
+const std::string kAccepted = R"({"code":"RES001","msg":"OK"})";
 
 std::string refusal(std::string_view reason) {
   return json::text(boost::json::object{{"code", "ERR400"}, {"msg", reason}});
@@ -52,29 +52,28 @@ While it runs: GET /inspect/all, /inspect/good, /inspect/bad; POST /inspect/rese
 
 class DevCollector::Impl {
  public:
-  explicit Impl(CollectorOptions options) : options_(std::move(options)), log_(options_) {}
+  explicit Impl(CollectorOptions given) : options(std::move(given)), log(options) {}
 
   void start() {
     if (server_) return;
-    const ListenOptions listen{options_.host, port_ ? port_.load() : options_.port, options_.certFile,
-                               options_.keyFile};
+    const ListenOptions listen{options.host, port ? port.load() : options.port, options.certFile, options.keyFile};
     server_ =
         std::make_unique<HttpServer>(listen, [this](HttpRequest&& request) { return handle(std::move(request)); });
-    port_ = server_->port();
+    port = server_->port();
   }
 
   void stop() noexcept { server_.reset(); }
 
-  const CollectorOptions options_;
-  std::atomic<int> port_ = 0;
-  Answers answers_;
-  RequestLog log_;
+  const CollectorOptions options;
+  std::atomic<int> port = 0;
+  Answers answers;
+  RequestLog log;
 
  private:
   HttpReply handle(HttpRequest&& request) {
     if (auto reply = inspect(request)) return *reply;
     RecordedRequest recorded;
-    recorded.sequence = log_.arrived();
+    recorded.sequence = log.arrived();
     recorded.time = std::chrono::system_clock::now();
     auto verdict = judge(request);
     recorded.endpoint = verdict.endpoint;
@@ -87,12 +86,12 @@ class DevCollector::Impl {
     recorded.body = std::move(verdict.body);
     recorded.problem = std::move(verdict.problem);
     auto reply = recorded.good() ? answer(recorded) : HttpReply{verdict.status, refusal(recorded.problem)};
-    log_.add(std::move(recorded));
+    log.add(std::move(recorded));
     return reply;
   }
 
   HttpReply answer(const RecordedRequest& request) {
-    auto answer = answers_.next(request.endpoint);
+    auto answer = answers.next(request.endpoint);
     return {answer.status, answer.body ? std::move(*answer.body) : usualBody(request.endpoint, request.query),
             answer.delay, answer.close};
   }
@@ -105,13 +104,13 @@ class DevCollector::Impl {
     if (get && request.target == "/inspect/bad") return listing(isBad);
     if (request.method != "POST") return std::nullopt;
     if (request.target == "/inspect/reset") {
-      log_.reset();
-      return HttpReply{200, accepted};
+      log.reset();
+      return HttpReply{200, kAccepted};
     }
     if (request.target != "/inspect/answers") return std::nullopt;
     try {
-      answers_.set(request.body);
-      return HttpReply{200, accepted};
+      answers.set(request.body);
+      return HttpReply{200, kAccepted};
     } catch (const std::invalid_argument& error) {
       return HttpReply{400, refusal(error.what())};
     }
@@ -119,8 +118,8 @@ class DevCollector::Impl {
 
   HttpReply listing(const RequestLog::Filter& wanted) const {
     boost::json::array requests;
-    for (const auto& request : log_.requests(wanted)) requests.emplace_back(toJson(*request));
-    const auto [total, good, bad] = log_.counts();
+    for (const auto& request : log.requests(wanted)) requests.emplace_back(toJson(*request));
+    const auto [total, good, bad] = log.counts();
     return {200, json::text(boost::json::object{
                      {"total", total}, {"good", good}, {"bad", bad}, {"requests", std::move(requests)}})};
   }
@@ -138,48 +137,48 @@ void DevCollector::stop() noexcept {
   impl_->stop();
 }
 int DevCollector::port() const noexcept {
-  return impl_->port_;
+  return impl_->port;
 }
 
 std::string DevCollector::baseUrl() const {
-  const auto& options = impl_->options_;
+  const auto& options = impl_->options;
   const auto& host = options.host;
   return fmt::format("{}://{}:{}", options.certFile.empty() ? "http" : "https",
                      host.find(':') == host.npos ? host : "[" + host + "]", port());
 }
 
 void DevCollector::setAnswers(std::string_view json) {
-  impl_->answers_.set(json);
+  impl_->answers.set(json);
 }
 void DevCollector::reset() {
-  impl_->log_.reset();
+  impl_->log.reset();
 }
 Counts DevCollector::counts() const {
-  return impl_->log_.counts();
+  return impl_->log.counts();
 }
 
 std::vector<RequestPtr> DevCollector::requests() const {
-  return impl_->log_.requests(any);
+  return impl_->log.requests(any);
 }
 std::vector<RequestPtr> DevCollector::requests(Endpoint endpoint) const {
-  return impl_->log_.requests([endpoint](const RecordedRequest& request) { return request.endpoint == endpoint; });
+  return impl_->log.requests([endpoint](const RecordedRequest& request) { return request.endpoint == endpoint; });
 }
 std::vector<RequestPtr> DevCollector::good() const {
-  return impl_->log_.requests(isGood);
+  return impl_->log.requests(isGood);
 }
 std::vector<RequestPtr> DevCollector::bad() const {
-  return impl_->log_.requests(isBad);
+  return impl_->log.requests(isBad);
 }
 
 bool DevCollector::waitFor(std::uint64_t count, std::chrono::milliseconds timeout) const {
-  return impl_->log_.waitFor(count, timeout);
+  return impl_->log.waitFor(count, timeout);
 }
 bool DevCollector::waitFor(Endpoint endpoint, std::uint64_t count, std::chrono::milliseconds timeout) const {
-  return impl_->log_.waitFor(endpoint, count, timeout);
+  return impl_->log.waitFor(endpoint, count, timeout);
 }
 RequestPtr DevCollector::waitFor(const std::function<bool(const RecordedRequest&)>& wanted,
                                  std::chrono::milliseconds timeout) const {
-  return impl_->log_.waitFor(wanted, timeout);
+  return impl_->log.waitFor(wanted, timeout);
 }
 
 }  // namespace zul::collector

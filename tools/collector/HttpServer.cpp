@@ -27,7 +27,7 @@ namespace zul::collector {
 
 namespace {
 
-constexpr std::size_t maxBody = std::size_t{64} << 20;
+constexpr std::size_t kMaxBody = std::size_t{64} << 20;
 
 struct FreeContext {
   void operator()(SSL_CTX* context) const noexcept { SSL_CTX_free(context); }
@@ -225,20 +225,20 @@ class HttpServer::Impl final : public httplib::Server {
 
   static void readBody(const httplib::Request& request, const httplib::ContentReader& reader) {
     auto& body = current->request.body;
-    const auto tooLarge = [] { fail(413, fmt::format("the body is larger than {} bytes", maxBody)); };
+    const auto tooLarge = [] { fail(413, fmt::format("the body is larger than {} bytes", kMaxBody)); };
     if (request.has_header("Content-Length")) {
       const auto text = request.get_header_value("Content-Length");
       std::size_t length = 0;
       const auto* end = text.data() + text.size();
       const auto [at, error] = std::from_chars(text.data(), end, length);
-      if (error == std::errc::result_out_of_range || length > maxBody) return tooLarge();
+      if (error == std::errc::result_out_of_range || length > kMaxBody) return tooLarge();
       if (error != std::errc{} || at != end) return fail(400, "Content-Length is not a number");
       body.reserve(length);
     } else if (!request.has_header("Transfer-Encoding")) {
       return;  // no body; the library would read until the connection ends
     }
     const bool whole = reader([&](const char* data, size_t size) {
-      if (size > maxBody - body.size()) {
+      if (size > kMaxBody - body.size()) {
         tooLarge();
         return false;
       }

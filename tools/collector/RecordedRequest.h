@@ -16,11 +16,11 @@ namespace zul::collector {
 enum class Endpoint { token, upload, errorlog, pushclick, fingerprint, appstore, unknown };
 
 /// All endpoints but `unknown`, and the names that the answers use for them.
-inline constexpr std::array<std::string_view, 6> endpointNames{"token",     "upload",      "errorlog",
-                                                               "pushclick", "fingerprint", "appstore"};
+inline constexpr std::array<std::string_view, 6> kEndpointNames{"token",     "upload",      "errorlog",
+                                                                "pushclick", "fingerprint", "appstore"};
 
 constexpr std::string_view name(Endpoint endpoint) {
-  return endpoint == Endpoint::unknown ? "unknown" : endpointNames[static_cast<std::size_t>(endpoint)];
+  return endpoint == Endpoint::unknown ? "unknown" : kEndpointNames[static_cast<std::size_t>(endpoint)];
 }
 
 /// Header names differ only by more than their case.

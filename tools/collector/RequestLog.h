@@ -54,7 +54,7 @@ class RequestLog {
   std::deque<RequestPtr> requests_;
   std::size_t bodyBytes_ = 0;
   Counts counts_;
-  std::array<std::uint64_t, endpointNames.size() + 1> endpointCounts_{};
+  std::array<std::uint64_t, kEndpointNames.size() + 1> endpointCounts_{};
 
   std::mutex fileMutex_;
   const std::string fileName_;

@@ -14,7 +14,7 @@ namespace zul::collector {
 
 namespace {
 
-constexpr std::size_t maxInflated = std::size_t{64} << 20;
+constexpr std::size_t kMaxInflated = std::size_t{64} << 20;
 
 class Inflater {
  public:
@@ -33,13 +33,13 @@ class Inflater {
       stream_.next_out = reinterpret_cast<Bytef*>(out.data() + stream_.total_out);
       stream_.avail_out = static_cast<uInt>(out.size() - stream_.total_out);
       const int state = inflate(&stream_, Z_NO_FLUSH);
-      if (stream_.total_out > maxInflated) {
-        throw Fault(fmt::format("the body unpacks to more than {} bytes", maxInflated));
+      if (stream_.total_out > kMaxInflated) {
+        throw Fault(fmt::format("the body unpacks to more than {} bytes", kMaxInflated));
       }
       if (state == Z_STREAM_END) break;
       if (state == Z_BUF_ERROR || (state == Z_OK && stream_.avail_out > 0)) throw Fault("the zlib stream ends early");
       if (state != Z_OK) throw Fault(fmt::format("broken zlib stream: {}", stream_.msg ? stream_.msg : "unknown"));
-      out.resize(std::min(out.size() * 2, maxInflated + 1));
+      out.resize(std::min(out.size() * 2, kMaxInflated + 1));
     }
     if (stream_.avail_in > 0) throw Fault("there are bytes behind the zlib stream");
     out.resize(stream_.total_out);
@@ -50,7 +50,7 @@ class Inflater {
   z_stream stream_{};
 };
 
-constexpr auto unreserved = [] {
+constexpr auto kUnreserved = [] {
   std::array<bool, 256> table{};
   for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~")) {
     table[static_cast<unsigned char>(c)] = true;
@@ -67,7 +67,7 @@ int upperHex(char c) {
 void percentDecodeStrictly(std::string& text) {
   std::size_t end = 0;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    if (unreserved[static_cast<unsigned char>(text[at])]) {
+    if (kUnreserved[static_cast<unsigned char>(text[at])]) {
       text[end++] = text[at];
       continue;
     }

@@ -7,14 +7,14 @@ namespace zul::collector {
 
 namespace {
 
-constexpr std::size_t maxThreads = 512;
+constexpr std::size_t kMaxThreads = 512;
 
 }  // namespace
 
 void WorkerPool::enqueue(std::function<void()> job) {
   std::lock_guard lock(mutex_);
   jobs_.push_back(std::move(job));
-  if (jobs_.size() > idle_ && threads_.size() < maxThreads) {
+  if (jobs_.size() > idle_ && threads_.size() < kMaxThreads) {
     try {
       threads_.emplace_back([this] { run(); });
     } catch (const std::system_error&) {

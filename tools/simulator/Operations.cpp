@@ -24,7 +24,7 @@ struct Parameter;
 
 template <>
 struct Parameter<bool> {
-  static constexpr std::string_view form = "true|false";
+  static constexpr std::string_view kForm = "true|false";
   static bool read(Arguments& arguments) {
     const auto value = arguments.value("an argument");
     if (!value.is_bool()) throw CommandError("an argument must be true or false");
@@ -33,7 +33,7 @@ struct Parameter<bool> {
 };
 template <>
 struct Parameter<std::int64_t> {
-  static constexpr std::string_view form = "INTEGER";
+  static constexpr std::string_view kForm = "INTEGER";
   static std::int64_t read(Arguments& arguments) {
     const auto value = arguments.value("an argument");
     if (!value.is_int64()) throw CommandError("an argument must be a whole number");
@@ -50,17 +50,17 @@ struct Parameter<int> : Parameter<std::int64_t> {
 };
 template <>
 struct Parameter<std::string> {
-  static constexpr std::string_view form = "\"TEXT\"";
+  static constexpr std::string_view kForm = "\"TEXT\"";
   static std::string read(Arguments& arguments) { return arguments.text("an argument"); }
 };
 template <>
 struct Parameter<Dictionary> {
-  static constexpr std::string_view form = "{...}";
+  static constexpr std::string_view kForm = "{...}";
   static Dictionary read(Arguments& arguments) { return DictionaryAccess::wrap(arguments.object("an argument")); }
 };
 template <typename T>
 struct Parameter<std::optional<T>> {
-  static constexpr std::string_view form = Parameter<T>::form;
+  static constexpr std::string_view kForm = Parameter<T>::kForm;
   static std::optional<T> read(Arguments& arguments) {
     if (arguments.empty() || arguments.take("null")) return std::nullopt;
     return Parameter<T>::read(arguments);
@@ -68,7 +68,7 @@ struct Parameter<std::optional<T>> {
 };
 template <>
 struct Parameter<std::function<void()>> {
-  static constexpr std::string_view form = "";
+  static constexpr std::string_view kForm = "";
   static std::function<void()> read(Arguments&) {
     return [] {};
   }
@@ -89,7 +89,7 @@ std::string parameters() {
     text += form;
     if (optional) text += ']';
   };
-  (add(Parameter<Ts>::form, kOptional<Ts>), ...);
+  (add(Parameter<Ts>::kForm, kOptional<Ts>), ...);
   return text;
 }
 

@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -9,6 +11,7 @@
 #include "RawCurl.h"
 #include "Seed.h"
 #include "UploadBody.h"
+#include "Version.h"
 #include "zul/Deployment.h"
 
 namespace zul::bench {
@@ -30,16 +33,7 @@ double perSecond(int count, Work work) {
   return count / std::chrono::duration<double>(SteadyClock::now() - begin).count();
 }
 
-CollectorIdentity identity() {
-  const auto none = [] { return std::nullopt; };
-  return {.accessToken = [] { return "3f2b8c55e0a94c21b7d6a1f09c4e7d83"; },
-          .clickTime = none,
-          .idfa = none,
-          .phone = [] { return "Phone 15"; },
-          .os = [] { return "Linux 6"; },
-          .uuid = [] { return ""; },
-          .vendorId = [] { return ""; }};
-}
+const Sender kSender{.phone = "Phone 15", .os = "Linux 6", .accessToken = "3f2b8c55e0a94c21b7d6a1f09c4e7d83"};
 
 // Uploads one document after the other, a few at a time.
 void upload(NetworkManager& network, const std::string& document, int count) {
@@ -51,7 +45,7 @@ void upload(NetworkManager& network, const std::string& document, int count) {
     changed.wait(lock, [&] { return open < kInFlight; });
     ++open;
     lock.unlock();
-    network.sendDocument(document, [&](bool, const auto&) {
+    network.sendDocument(document, kSender, [&](bool, const auto&) {
       const std::lock_guard answered(mutex);
       --open;
       changed.notify_one();
@@ -79,17 +73,17 @@ void benchThroughput(Workbench& workbench, const Collector& collector, Table& ta
   const auto& platform = workbench.runtime().platform();
   auto deployment = platform.deployment;
   deployment.collectorBaseUrl = collector.url();
-  NetworkManager network(platform.http, platform.dispatcher, deployment, workbench.runtime().log(), Dictionary(),
-                         identity());
+  NetworkManager network(platform.http, workbench.runtime().tasks(), deployment, workbench.runtime().log(),
+                         Dictionary());
   std::string document = "[\n  ";
   json::appendPretty(document, Seed::payloads(1)[0], 1);
   document += "\n]";
   const RawCurl::Headers headers = {
-      {"authType", AESCrypt::AES256EncryptWithKey("ZUL", "hxQoPvNq4rTeLwbj").value_or("")},
-      {"authToken", *identity().accessToken()},
-      {"User-Agent", "ZUL/1.1.5/Phone 15/Linux 6"},
+      {"authType", AESCrypt::AES256EncryptWithKey(wire::kUpload.authWord, wire::kAuthKey).value_or("")},
+      {"authToken", *kSender.accessToken},
+      {"User-Agent", fmt::format("ZUL/{}/{}/{}", kSdkVersion, kSender.phone, kSender.os)},
       {"Content-Type", "application/octet-stream"}};
-  RawCurl raw(collector.url() + "/zul/v1/dataRcv.do", headers, *uploadBody(document), kInFlight);
+  RawCurl raw(collector.url() + std::string(wire::kUpload.path), headers, *uploadBody(document), kInFlight);
 
   std::vector<double> ours;
   std::vector<double> alone;

@@ -77,7 +77,8 @@ std::string RealPhone::queued() const {
 }
 
 bool RealPhone::keeps(const std::string& events) const {
-  return eventually([&] { return queued() == events && journaled() == "0"; });
+  return eventually(
+      [&] { return queued() == events && log->count("REQ [SDK") == log->count("[Data Sending Status] : Completed."); });
 }
 
 collector::RequestPtr upload(const collector::DevCollector& collector, const std::string& events) {

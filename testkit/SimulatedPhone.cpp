@@ -4,8 +4,11 @@
 
 #include "Events.h"
 #include "Facade.h"
+#include "Json.h"
+#include "Keys.h"
 #include "PercentCoding.h"
 #include "QZ_GZIP.h"
+#include "QueueText.h"
 #include "Runtime.h"
 #include "Tracker.h"
 
@@ -91,18 +94,32 @@ void SimulatedPhone::event(const std::string& name) {
   reportEvent(tracker(), name);
 }
 
+boost::json::object SimulatedPhone::documents() const {
+  using Table = platform::DocumentStore::Table;
+  auto rows = sim.store->loadAll(Table::documents).rows;
+  boost::json::object documents;
+  for (const auto& row : rows) documents[row.key] = json::parse(row.text).value_or(nullptr);
+  if (documents.empty() || documents.contains(keys::queue::kDocument)) return documents;
+  std::vector<LocalDB::Payload> payloads;
+  for (auto& row : sim.store->loadAll(Table::queue).rows) {
+    payloads.push_back(std::make_shared<const std::string>(std::move(row.text)));
+  }
+  documents[keys::queue::kDocument] = boost::json::object{{keys::queue::kQueueJsonList, queueText(payloads)}};
+  return documents;
+}
+
 boost::json::object SimulatedPhone::document(const std::string& id) const {
-  const auto rows = sim.store->load(platform::DocumentStore::Table::documents, id).rows;
-  return rows.empty() ? boost::json::object() : boost::json::parse(rows.front().text).as_object();
+  const auto all = documents();
+  const auto* const found = all.if_contains(id);
+  return found && found->is_object() ? found->get_object() : boost::json::object();
 }
 
 void SimulatedPhone::store(const std::string& id, const std::string& text) const {
-  const platform::DocumentStore::Write write{platform::DocumentStore::Table::documents, id, text};
-  sim.store->commit({&write, 1});
+  sim.store->put(platform::DocumentStore::Table::documents, id, text);
 }
 
-std::size_t SimulatedPhone::journaled() const {
-  return sim.store->loadAll(platform::DocumentStore::Table::journal).rows.size();
+std::size_t SimulatedPhone::queuedRows() const {
+  return sim.store->loadAll(platform::DocumentStore::Table::queue).rows.size();
 }
 
 std::vector<boost::json::array> SimulatedPhone::uploads() const {

@@ -80,10 +80,12 @@ class SimulatedPhone {
   /// Reports an event that can be told from the others.
   void event(const std::string& name);
 
-  /// The stored document, as an earlier process left it or as this one sees it on disk.
+  /// The stored documents by name, as somebody else sees them: "Json" as what the queue's rows amount to.
+  boost::json::object documents() const;
+  /// One of them; empty when it is not stored.
   boost::json::object document(const std::string& id) const;
   void store(const std::string& id, const std::string& text) const;
-  std::size_t journaled() const;
+  std::size_t queuedRows() const;
 
   /// The payload lists that were uploaded, decoded.
   std::vector<boost::json::array> uploads() const;

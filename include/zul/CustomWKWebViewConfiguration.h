@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -22,6 +21,8 @@ class ZUL_EXPORT WebViewConfiguration {
 /// may call it.
 class ZUL_EXPORT CustomWKWebViewConfiguration {
  public:
+  CustomWKWebViewConfiguration();
+  ~CustomWKWebViewConfiguration();
   static CustomWKWebViewConfiguration& sharedObject();
 
   void setConfiguration(std::shared_ptr<WebViewConfiguration> configuration);
@@ -32,9 +33,8 @@ class ZUL_EXPORT CustomWKWebViewConfiguration {
   std::optional<std::string> clientUserAgent() const;
 
  private:
-  mutable std::mutex mutex_;
-  std::shared_ptr<WebViewConfiguration> customWebViewConfiguration_;
-  std::optional<std::string> clientUserAgent_;
+  struct Fields;
+  const std::unique_ptr<Fields> fields_;
 };
 
 }  // namespace zul

@@ -16,6 +16,7 @@ class Device;
 class Dispatcher;
 class DocumentStore;
 class HttpClient;
+class LifeCycle;
 class LogSink;
 class Reachability;
 class UserDefaults;
@@ -33,7 +34,23 @@ struct ZUL_EXPORT Platform {
   std::shared_ptr<platform::Device> device;
   std::shared_ptr<platform::UserDefaults> userDefaults;
   std::shared_ptr<platform::LogSink> log;
+  std::shared_ptr<platform::LifeCycle> lifeCycle;
   Deployment deployment;
+
+  /// Calls `visit(name, member)` for each piece.
+  template <typename Visit>
+  static void forEachPiece(Visit&& visit) {
+    visit("clock", &Platform::clock);
+    visit("dispatcher", &Platform::dispatcher);
+    visit("store", &Platform::store);
+    visit("http", &Platform::http);
+    visit("bundle", &Platform::bundle);
+    visit("reachability", &Platform::reachability);
+    visit("device", &Platform::device);
+    visit("userDefaults", &Platform::userDefaults);
+    visit("log", &Platform::log);
+    visit("lifeCycle", &Platform::lifeCycle);
+  }
 };
 
 struct ZUL_EXPORT LinuxOptions {

@@ -2,11 +2,11 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "Log.h"
+#include "Mutex.h"
 
 namespace zul {
 
@@ -23,11 +23,11 @@ class DeferredLinkManager {
   std::optional<std::string> getDeferredUrl() const;
 
  private:
-  Log log_;
-  mutable std::mutex mutex_;
-  std::shared_ptr<const std::function<void()>> deferredLinkCallback_;
-  bool didCallbackExecute_ = false;
-  std::optional<std::string> deferredUrl_;
+  const Log log_;
+  mutable Mutex mutex_;
+  std::shared_ptr<const std::function<void()>> deferredLinkCallback_ ZUL_GUARDED_BY(mutex_);
+  bool didCallbackExecute_ ZUL_GUARDED_BY(mutex_) = false;
+  std::optional<std::string> deferredUrl_ ZUL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zul

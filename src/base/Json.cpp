@@ -108,24 +108,43 @@ void newLine(std::string& out, int depth) {
 
 }  // namespace
 
-std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDepth,
-                                        boost::json::storage_ptr storage) noexcept {
-  try {
-    boost::json::error_code error;
-    boost::json::parse_options options;
-    options.max_depth = maxDepth;
-    auto value = boost::json::parse(text, error, std::move(storage), options);
-    if (error) return std::nullopt;
-    return value;
-  } catch (...) {
-    return std::nullopt;
-  }
+std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDepth, boost::json::storage_ptr storage) {
+  boost::json::error_code error;
+  boost::json::parse_options options;
+  options.max_depth = maxDepth;
+  auto value = boost::json::parse(text, error, std::move(storage), options);
+  if (error) return std::nullopt;
+  return value;
 }
 
-std::optional<boost::json::object> parseObject(std::string_view text) noexcept {
+std::optional<boost::json::object> parseObject(std::string_view text) {
   auto value = parse(text);
   if (!value || !value->is_object()) return std::nullopt;
   return std::move(value->get_object());
+}
+
+std::vector<std::string_view> elements(std::string_view array) {
+  std::vector<std::string_view> found;
+  const char* at = array.data();
+  const char* const end = at + array.size();
+  while (at < end && *at != '[') ++at;
+  const char* begin = ++at;
+  bool empty = true;
+  int depth = 0;
+  while (at < end) {
+    const char c = *at;
+    if (depth == 0 && (c == ',' || c == ']')) {
+      if (!empty) found.emplace_back(begin, static_cast<std::size_t>(at - begin));
+      if (c == ']') break;
+      begin = at + 1;
+    } else {
+      if (c == '{' || c == '[') ++depth;
+      if (c == '}' || c == ']') --depth;
+      empty = empty && isSpace(c);
+    }
+    at = c == '"' ? afterString(at, end) : at + 1;
+  }
+  return found;
 }
 
 void appendQuoted(std::string& out, std::string_view value) {

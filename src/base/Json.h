@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "zul/Dictionary.h"
 
@@ -18,11 +19,15 @@ namespace zul::json {
 constexpr std::size_t kMaxDepth = 64;
 
 /// The value of a whole text, in the memory of `storage`; none when the text is not valid JSON or is nested too deep.
+/// Throws std::bad_alloc where memory is short, which is no verdict on the text.
 std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDepth = kMaxDepth,
-                                        boost::json::storage_ptr storage = {}) noexcept;
+                                        boost::json::storage_ptr storage = {});
 
 /// The same where only an object will do.
-std::optional<boost::json::object> parseObject(std::string_view text) noexcept;
+std::optional<boost::json::object> parseObject(std::string_view text);
+
+/// The texts of the elements of `array`, the text of a valid JSON array, as they stand.
+std::vector<std::string_view> elements(std::string_view array);
 
 /// Compact text, always valid: numbers that JSON cannot write (infinity, not a number) become null, bytes that are
 /// not UTF-8 become U+FFFD.

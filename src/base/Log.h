@@ -3,7 +3,7 @@
 #include <memory>
 #include <string_view>
 
-#include "zul/CallSite.h"
+#include "Here.h"
 
 namespace zul {
 
@@ -13,19 +13,19 @@ class LogSink;
 }  // namespace platform
 
 /// The library's log line: "time | tag | method( line ) | message", whole in one write to the sink. Any
-/// thread may call it; it takes no lock and never throws. Nothing is filtered.
+/// thread may call it; it takes no lock and never throws. Nothing is filtered. `where` is ZUL_HERE.
 class Log {
  public:
   Log(std::shared_ptr<platform::Clock> clock, std::shared_ptr<platform::LogSink> sink);
 
-  void debug(std::string_view message, const CallSite& where = CallSite::current()) const noexcept;
-  void info(std::string_view message, const CallSite& where = CallSite::current()) const noexcept;
-  void error(std::string_view message, const CallSite& where = CallSite::current()) const noexcept;
+  void debug(std::string_view message, const CallSite& where) const noexcept;
+  void info(std::string_view message, const CallSite& where) const noexcept;
+  void error(std::string_view message, const CallSite& where) const noexcept;
 
   /// Runs `work` and turns whatever it throws into an error line: the boundary between the library and
   /// the threads and callers that must never see an exception.
   template <typename Work>
-  void guard(Work&& work, const CallSite& where = CallSite::current()) const noexcept {
+  void guard(Work&& work, const CallSite& where) const noexcept {
     try {
       work();
     } catch (...) {

@@ -13,7 +13,7 @@ struct Code {
 };
 
 constexpr std::array<Code, 256> kCodes = [] {
-  constexpr char hex[] = "0123456789ABCDEF";
+  constexpr char kHex[] = "0123456789ABCDEF";
   std::array<Code, 256> codes{};
   for (int byte = 0; byte < 256; ++byte) {
     const char c = static_cast<char>(byte);
@@ -22,7 +22,7 @@ constexpr std::array<Code, 256> kCodes = [] {
     if (plain) {
       codes[byte] = {{c, 0, 0}, 1};
     } else {
-      codes[byte] = {{'%', hex[byte >> 4], hex[byte & 15]}, 3};
+      codes[byte] = {{'%', kHex[byte >> 4], kHex[byte & 15]}, 3};
     }
   }
   return codes;

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <optional>
+#include <stdexcept>
+#include <string>
 
 #include "Tracker.h"
 #include "zul/platform/Dispatcher.h"
@@ -14,14 +16,21 @@ namespace {
 // The process's Runtime and what it is to be made from. Trivially destructible, as the host may still call
 // while its own objects are being destroyed.
 struct Process {
-  std::mutex mutex;
-  Platform* platform = nullptr;
+  Mutex mutex;
+  Platform* platform ZUL_GUARDED_BY(mutex) = nullptr;
   std::atomic<Runtime*> runtime{nullptr};
 };
 
 Process& theProcess() {
   static auto* const process = new Process;
   return *process;
+}
+
+Platform complete(Platform platform) {
+  Platform::forEachPiece([&](std::string_view name, auto piece) {
+    if (!(platform.*piece)) throw std::invalid_argument("the platform has no " + std::string(name));
+  });
+  return platform;
 }
 
 // Threads must not be at work in libraries that tear themselves down at exit.
@@ -32,14 +41,17 @@ void stopAtExit() {
 }  // namespace
 
 Runtime::Runtime(Platform platform)
-    : platform_(std::move(platform)),
+    : platform_(complete(std::move(platform))),
       log_(platform_.clock, platform_.log),
-      networkClock_(platform_.clock),
+      tasks_(platform_.dispatcher, log_),
+      networkClock_(platform_.clock, *platform_.lifeCycle),
       util_(platform_.clock, networkClock_),
       reachability_(platform_.reachability, platform_.deployment),
-      db_(platform_.store, platform_.dispatcher, log_),
-      record_(db_, {platform_.device, platform_.clock, platform_.bundle, &reachability_}, platform_.http,
+      db_(platform_.store, tasks_, log_),
+      identifiers_(db_, platform_.device, platform_.bundle, platform_.http, platform_.deployment, log_),
+      record_(db_, identifiers_, {&db_, platform_.device, platform_.clock, platform_.bundle, &reachability_},
               platform_.deployment, log_),
+      attribution_(db_),
       deferredLinks_(log_) {}
 
 Runtime::~Runtime() {
@@ -59,7 +71,7 @@ Runtime* Runtime::processIfMade() noexcept {
 Runtime& Runtime::process() {
   auto& process = theProcess();
   if (auto* const runtime = process.runtime.load()) return *runtime;
-  const std::lock_guard lock(process.mutex);
+  const MutexLock lock(process.mutex);
   if (auto* const runtime = process.runtime.load()) return *runtime;
   process.runtime = new Runtime(process.platform ? *process.platform : linuxPlatform(""));
   std::atexit(stopAtExit);
@@ -68,23 +80,14 @@ Runtime& Runtime::process() {
 
 bool Runtime::setProcessPlatform(Platform platform) {
   std::optional<Platform> standard;
-  const auto fill = [&](auto Platform::*piece) {
+  Platform::forEachPiece([&](std::string_view, auto piece) {
     if (platform.*piece) return;
     if (!standard) standard = linuxPlatform("");
     platform.*piece = std::move((*standard).*piece);
-  };
-  fill(&Platform::clock);
-  fill(&Platform::dispatcher);
-  fill(&Platform::store);
-  fill(&Platform::http);
-  fill(&Platform::bundle);
-  fill(&Platform::reachability);
-  fill(&Platform::device);
-  fill(&Platform::userDefaults);
-  fill(&Platform::log);
+  });
 
   auto& process = theProcess();
-  const std::lock_guard lock(process.mutex);
+  const MutexLock lock(process.mutex);
   if (process.runtime.load()) return false;
   if (!process.platform) process.platform = new Platform;
   *process.platform = std::move(platform);
@@ -94,14 +97,14 @@ bool Runtime::setProcessPlatform(Platform platform) {
 Tracker& Runtime::tracker() {
   bool made = false;
   std::call_once(trackerOnce_, [&] {
-    tracker_ = std::make_unique<Tracker>(
-        TrackerServices{platform_.dispatcher, platform_.http, platform_.bundle, platform_.deployment, db_, record_,
-                        util_, reachability_, networkClock_, deferredLinks_, webView_, debugMode_, stopping_, log_});
+    tracker_ = std::make_unique<Tracker>(TrackerServices{
+        tasks_, platform_.http, platform_.bundle, platform_.deployment, db_, record_, util_, reachability_,
+        networkClock_, attribution_, deferredLinks_, webView_, debugMode_, stopping_, log_});
     madeTracker_ = tracker_.get();
     made = true;
   });
   // Outside, since it calls host code, which may call back.
-  if (made) log_.guard([this] { tracker_->announce(); });
+  if (made) log_.guard([this] { tracker_->announce(); }, ZUL_HERE);
   return *madeTracker_;
 }
 

@@ -4,11 +4,14 @@
 #include <memory>
 #include <mutex>
 
+#include "AttributionResult.h"
 #include "DeferredLinkManager.h"
+#include "Identifiers.h"
 #include "LocalDB.h"
 #include "Log.h"
 #include "NHNetworkClock.h"
 #include "SessionRecord.h"
+#include "Tasks.h"
 #include "ZULReachability.h"
 #include "ZULUtil.h"
 #include "zul/CustomWKWebViewConfiguration.h"
@@ -23,6 +26,7 @@ class Tracker;
 /// Any thread may call it.
 class Runtime {
  public:
+  /// Throws std::invalid_argument when a piece is missing.
   explicit Runtime(Platform platform);
   /// Stops the platform's threads first: nothing of this Runtime runs any more when its parts go.
   ~Runtime();
@@ -48,6 +52,7 @@ class Runtime {
 
   const Platform& platform() const { return platform_; }
   const Log& log() const { return log_; }
+  const Tasks& tasks() const { return tasks_; }
   LocalDB& db() { return db_; }
   SessionRecord& record() { return record_; }
   NHNetworkClock& networkClock() { return networkClock_; }
@@ -56,13 +61,16 @@ class Runtime {
   std::atomic<int>& debugMode() { return debugMode_; }
 
  private:
-  Platform platform_;
-  Log log_;
+  const Platform platform_;
+  const Log log_;
+  const Tasks tasks_;
   NHNetworkClock networkClock_;
-  ZULUtil util_;
-  ZULReachability reachability_;
+  const ZULUtil util_;
+  const ZULReachability reachability_;
   LocalDB db_;
+  Identifiers identifiers_;
   SessionRecord record_;
+  AttributionResult attribution_;
   DeferredLinkManager deferredLinks_;
   CustomWKWebViewConfiguration webView_;
   std::atomic<int> debugMode_{0};

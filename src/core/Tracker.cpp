@@ -1,15 +1,17 @@
 #include "Tracker.h"
 
-#include "Json.h"
+#include "AttributionResult.h"
+#include "DeferredLinkManager.h"
+#include "Keys.h"
 #include "LocalDB.h"
 #include "SessionRecord.h"
-#include "ZULReachability.h"
+#include "ZULUtil.h"
 #include "zul/CustomWKWebViewConfiguration.h"
 #include "zul/platform/Bundle.h"
-#include "zul/platform/Device.h"
-#include "zul/platform/Dispatcher.h"
 
 namespace zul {
+
+using namespace keys;
 
 Tracker::Tracker(TrackerServices services)
     : services_(std::move(services)),
@@ -18,55 +20,94 @@ Tracker::Tracker(TrackerServices services)
       zulAuthorizationKey_(info_.dictionary("zulAuthorizationKey")),
       facebookAppIdCheck_(info_.string("FacebookAppID")),
       useMode_(zulAuthorizationKey_.integer("useMode")),
+      serviceNumber_(zulAuthorizationKey_.integer("serviceNumber")),
       sessionController_(services_.db, services_.record, services_.util, log_),
-      networkManager_(services_.http, services_.dispatcher, services_.deployment, log_, zulAuthorizationKey_,
-                      identity()),
-      uploads_(services_.db, networkManager_, services_.dispatcher, log_, uploadOwner()) {
+      networkManager_(services_.http, services_.tasks, services_.deployment, log_, zulAuthorizationKey_),
+      errors_(services_.record, networkManager_, serviceNumber_, log_),
+      payloads_(services_.record, services_.webView, log_),
+      earlyEvents_(services_.db),
+      uploads_(services_.db, networkManager_, services_.tasks, log_, uploadOwner()) {
   // Every process starts without a page trace.
-  services_.db.update("Behavior", [](MutableDocument& behavior) {
-    behavior.setString("", "piTrace");
-    behavior.setNumber(std::nullopt, "pageStartTime");
+  services_.db.update(behavior::kDocument, [](MutableDocument& document) {
+    document.setString("", behavior::kPiTrace);
+    document.setNumber(std::nullopt, behavior::kPageStartTime);
   });
-  locked([](Fields& fields) { fields.extras.sarInfo = Object(); });
 }
 
 Tracker::~Tracker() = default;
 
 void Tracker::announce() {
   if (const auto configuration = services_.webView.getConfiguration()) {
-    log_.debug("There is a custom webview configuration object passed to the sdk. " + configuration->description());
+    log_.debug("There is a custom webview configuration object passed to the sdk. " + configuration->description(),
+               ZUL_HERE);
   } else {
     log_.debug(
         "There isn't a custom webview configuration object passed to the sdk. WKWebView of SDK will be initionalizaed "
-        "with  '[[WKWebViewConfiguration alloc] init]'");
+        "with  '[[WKWebViewConfiguration alloc] init]'",
+        ZUL_HERE);
   }
-  if (const auto error = services_.bundle->lastError(); !error.empty()) log_.error("Info.plist: " + error);
-}
-
-CollectorIdentity Tracker::identity() {
-  auto* const services = &services_;
-  const auto advertisingId = [services]() -> std::optional<std::string> {
-    return services->record.environment().getAdvertisingId();
-  };
-  return {
-      .accessToken = [services] { return services->db.documentWithID("AppInfo").stringForKey("accessToken"); },
-      .clickTime = [services] { return services->db.documentWithID("DeeplinkReferrerInfo").stringForKey("qzclkTime"); },
-      .idfa = advertisingId,
-      .phone = [services] { return services->record.environment().getPhone(); },
-      .os = [services] { return services->record.environment().getOs(); },
-      .uuid = [services] { return services->record.getUUID(); },
-      .vendorId = [services] { return services->record.getVendorId(); },
-  };
+  if (const auto error = services_.bundle->lastError(); !error.empty()) log_.error("Info.plist: " + error, ZUL_HERE);
 }
 
 void Tracker::checkDebugMode(bool dev) {
-  services_.db.update("Identify", [&](MutableDocument& identify) { identify.setBoolean(dev, "buildMode"); });
+  services_.db.update(identify::kDocument,
+                      [&](MutableDocument& document) { document.setBoolean(dev, identify::kBuildMode); });
 }
 
 Dictionary Tracker::getAttributedInfo() {
-  const auto document = services_.db.documentWithID("AttributionInfo");
-  const auto& stored = document.valueForKey("attributionInfo");
-  return stored.is_object() ? DictionaryAccess::wrap(stored.get_object()) : Dictionary();
+  return services_.attribution.getAttributedInfo();
+}
+
+Dictionary Tracker::getSessionData() {
+  return Dictionary::fromJson(*payloads_.createSessionJson()).value_or(Dictionary());
+}
+
+// ---- what becomes of an upload
+
+UploadQueue::Owner Tracker::uploadOwner() {
+  return {
+      .sender = [this] { return services_.record.environment().sender(); },
+      .accepted =
+          [this](const Object&, const std::string&, const std::function<void()>& clear) {
+            services_.record.sharedInstance();  // made here if need be, not inside the transaction
+            services_.db.transaction([&] {
+              clear();
+              keepAccepted();
+            });
+          },
+      .kept =
+          [this](const std::optional<std::string>& reason) {
+            errors_.send(reason, "[SDK -> COLLECTOR]: " + reason.value_or("(null)"));
+          },
+      .completed =
+          [this] {
+            if (!services_.stopping) services_.deferredLinks.callDeferredLinkCallback();
+          },
+  };
+}
+
+// The session lasts on from the upload that was accepted, and what was to be told once has been told.
+void Tracker::keepAccepted() {
+  auto& db = services_.db;
+  const bool found = db.documentWithID(behavior::kDocument).exists();
+  db.updateExisting(behavior::kDocument, [&](MutableDocument& document) {
+    document.setDouble(services_.util.currentTimeSec() + SessionController::kSessionSeconds,
+                       behavior::kSessionExpireSec);
+  });
+  db.afterCommit([this, found] {
+    log_.debug(found ? "[SDK.Tracker]: behaviorDoc find success." : "[SDK.Tracker]: behaviorDoc is nil. check please.",
+               ZUL_HERE);
+  });
+  if (const auto record = services_.record.getSharedInstance()) {
+    if (record->isVisitNew == "Y") sessionController_.resetAboutNewVisitInfo();
+    if (record->isDrUpdate == "Y") sessionController_.resetDrUpdate();
+    if (record->isIrUpdate == "Y") sessionController_.resetIrUpdate();
+    if (record->aidChange == "Y") sessionController_.resetAidChange();
+    if (!record->openDl.value_or("").empty()) sessionController_.resetOpenDl();
+  }
+  sessionController_.resetSaveToken();
+  sessionController_.resetUptAfv();
+  db.afterCommit([this] { payloads_.setEntireJson(nullptr); });
 }
 
 }  // namespace zul

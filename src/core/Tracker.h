@@ -5,39 +5,38 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
 
+#include "EarlyEvents.h"
+#include "ErrorReporter.h"
 #include "Log.h"
+#include "Mutex.h"
 #include "NetworkManager.h"
+#include "Payloads.h"
 #include "SessionController.h"
-#include "SessionPayload.h"
+#include "Tasks.h"
 #include "UploadQueue.h"
 #include "zul/Dictionary.h"
 
 namespace zul {
 
-class CustomWKWebViewConfiguration;
+class AttributionResult;
 class DeferredLinkManager;
-struct InternalCampaign;
 class LocalDB;
 class NHNetworkClock;
 class SessionRecord;
 class ZULReachability;
 class ZULUtil;
-struct User;
 namespace platform {
 class Bundle;
-class Dispatcher;
 class HttpClient;
 class Timer;
 }  // namespace platform
 
 /// What a Tracker works with. The Runtime owns it all and outlives the Tracker.
 struct TrackerServices {
-  std::shared_ptr<platform::Dispatcher> dispatcher;
+  Tasks tasks;
   std::shared_ptr<platform::HttpClient> http;
   std::shared_ptr<platform::Bundle> bundle;
   const Deployment& deployment;
@@ -46,14 +45,16 @@ struct TrackerServices {
   const ZULUtil& util;
   const ZULReachability& reachability;
   NHNetworkClock& networkClock;
+  const AttributionResult& attribution;
   DeferredLinkManager& deferredLinks;
-  CustomWKWebViewConfiguration& webView;
+  const CustomWKWebViewConfiguration& webView;
   std::atomic<int>& debugMode;
   const std::atomic<bool>& stopping;
   Log log;
 };
 
-/// The centre of the library: start-up, the one-second timer, sessions, payloads and their upload.
+/// The conductor: it keeps the order of the start-up, of the timer and of the sessions, and hands everything else on
+/// to the owner of the matter. An operation that is one line is another owner's, reachable from here.
 ///
 /// Any thread may call any operation. Flags are atomic, what is larger stands behind a lock that covers the
 /// access alone. What an operation does is done on the caller's thread unless its comment says otherwise;
@@ -102,25 +103,16 @@ class Tracker {
   bool sendTransactionByPage();
   void makeJson();
   void makeJsonByPage();
-  /// Key/value pairs that page payloads carry.
-  void setTempPairingData(const std::optional<Dictionary>& pairs);
-
-  // ---- payload (TrackerSession.cpp)
-
-  void createSessionJson();
   void createEntireJson();
-  void createEntireJson2();
-  Dictionary getSessionData();
-
-  // ---- upload (TrackerUpload.cpp)
-
+  void createEntireJson2() { createEntireJson(); }
   /// Sends the prepared payload behind the queue. The flag is not consulted.
   void sendToServerWithPageYN(bool page);
   /// Sends the queue alone.
   void exceptionSendToServer();
-  Object getErrorLogParamsDictionaryWithErrlog(const std::optional<std::string>& text);
+  /// Stores "buildMode", which the payload carries as "dev" or "prod".
+  void checkDebugMode(bool dev);
 
-  // ---- state
+  // ---- the flags of the start-up and the session
 
   bool getZULInitFlag() const { return ZULinitYN_; }
   bool accessTokenRequestDone() const { return accessTokenRequestDone_; }
@@ -130,93 +122,56 @@ class Tracker {
   bool newSessionYN() const { return newSessionYN_; }
   void setBlockingLogEventCallBeforeSdkInitComplete(bool blocking) { blockingLogEventCallBeforeInit_ = blocking; }
   bool getBlockingLogEventCallBeforeSdkInitComplete() const { return blockingLogEventCallBeforeInit_; }
-  /// Stores "buildMode", which the payload carries as "dev" or "prod".
-  void checkDebugMode(bool dev);
+
+  // ---- other owners' operations
+
+  void setTempPairingData(const std::optional<Dictionary>& pairs) { payloads_.setTempPairingData(pairs); }
+  void createSessionJson() { payloads_.createSessionJson(); }
+  Dictionary getSessionData();
+  Object getErrorLogParamsDictionaryWithErrlog(const std::optional<std::string>& text) {
+    return errors_.getErrorLogParamsDictionaryWithErrlog(text);
+  }
   /// The stored attribution result; empty when there is none.
   Dictionary getAttributedInfo();
   NetworkManager& networkManager() { return networkManager_; }
   SessionController& sessionController() { return sessionController_; }
 
-  // ---- not built yet (TrackerSeams.cpp): these accept the call and do nothing
-
-  void requestIadInfo();
-  void requestFingerPrintByDeeplink(bool deepLink);
-  void requestFingerPrintByDeeplinkInWeb(bool deepLink, std::int64_t qzno);
-  void parseDeepLink(const std::optional<std::string>& link);
-  void parseReferrer(const std::optional<std::string>& referrer);
-  void parseReferrer2(const std::optional<std::string>& referrer);
-  void setFacebookreferrerData(const std::optional<std::string>& openingUrl);
-  std::string parseAttributionLinkToGetDeeplinkUrl(const std::optional<std::string>& link);
-  void checkInstallReferrerOrder();
-  void checkToResetDRInfo();
-  void checkToResetPushInfo();
-  void checkToResetInternalCampaign();
-  void updatePostbackConversionValue(const Object& answer);
-  void saveAttributedInfo(const Object& answer);
-  void selfValidation(const std::string& firstPayload);
-  void setUser(const User& user);
-  void saveUserLoginInfo();
-  void setUserLogout();
-  void saveDeviceToken(const std::optional<std::string>& token);
-  void setInternalCampaign(const InternalCampaign& campaign);
-  void setIDFA(const std::string& identifier);
-  void denyATT();
-  void setATTAuthorizationStatus(std::int64_t status);
-
  private:
-  // The text of a session payload. As `entireJson` it stands for the envelope {"SESSION": payload}; null is an
-  // empty dictionary.
-  using Payload = std::shared_ptr<const std::string>;
-
-  // What is too large for an atomic. Values are replaced whole, so that a reader keeps what it took.
-  struct Fields {
-    Launch launchOptions;
-    std::string ATTAlertCheked = "Undefined";
-    int observers = 0;
-    Payload sessionJsonDict;
-    Payload entireJson;
-    std::vector<Object> exceptionJsonList;
-    std::optional<Object> tempPairingData = Object();
-    PayloadExtras extras;
-    std::unique_ptr<platform::Timer> oneSecondTimer;
-  };
-  template <typename Access>
-  auto locked(Access&& access) {
-    const std::lock_guard lock(mutex_);
-    return access(fields_);
-  }
+  using Payload = Payloads::Payload;
 
   void start(const Launch& launchOptions);
   void shortStart();
   bool mustWaitForTrackingAnswer();
   void readLaunchLink(const Launch& launchOptions);
+  void followLink();
   void completeStart();
   void releaseEventsBeforeInit();
   void takeToken(const std::optional<std::string>& token);
+  void requestToken();
   void storeInstallTime(double milliseconds);
   bool sessionExpired();
   void accountNewSession();
   void beginSessionIfExpired(int type);
-  Payload buildSessionJson();
-  Payload addPairingData(const Payload& session);
+  void sendNewSession();
   void makeJson(bool initialized);
   void makeJsonByPage(bool initialized);
   void wrapAndSend(const Payload& session, bool initialized);
   void upload(const Payload& entireJson);
-  void requestToken();
-  void sendErrorLog(const std::optional<std::string>& text, const std::string& arrived);
   void keepAccepted();
   UploadQueue::Owner uploadOwner();
-  CollectorIdentity identity();
 
-  TrackerServices services_;
+  const TrackerServices services_;
   const Log log_;
   const Dictionary info_;  // the Info.plist
   const Dictionary zulAuthorizationKey_;
   const std::optional<std::string> facebookAppIdCheck_;
   const std::int64_t useMode_;
+  const std::int64_t serviceNumber_;
   SessionController sessionController_;
   NetworkManager networkManager_;
+  ErrorReporter errors_;
+  Payloads payloads_;
+  EarlyEvents earlyEvents_;
   UploadQueue uploads_;
 
   std::atomic<bool> newSessionYN_{true};
@@ -224,12 +179,14 @@ class Tracker {
   std::atomic<bool> NTPtimeGetDone_{false};
   std::atomic<bool> fingerPrintRequestDone_{false};
   std::atomic<bool> ZULinitYN_{false};
-  std::atomic<bool> exceptionDataSend_{false};
   std::atomic<bool> firstExcute_{false};
   std::atomic<bool> blockingLogEventCallBeforeInit_{false};
 
-  std::mutex mutex_;
-  Fields fields_;
+  Mutex mutex_;
+  Launch launchOptions_ ZUL_GUARDED_BY(mutex_);
+  std::string ATTAlertCheked_ ZUL_GUARDED_BY(mutex_) = "Undefined";
+  int observers_ ZUL_GUARDED_BY(mutex_) = 0;
+  std::unique_ptr<platform::Timer> oneSecondTimer_ ZUL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zul

@@ -1,38 +1,50 @@
-#include "Json.h"
+#include "Keys.h"
 #include "LocalDB.h"
 #include "NHNetworkClock.h"
 #include "SessionRecord.h"
 #include "Tracker.h"
 #include "ZULUtil.h"
-#include "zul/CustomWKWebViewConfiguration.h"
 #include "zul/platform/Dispatcher.h"
 
 namespace zul {
 
+using namespace keys;
+
 // ---- the one-second timer
 
 void Tracker::createUpdateTimer() {
-  auto timer = services_.dispatcher->repeat(1.0, [this] { log_.guard([this] { oneSecondTimerTick(); }); });
-  locked([&](Fields& fields) { fields.oneSecondTimer.swap(timer); });
+  auto timer = services_.tasks.repeat(
+      1.0, [this] { oneSecondTimerTick(); }, ZUL_HERE);
+  const MutexLock lock(mutex_);
+  oneSecondTimer_.swap(timer);
 }
 
 void Tracker::oneSecondTimerTick() {
   if (!services_.networkClock.isSynchronized()) return;
-  if (NTPtimeGetDone_.exchange(true)) return;  // the timer stays and ticks idly
-  const auto timer = locked([](Fields& fields) { return std::move(fields.oneSecondTimer); });
+  if (NTPtimeGetDone_) return;  // the timer stays and ticks idly
+  std::unique_ptr<platform::Timer> timer;
+  {
+    const MutexLock lock(mutex_);
+    timer.swap(oneSecondTimer_);
+  }
   const double network = services_.util.getCurrentNTPTimeSec();
   const double device = services_.util.currentTimeSec();
-  services_.db.update("Install", [&](MutableDocument& install) {
-    if (firstExcute_) install.setDouble(network * 1000, "installTime");
-    install.setDouble((network - device) * 1000, "timeOffset");
+  bool taken = false;
+  services_.db.transaction([&] {
+    if (NTPtimeGetDone_) return;  // the start-up's completion was first
+    services_.db.update(install::kDocument, [&](MutableDocument& document) {
+      if (firstExcute_) document.setDouble(network * 1000, install::kInstallTime);
+      document.setDouble((network - device) * 1000, install::kTimeOffset);
+    });
+    NTPtimeGetDone_ = taken = true;
   });
-  log_.debug("time sync done");
+  if (taken) log_.debug("time sync done", ZUL_HERE);
 }
 
 // ---- sessions
 
 bool Tracker::sessionExpired() {
-  const auto expiry = services_.db.documentWithID("Behavior").numberForKey("sessionExpireSec");
+  const auto expiry = services_.db.documentWithID(behavior::kDocument).numberForKey(behavior::kSessionExpireSec);
   return !expiry || *expiry == 0.0 || services_.util.currentTimeSec() > *expiry;
 }
 
@@ -59,9 +71,9 @@ void Tracker::accountNewSession() {
     controller.saveRecentSessionTimeSec();
     controller.saveSessionExpireTime();
     controller.checkToResetUdRvnc();
+    // A record that another thread made meanwhile shows the session before.
+    services_.db.afterCommit([this] { services_.record.clearInstance(); });
   });
-  // A record that another thread made meanwhile shows the session before.
-  services_.record.clearInstance();
 }
 
 // Of several threads that see the same session expired, one begins the new one.
@@ -71,19 +83,17 @@ void Tracker::beginSessionIfExpired(int type) {
     begun = sessionExpired();
     if (begun) accountNewSession();
   });
-  if (begun) services_.record.clearInstance();
-  if (begun && type == 1) {
-    const auto session = buildSessionJson();
-    locked([&](Fields& fields) { fields.entireJson = session; });
-    upload(session);
-  }
+  if (begun && type == 1) sendNewSession();
 }
 
 void Tracker::occurNewSessionWithType(int type) {
   accountNewSession();
-  if (type != 1) return;
-  const auto session = buildSessionJson();
-  locked([&](Fields& fields) { fields.entireJson = session; });
+  if (type == 1) sendNewSession();
+}
+
+void Tracker::sendNewSession() {
+  const auto session = payloads_.createSessionJson();
+  payloads_.setEntireJson(session);
   upload(session);
 }
 
@@ -102,29 +112,15 @@ bool Tracker::sendTransactionByPage() {
   return true;
 }
 
-// ---- payload
-
-Tracker::Payload Tracker::buildSessionJson() {
-  auto extras = locked([](Fields& fields) { return fields.extras; });
-  extras.clientUserAgent = services_.webView.clientUserAgent();
-  const auto session = std::make_shared<const std::string>(sessionPayload(*services_.record.sharedInstance(), extras));
-  if (*session != "{}") log_.debug("================self.sessionJsonDict=================== :" + *session);
-  auto replaced = session;
-  locked([&](Fields& fields) { fields.sessionJsonDict.swap(replaced); });
-  return session;
-}
-
-void Tracker::createSessionJson() {
-  buildSessionJson();
-}
+// ---- payloads
 
 void Tracker::makeJson() {
   makeJson(ZULinitYN_);
 }
 
 void Tracker::makeJson(bool initialized) {
-  log_.debug("makeJson in ZULSession");
-  wrapAndSend(buildSessionJson(), initialized);
+  log_.debug("makeJson in ZULSession", ZUL_HERE);
+  wrapAndSend(payloads_.createSessionJson(), initialized);
 }
 
 void Tracker::makeJsonByPage() {
@@ -132,41 +128,34 @@ void Tracker::makeJsonByPage() {
 }
 
 void Tracker::makeJsonByPage(bool initialized) {
-  wrapAndSend(addPairingData(buildSessionJson()), initialized);
-}
-
-Tracker::Payload Tracker::addPairingData(const Payload& session) {
-  const auto pairs = locked([](Fields& fields) { return fields.tempPairingData; });
-  log_.debug("self.tempPairingData :" + (pairs ? json::text(*pairs) : "(null)"));
-  if (!pairs || pairs->empty()) return session;
-  auto object = json::parseObject(*session).value_or(Object());
-  for (const auto& pair : *pairs) object[pair.key()] = pair.value();
-  const auto paired = std::make_shared<const std::string>(json::text(object));
-  locked([&](Fields& fields) { fields.sessionJsonDict = paired; });
-  return paired;
-}
-
-void Tracker::setTempPairingData(const std::optional<Dictionary>& pairs) {
-  locked([&](Fields& fields) {
-    fields.tempPairingData = pairs ? std::optional(DictionaryAccess::object(*pairs)) : std::nullopt;
-  });
+  wrapAndSend(payloads_.createPageJson(), initialized);
 }
 
 void Tracker::createEntireJson() {
-  wrapAndSend(locked([](Fields& fields) { return fields.sessionJsonDict; }), ZULinitYN_);
-}
-
-void Tracker::createEntireJson2() {
-  createEntireJson();
+  wrapAndSend(payloads_.sessionJsonDict(), ZULinitYN_);
 }
 
 void Tracker::wrapAndSend(const Payload& session, bool initialized) {
-  locked([&](Fields& fields) { fields.entireJson = initialized ? session : nullptr; });
+  payloads_.setEntireJson(initialized ? session : nullptr);
   if (initialized) upload(session);
 }
 
-Dictionary Tracker::getSessionData() {
-  return Dictionary::fromJson(*buildSessionJson()).value_or(Dictionary());
+void Tracker::sendToServerWithPageYN(bool) {
+  upload(payloads_.entireJson());
+}
+
+void Tracker::exceptionSendToServer() {
+  payloads_.setEntireJson(nullptr);
+  sendToServerWithPageYN(false);
+}
+
+void Tracker::upload(const Payload& entireJson) {
+  if (earlyEvents_.exceptionDataSend()) {
+    const auto session = payloads_.sessionJsonDict();
+    uploads_.send(earlyEvents_.inSession(session ? *session : "{}"));
+  } else {
+    uploads_.send({entireJson ? "{\"SESSION\":" + *entireJson + "}" : "{}"});
+  }
 }
 
 }  // namespace zul

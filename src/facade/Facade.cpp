@@ -4,7 +4,6 @@
 
 #include "Runtime.h"
 #include "Tracker.h"
-#include "zul/platform/Dispatcher.h"
 
 namespace zul::facade {
 
@@ -16,9 +15,9 @@ constexpr int kLooks = 10;
 
 void start(Runtime& runtime, const Entry& entry) {
   if (entry.application.applicationState != ApplicationState::background) {
-    runtime.log().guard([&] { runtime.tracker().initEnd(entry.launchOptions); });
+    runtime.log().guard([&] { runtime.tracker().initEnd(entry.launchOptions); }, ZUL_HERE);
   } else {
-    runtime.log().debug("initEnd pass in Background");
+    runtime.log().debug("initEnd pass in Background", ZUL_HERE);
   }
   if (entry.callback) runtime.deferredLinks().setDeferredLinkCallback(entry.callback);
 }
@@ -28,11 +27,11 @@ Dictionary waitForAttribution(Runtime& runtime) {
   for (int index = 0; index < kLooks; ++index) {
     attribution = runtime.tracker().getAttributedInfo();
     if (!attribution.empty()) {
-      runtime.log().debug("break index in dealyed getAttributedInfo " + std::to_string(index));
+      runtime.log().debug("break index in dealyed getAttributedInfo " + std::to_string(index), ZUL_HERE);
       return attribution;
     }
-    runtime.log().debug("index in dealyed getAttributedInfo: " + std::to_string(index));
-    runtime.platform().dispatcher->sleep(kNextLook);
+    runtime.log().debug("index in dealyed getAttributedInfo: " + std::to_string(index), ZUL_HERE);
+    runtime.tasks().sleep(kNextLook);
   }
   return attribution;
 }
@@ -40,24 +39,24 @@ Dictionary waitForAttribution(Runtime& runtime) {
 }  // namespace
 
 void initialize(Runtime& runtime, const Entry& entry) {
-  runtime.log().debug("initialization start!!");
+  runtime.log().debug("initialization start!!", ZUL_HERE);
   start(runtime, entry);
 }
 
 void initializeWithWebView(Runtime& runtime, const Entry& entry, std::shared_ptr<WebViewConfiguration> configuration) {
-  runtime.log().debug("initializationWithWebViewConfiguration start");
+  runtime.log().debug("initializationWithWebViewConfiguration start", ZUL_HERE);
   runtime.webView().setConfiguration(std::move(configuration));
   start(runtime, entry);
 }
 
 void getAttributedInfo(Runtime& runtime, std::function<void(const Dictionary&)> callback) {
-  runtime.platform().dispatcher->after(kFirstLook, platform::Dispatcher::Queue::main,
-                                       [&runtime, callback = std::move(callback)] {
-                                         runtime.log().guard([&] {
-                                           const auto attribution = waitForAttribution(runtime);
-                                           if (callback && !runtime.isStopping()) callback(attribution);
-                                         });
-                                       });
+  runtime.tasks().after(
+      kFirstLook, Tasks::Queue::main,
+      [&runtime, callback = std::move(callback)] {
+        const auto attribution = waitForAttribution(runtime);
+        if (callback && !runtime.isStopping()) callback(attribution);
+      },
+      ZUL_HERE);
 }
 
 }  // namespace zul::facade

@@ -1,6 +1,7 @@
 #include "zul/ZULDebugger.h"
 
 #include <errno.h>
+#include <fmt/format.h>
 
 #include <string>
 
@@ -13,16 +14,11 @@ namespace {
 
 // The line's class and method out of "zul::Tracker::initEnd"; without a class the method stands alone.
 std::string line(std::string_view message, const CallSite& caller) {
-  const auto name = caller.method();
+  const auto name = caller.method;
   const auto colons = name.rfind("::");
   const auto method = colons == name.npos ? name : name.substr(colons + 2);
   const auto owner = colons == name.npos ? std::string_view() : name.substr(0, colons);
-  std::string text = "[D \xF0\x9F\x91\x89 :";
-  (text += program_invocation_short_name) += '<';
-  (text += owner) += ">:";
-  (text += method) += ']';
-  (text += message) += '\n';
-  return text;
+  return fmt::format("[D \xF0\x9F\x91\x89 :{}<{}>:{}]{}\n", program_invocation_short_name, owner, method, message);
 }
 
 }  // namespace

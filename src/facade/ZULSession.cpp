@@ -1,11 +1,13 @@
 #include "zul/ZULSession.h"
 
+#include <array>
+#include <atomic>
+#include <string>
+#include <string_view>
+
 #include "Facade.h"
 #include "Runtime.h"
 #include "Tracker.h"
-#include "zul/CallSite.h"
-#include "zul/Referrer.h"
-#include "zul/User.h"
 #include "zul/ZULSessionVersion.h"
 
 namespace zul {
@@ -18,7 +20,7 @@ namespace {
 // The boundary to the host: nothing that `work` throws passes it. Without a Runtime to log to there is
 // nothing left to do.
 template <typename Work>
-void guard(Work&& work, const CallSite& where = CallSite::current()) noexcept {
+void guard(Work&& work, const CallSite& where) noexcept {
   try {
     auto& runtime = Runtime::process();
     runtime.log().guard([&] { work(runtime); }, where);
@@ -27,8 +29,24 @@ void guard(Work&& work, const CallSite& where = CallSite::current()) noexcept {
 }
 
 template <typename Work>
-void withTracker(Work&& work, const CallSite& where = CallSite::current()) noexcept {
+void withTracker(Work&& work, const CallSite& where) noexcept {
   guard([&](Runtime& runtime) { work(runtime.tracker()); }, where);
+}
+
+// Capabilities whose operations are accepted and have no effect yet. The log says so once for each.
+enum class Missing { attribution, campaigns, consent, member, push };
+constexpr std::array<std::string_view, 5> kMissing = {"Attribution", "Internal campaigns", "Tracking consent",
+                                                      "The member profile", "Push information"};
+
+void notBuilt(Missing capability, const CallSite& where) noexcept {
+  static std::array<std::atomic<bool>, kMissing.size()> said{};
+  const auto index = static_cast<std::size_t>(capability);
+  if (said[index].exchange(true)) return;
+  guard(
+      [&](Runtime& runtime) {
+        runtime.log().info(std::string(kMissing[index]) + " is not built yet: this call has no effect.", where);
+      },
+      where);
 }
 
 }  // namespace
@@ -47,7 +65,7 @@ void ZULSession::initialization(const LaunchOptions& launchOptions, const Applic
 
 void ZULSession::initializationForDeferredCallback(const LaunchOptions& launchOptions, const Application& application,
                                                    DeferredCallback callback) noexcept {
-  guard([&](Runtime& runtime) { facade::initialize(runtime, {launchOptions, application, callback}); });
+  guard([&](Runtime& runtime) { facade::initialize(runtime, {launchOptions, application, callback}); }, ZUL_HERE);
 }
 
 void ZULSession::initializationWithWebViewConfiguration(const LaunchOptions& launchOptions,
@@ -60,102 +78,98 @@ void ZULSession::initializationWithWebViewConfiguration(const LaunchOptions& lau
 void ZULSession::initializationWithWebViewConfigurationForDeferredCallback(
     const LaunchOptions& launchOptions, const Application& application,
     std::shared_ptr<WebViewConfiguration> configuration, DeferredCallback callback) noexcept {
-  guard([&](Runtime& runtime) {
-    facade::initializeWithWebView(runtime, {launchOptions, application, callback}, std::move(configuration));
-  });
+  guard(
+      [&](Runtime& runtime) {
+        facade::initializeWithWebView(runtime, {launchOptions, application, callback}, std::move(configuration));
+      },
+      ZUL_HERE);
 }
 
 void ZULSession::sendTransaction() noexcept {
-  withTracker([](Tracker& tracker) { tracker.sendTransaction(); });
+  withTracker([](Tracker& tracker) { tracker.sendTransaction(); }, ZUL_HERE);
 }
 
-void ZULSession::setUser(const User& user) noexcept {
-  withTracker([&](Tracker& tracker) {
-    tracker.setUser(user);
-    tracker.saveUserLoginInfo();
-  });
+void ZULSession::setUser(const User&) noexcept {
+  notBuilt(Missing::member, ZUL_HERE);
 }
 void ZULSession::setUserLogout() noexcept {
-  withTracker([](Tracker& tracker) { tracker.setUserLogout(); });
+  notBuilt(Missing::member, ZUL_HERE);
 }
 
-void ZULSession::setDeepLink(const Text& link) noexcept {
-  withTracker([&](Tracker& tracker) { tracker.parseDeepLink(link); });
+void ZULSession::setDeepLink(const Text&) noexcept {
+  notBuilt(Missing::attribution, ZUL_HERE);
 }
-void ZULSession::setInstallReferrer(const Referrer& referrer) noexcept {
-  withTracker([&](Tracker& tracker) { tracker.parseReferrer2(referrer.referrer); });
+void ZULSession::setInstallReferrer(const Referrer&) noexcept {
+  notBuilt(Missing::attribution, ZUL_HERE);
 }
-void ZULSession::setFacebookReferrer(const Text& referrer) noexcept {
-  withTracker([&](Tracker& tracker) { tracker.parseReferrer(referrer); });
+void ZULSession::setFacebookReferrer(const Text&) noexcept {
+  notBuilt(Missing::attribution, ZUL_HERE);
 }
-void ZULSession::setFacebookreferrerData(const Text& openingUrl) noexcept {
-  guard([&](Runtime& runtime) {
-    runtime.log().debug("setFacebookReferrer start");
-    runtime.tracker().setFacebookreferrerData(openingUrl);
-  });
+void ZULSession::setFacebookreferrerData(const Text&) noexcept {
+  guard([](Runtime& runtime) { runtime.log().debug("setFacebookReferrer start", ZUL_HERE); }, ZUL_HERE);
+  notBuilt(Missing::attribution, ZUL_HERE);
 }
 
-void ZULSession::setPushToken(const Text& token) noexcept {
-  withTracker([&](Tracker& tracker) { tracker.saveDeviceToken(token); });
+void ZULSession::setPushToken(const Text&) noexcept {
+  notBuilt(Missing::push, ZUL_HERE);
 }
-void ZULSession::setInternalCampaign(const InternalCampaign& campaign) noexcept {
-  withTracker([&](Tracker& tracker) { tracker.setInternalCampaign(campaign); });
+void ZULSession::setInternalCampaign(const InternalCampaign&) noexcept {
+  notBuilt(Missing::campaigns, ZUL_HERE);
 }
 
-void ZULSession::setIDFA(const std::string& identifier) noexcept {
-  withTracker([&](Tracker& tracker) { tracker.setIDFA(identifier); });
+void ZULSession::setIDFA(const std::string&) noexcept {
+  notBuilt(Missing::consent, ZUL_HERE);
 }
 void ZULSession::denyATT() noexcept {
-  withTracker([](Tracker& tracker) { tracker.denyATT(); });
+  notBuilt(Missing::consent, ZUL_HERE);
 }
-void ZULSession::setATTAuthorizationStatus(std::int64_t status) noexcept {
-  withTracker([&](Tracker& tracker) { tracker.setATTAuthorizationStatus(status); });
+void ZULSession::setATTAuthorizationStatus(std::int64_t) noexcept {
+  notBuilt(Missing::consent, ZUL_HERE);
 }
 
 Dictionary ZULSession::getSessionData() noexcept {
   Dictionary session;
-  withTracker([&](Tracker& tracker) { session = tracker.getSessionData(); });
+  withTracker([&](Tracker& tracker) { session = tracker.getSessionData(); }, ZUL_HERE);
   return session;
 }
 
 bool ZULSession::getZULSessionInitYN() noexcept {
   bool initialized = false;
-  withTracker([&](Tracker& tracker) { initialized = tracker.getZULInitFlag(); });
+  withTracker([&](Tracker& tracker) { initialized = tracker.getZULInitFlag(); }, ZUL_HERE);
   return initialized;
 }
 
 bool ZULSession::checkNewSession() noexcept {
   bool isNew = false;
-  withTracker([&](Tracker& tracker) { isNew = tracker.checkNewSession(); });
+  withTracker([&](Tracker& tracker) { isNew = tracker.checkNewSession(); }, ZUL_HERE);
   return isNew;
 }
 
 void ZULSession::getAttributedInfo(std::function<void(const Dictionary&)> callback) noexcept {
-  guard([&](Runtime& runtime) { facade::getAttributedInfo(runtime, std::move(callback)); });
+  guard([&](Runtime& runtime) { facade::getAttributedInfo(runtime, std::move(callback)); }, ZUL_HERE);
 }
 
 void ZULSession::checkDebugMode(bool dev) noexcept {
-  withTracker([&](Tracker& tracker) { tracker.checkDebugMode(dev); });
+  withTracker([&](Tracker& tracker) { tracker.checkDebugMode(dev); }, ZUL_HERE);
 }
 
-std::string ZULSession::parseAttributionLinkToGetDeeplinkUrl(const Text& link) noexcept {
-  std::string deepLink;
-  withTracker([&](Tracker& tracker) { deepLink = tracker.parseAttributionLinkToGetDeeplinkUrl(link); });
-  return deepLink;
+std::string ZULSession::parseAttributionLinkToGetDeeplinkUrl(const Text&) noexcept {
+  notBuilt(Missing::attribution, ZUL_HERE);
+  return {};
 }
 
 void ZULSession::setBlockingLogEventCallBeforeSdkInitComplete(bool blocking) noexcept {
-  withTracker([&](Tracker& tracker) { tracker.setBlockingLogEventCallBeforeSdkInitComplete(blocking); });
+  withTracker([&](Tracker& tracker) { tracker.setBlockingLogEventCallBeforeSdkInitComplete(blocking); }, ZUL_HERE);
 }
 bool ZULSession::getBlockingLogEventCallBeforeSdkInitComplete() noexcept {
   bool blocking = false;
-  withTracker([&](Tracker& tracker) { blocking = tracker.getBlockingLogEventCallBeforeSdkInitComplete(); });
+  withTracker([&](Tracker& tracker) { blocking = tracker.getBlockingLogEventCallBeforeSdkInitComplete(); }, ZUL_HERE);
   return blocking;
 }
 
 ZULSession::Text ZULSession::getDeferredUrl() noexcept {
   Text url;
-  guard([&](Runtime& runtime) { url = runtime.deferredLinks().getDeferredUrl(); });
+  guard([&](Runtime& runtime) { url = runtime.deferredLinks().getDeferredUrl(); }, ZUL_HERE);
   return url;
 }
 

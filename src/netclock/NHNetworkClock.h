@@ -7,13 +7,14 @@ namespace zul {
 
 namespace platform {
 class Clock;
-}
+class LifeCycle;
+}  // namespace platform
 
 /// The network's time: the device clock corrected by the offset that the time servers agree on. Any thread
-/// may call it.
+/// may call it. When the host tells of a significant time change, it starts over.
 class NHNetworkClock {
  public:
-  explicit NHNetworkClock(std::shared_ptr<platform::Clock> clock) : clock_(std::move(clock)) {}
+  NHNetworkClock(std::shared_ptr<platform::Clock> clock, platform::LifeCycle& lifeCycle);
 
   /// Starts over: not synchronized until the time servers have answered.
   void synchronize() { synchronized_ = false; }
@@ -33,6 +34,7 @@ class NHNetworkClock {
   std::shared_ptr<platform::Clock> clock_;
   std::atomic<double> offset_{0};
   std::atomic<bool> synchronized_{false};
+  std::shared_ptr<void> timeChanges_;  // observed as long as this lives; last, so that it ends first
 };
 
 }  // namespace zul

@@ -1,9 +1,9 @@
 #include "SessionController.h"
 
-#include <type_traits>
 #include <utility>
 
 #include "Json.h"
+#include "Keys.h"
 #include "LocalDB.h"
 #include "SessionRecord.h"
 #include "Uuid.h"
@@ -14,7 +14,9 @@ namespace zul {
 
 namespace {
 
-constexpr const char* kMessages = "inappMessageData";
+using namespace keys;
+
+constexpr const char* kNo = "N";
 
 /// a + b, or a alone when what a damaged document holds would take the sum out of range.
 std::int64_t sum(std::int64_t a, std::int64_t b) {
@@ -24,181 +26,172 @@ std::int64_t sum(std::int64_t a, std::int64_t b) {
 
 }  // namespace
 
-// Whoever writes looks again afterwards, so that of several threads at once the last commit is what stays shown.
-template <typename Value>
-void SessionController::show(const char* document, const char* key, Value SessionJson::*field) {
-  db_.afterCommit([this, document, key, field] {
-    const auto stored = [&]() -> Value {
-      if constexpr (std::is_same_v<Value, SessionJson::Text>)
-        return db_.documentWithID(document).stringForKey(key);
-      else
-        return db_.documentWithID(document).integerForKey(key);
-    };
-    std::optional<Value> shown;
-    for (auto value = stored(); shown != value; value = stored()) {
-      record_.editExisting([&](SessionJson& record) { record.*field = value; });
-      shown = std::move(value);
-    }
-  });
-}
-
 // ---- a new session
 
 void SessionController::resetSid() {
-  db_.update("Identify", [](MutableDocument& identify) { identify.setString(randomUuid(), "sid"); });
+  db_.update(identify::kDocument, [](MutableDocument& document) { document.setString(randomUuid(), identify::kSid); });
 }
 
 void SessionController::resetVtTz() {
-  const auto offset = db_.documentWithID("Install").integerForKey("timeOffset");
+  const auto offset = db_.documentWithID(install::kDocument).integerForKey(install::kTimeOffset);
   const auto now = json::truncate(util_.currentTimeSecMulti1000());
-  db_.update("Behavior", [&](MutableDocument& behavior) { behavior.setInteger(sum(now, offset), "vtTz"); });
+  db_.update(behavior::kDocument,
+             [&](MutableDocument& document) { document.setInteger(sum(now, offset), behavior::kVtTz); });
 }
 
 void SessionController::updateIsVisitNew() {
-  db_.updateExisting("Behavior", [](MutableDocument& behavior) { behavior.setString("Y", "visitNew"); });
+  db_.updateExisting(behavior::kDocument,
+                     [](MutableDocument& document) { document.setString("Y", behavior::kVisitNew); });
 }
 
 // The end of the day is computed from the last session, those of week and month from now.
 void SessionController::updateIsDf() {
-  updateUnique("dailyUnique", "expireTimeForDaily", "DU");
+  updateUnique(behavior::kDailyUnique, behavior::kExpireTimeForDaily, "DU");
 }
 void SessionController::updateIsWf() {
-  updateUnique("weeklyUnique", "expireTimeForWeekly", "WU");
+  updateUnique(behavior::kWeeklyUnique, behavior::kExpireTimeForWeekly, "WU");
 }
 void SessionController::updateIsMf() {
-  updateUnique("monthlyUnique", "expireTimeForMonthly", "MU");
+  updateUnique(behavior::kMonthlyUnique, behavior::kExpireTimeForMonthly, "MU");
 }
 
 void SessionController::updateUnique(std::string_view flagKey, std::string_view expiryKey, std::string_view period) {
-  db_.updateExisting("Behavior", [&](MutableDocument& behavior) {
+  db_.updateExisting(behavior::kDocument, [&](MutableDocument& document) {
     const double now = util_.currentTimeSec();
-    const auto recent = static_cast<double>(behavior.integerForKey("recentSessionTimeSec"));
-    const bool first = recent <= 0 || now > behavior.numberForKey(expiryKey).value_or(0);
-    behavior.setString(first ? "Y" : "N", flagKey);
+    const auto recent = static_cast<double>(document.integerForKey(behavior::kRecentSessionTimeSec));
+    const bool first = recent <= 0 || now > document.numberForKey(expiryKey).value_or(0);
+    document.setString(first ? "Y" : "N", flagKey);
     const double base = period == "DU" && recent > 0 ? recent : now;
-    behavior.setDouble(util_.getExpireLongTime(base, period), expiryKey);
+    document.setDouble(util_.getExpireLongTime(base, period), expiryKey);
   });
 }
 
 // Unlike the three others this one keeps its period end until it has passed.
 void SessionController::updateIsWfUs() {
-  db_.updateExisting("Behavior", [&](MutableDocument& behavior) {
+  db_.updateExisting(behavior::kDocument, [&](MutableDocument& document) {
     const double now = util_.currentTimeSec();
-    const bool first = behavior.numberForKey("recentSessionTimeSec").value_or(0) <= 0 ||
-                       now > behavior.numberForKey("expireTimeForWeeklyUS").value_or(0);
-    behavior.setString(first ? "Y" : "N", "weeklyUnique2");
-    if (first) behavior.setDouble(util_.getExpireLongTimeForWeeklyUSType(now), "expireTimeForWeeklyUS");
+    const bool first = document.numberForKey(behavior::kRecentSessionTimeSec).value_or(0) <= 0 ||
+                       now > document.numberForKey(behavior::kExpireTimeForWeeklyUs).value_or(0);
+    document.setString(first ? "Y" : "N", behavior::kWeeklyUnique2);
+    if (first) document.setDouble(util_.getExpireLongTimeForWeeklyUSType(now), behavior::kExpireTimeForWeeklyUs);
   });
 }
 
 void SessionController::updateUdVt() {
-  const auto periodDays = db_.documentWithID("AppInfo").integerForKey("expireDate");
-  db_.updateExisting("Behavior", [&](MutableDocument& behavior) {
+  const auto periodDays = db_.documentWithID(appinfo::kDocument).integerForKey(appinfo::kExpireDate);
+  db_.updateExisting(behavior::kDocument, [&](MutableDocument& document) {
     const double now = util_.currentTimeSec();
-    const auto days = ZULUtil::days(behavior.numberForKey("recentSessionTimeSec").value_or(now), now);
-    const auto candidate = sum(behavior.integerForKey("userCriteriaVisit"), 1);
-    behavior.setInteger(days < periodDays ? candidate : 1, "userCriteriaVisit");
+    const auto days = ZULUtil::days(document.numberForKey(behavior::kRecentSessionTimeSec).value_or(now), now);
+    const auto candidate = sum(document.integerForKey(behavior::kUserCriteriaVisit), 1);
+    document.setInteger(days < periodDays ? candidate : 1, behavior::kUserCriteriaVisit);
   });
 }
 
 void SessionController::increment(std::string_view key) {
-  db_.updateExisting("Behavior",
-                     [&](MutableDocument& behavior) { behavior.setInteger(sum(behavior.integerForKey(key), 1), key); });
+  db_.updateExisting(behavior::kDocument,
+                     [&](MutableDocument& document) { document.setInteger(sum(document.integerForKey(key), 1), key); });
 }
 
 void SessionController::updateLtvt() {
-  increment("lifeCriteriaVisit");
+  increment(behavior::kLifeCriteriaVisit);
 }
 void SessionController::updateLtRvnVt() {
-  increment("spendingVisitToPurchase");
+  increment(behavior::kSpendingVisitToPurchase);
 }
 
 void SessionController::updateLtVi() {
-  db_.updateExisting("Behavior", [&](MutableDocument& behavior) {
-    const double recent = behavior.numberForKey("recentSessionTimeSec").value_or(0);
+  db_.updateExisting(behavior::kDocument, [&](MutableDocument& document) {
+    const double recent = document.numberForKey(behavior::kRecentSessionTimeSec).value_or(0);
     const auto gap = ZULUtil::days(recent, util_.currentTimeSec());
-    behavior.setInteger(recent != 0 ? sum(behavior.integerForKey("lifeVisitInterval"), gap) : 0, "lifeVisitInterval");
+    document.setInteger(recent != 0 ? sum(document.integerForKey(behavior::kLifeVisitInterval), gap) : 0,
+                        behavior::kLifeVisitInterval);
   });
 }
 
 void SessionController::saveRecentSessionTimeSec() {
-  db_.update("Behavior",
-             [&](MutableDocument& behavior) { behavior.setDouble(util_.currentTimeSec(), "recentSessionTimeSec"); });
+  db_.update(behavior::kDocument, [&](MutableDocument& document) {
+    document.setDouble(util_.currentTimeSec(), behavior::kRecentSessionTimeSec);
+  });
 }
 
 void SessionController::saveSessionExpireTime() {
-  db_.update("Behavior", [&](MutableDocument& behavior) {
-    behavior.setDouble(util_.currentTimeSec() + kSessionSeconds, "sessionExpireSec");
+  db_.update(behavior::kDocument, [&](MutableDocument& document) {
+    document.setDouble(util_.currentTimeSec() + kSessionSeconds, behavior::kSessionExpireSec);
   });
 }
 
 void SessionController::checkToResetUdRvnc() {
-  const auto periodDays = db_.documentWithID("AppInfo").integerForKey("expireDate");  // the record's _qzUdays
-  db_.updateExisting("Behavior", [&](MutableDocument& behavior) {
-    auto count = behavior.integerForKey("userCriteriaPurchase");
-    if (const auto last = behavior.numberForKey("lastPurchaseTimeSec")) {
+  const auto periodDays =
+      db_.documentWithID(appinfo::kDocument).integerForKey(appinfo::kExpireDate);  // the record's _qzUdays
+  db_.updateExisting(behavior::kDocument, [&](MutableDocument& document) {
+    auto count = document.integerForKey(behavior::kUserCriteriaPurchase);
+    if (const auto last = document.numberForKey(behavior::kLastPurchaseTimeSec)) {
       if (periodDays <= ZULUtil::days(*last, util_.currentTimeSec())) count = 0;
     }
-    behavior.setInteger(count, "userCriteriaPurchase");
-    show("Behavior", "userCriteriaPurchase", &SessionJson::udRvnc);
+    document.setInteger(count, behavior::kUserCriteriaPurchase);
+    record_.show<&SessionJson::udRvnc>();
   });
 }
 
 // ---- settings and markers
 
 void SessionController::saveAppInfo(const Dictionary& settings) {
-  db_.updateExisting("AppInfo", [&](MutableDocument& appInfo) {
-    appInfo.setString(settings.string("domain"), "domain");
-    for (const auto* key : {"serviceNumber", "expireDate", "useMode"}) appInfo.setInteger(settings.integer(key), key);
-    for (const auto* key : {"isDebug", "isInstallRetention", "isFingerPrint"}) {
-      appInfo.setBoolean(settings.boolean(key), key);
+  db_.updateExisting(appinfo::kDocument, [&](MutableDocument& document) {
+    document.setString(settings.string(appinfo::kDomain), appinfo::kDomain);
+    for (const auto key : {appinfo::kServiceNumber, appinfo::kExpireDate, appinfo::kUseMode}) {
+      document.setInteger(settings.integer(key), key);
+    }
+    for (const auto key : {appinfo::kIsDebug, appinfo::kIsInstallRetention, appinfo::kIsFingerPrint}) {
+      document.setBoolean(settings.boolean(key), key);
     }
   });
 }
 
 void SessionController::resetAboutNewVisitInfo() {
-  db_.update("Behavior", [](MutableDocument& behavior) {
-    for (const auto* key : {"visitNew", "dailyUnique", "weeklyUnique", "monthlyUnique", "weeklyUnique2"}) {
-      behavior.setString("N", key);
-    }
-  });
-  db_.afterCommit([this] {
-    record_.editExisting(
-        [](SessionJson& record) { record.isVisitNew = record.isDf = record.isWf = record.isMf = record.isWfUs = "N"; });
+  db_.transaction([this] {
+    record_.set<&SessionJson::isVisitNew>(kNo);
+    record_.set<&SessionJson::isDf>(kNo);
+    record_.set<&SessionJson::isWf>(kNo);
+    record_.set<&SessionJson::isMf>(kNo);
+    record_.set<&SessionJson::isWfUs>(kNo);
   });
 }
 
-void SessionController::reset(std::string_view document, std::string_view key, std::string_view value,
-                              std::string_view onCreation) {
-  db_.update(document, [&](MutableDocument& members) {
-    if (members.isEmpty()) db_.afterCommit([this, onCreation] { log_.debug(onCreation); });
-    members.setString(std::string(value), key);
-  });
+// `line` is a literal.
+void SessionController::announceCreation(std::string_view document, std::string_view line) {
+  if (db_.documentWithID(document).exists()) return;
+  db_.afterCommit([this, line] { log_.debug(line, ZUL_HERE); });
 }
 
 void SessionController::resetDrUpdate() {
-  reset("DeeplinkReferrerInfo", "isDrUpdate", "N",
-        "[SDK.SessionController.resetDrUpdate]: deeplinkReferrerDoc is nil. created CBLMutableDocument");
-  db_.afterCommit([this] { record_.editExisting([](SessionJson& record) { record.isDrUpdate = "N"; }); });
+  db_.transaction([this] {
+    announceCreation(deeplink::kDocument,
+                     "[SDK.SessionController.resetDrUpdate]: deeplinkReferrerDoc is nil. created CBLMutableDocument");
+    record_.set<&SessionJson::isDrUpdate>(kNo);
+  });
 }
 
 void SessionController::resetIrUpdate() {
-  reset("InstallReferrerInfo", "isIrUpdate", "N",
-        "[SDK.SessionController.resetIrUpdate]: installReferrerDoc is nil. created CBLMutableDocument");
-  db_.afterCommit([this] { record_.editExisting([](SessionJson& record) { record.isIrUpdate = "N"; }); });
+  db_.transaction([this] {
+    announceCreation(installreferrer::kDocument,
+                     "[SDK.SessionController.resetIrUpdate]: installReferrerDoc is nil. created CBLMutableDocument");
+    record_.set<&SessionJson::isIrUpdate>(kNo);
+  });
 }
 
 void SessionController::resetOpenDl() {
-  reset("DeeplinkReferrerInfo", "openDl", "",
-        "[SDK.SessionController.resetOpenDl]: deeplinkReferrerDoc is nil. created CBLMutableDocument");
-  db_.afterCommit([this] { record_.editExisting([](SessionJson& record) { record.openDl = ""; }); });
+  db_.transaction([this] {
+    announceCreation(deeplink::kDocument,
+                     "[SDK.SessionController.resetOpenDl]: deeplinkReferrerDoc is nil. created CBLMutableDocument");
+    record_.set<&SessionJson::openDl>("");
+  });
 }
 
 void SessionController::resetAidChange() {
-  db_.afterCommit([this] { record_.editExisting([](SessionJson& record) { record.aidChange = "N"; }); });
+  db_.afterCommit([this] { record_.editExisting([](SessionJson& record) { record.aidChange = kNo; }); });
 }
 void SessionController::resetSaveToken() {
-  db_.afterCommit([this] { record_.editExisting([](SessionJson& record) { record.saveToken = "N"; }); });
+  db_.afterCommit([this] { record_.editExisting([](SessionJson& record) { record.saveToken = kNo; }); });
 }
 void SessionController::resetUptAfv() {
   db_.afterCommit([this] { record_.editExisting([](SessionJson& record) { record.uptAfv = ""; }); });
@@ -210,51 +203,45 @@ void SessionController::resetPushTitle() {
 // ---- pages, in-app messages, conversion values
 
 void SessionController::resetPageKey() {
-  db_.update("Behavior", [](MutableDocument& behavior) { behavior.setInteger(0, "pageKey"); });
-  show("Behavior", "pageKey", &SessionJson::pageKey);
+  record_.set<&SessionJson::pageKey>(std::int64_t{0});
 }
 
 void SessionController::updatePiTraceWithPi(const std::string& pi) {
-  db_.update("Behavior", [&](MutableDocument& behavior) {
-    auto trail = behavior.stringForKey("piTrace").value_or("");
+  db_.update(behavior::kDocument, [&](MutableDocument& document) {
+    auto trail = document.stringForKey(behavior::kPiTrace).value_or("");
     trail += trail.empty() ? pi : "|" + pi;
-    behavior.setString(trail, "piTrace");
+    document.setString(trail, behavior::kPiTrace);
   });
-  show("Behavior", "piTrace", &SessionJson::piTrace);
+  record_.show<&SessionJson::piTrace>();
 }
 
 void SessionController::updateSkAdadCurValue(std::int64_t value) {
-  db_.update("skadNetworkData", [&](MutableDocument& document) { document.setInteger(value, "latestSkAdCurValue"); });
-  show("skadNetworkData", "latestSkAdCurValue", &SessionJson::latestSkAdCurValue);
+  record_.set<&SessionJson::latestSkAdCurValue>(value);
 }
 
 void SessionController::updateAlreadySeenMessageId(const std::string& id) {
-  db_.update(kMessages, [&](MutableDocument& document) { document.setString(id, "alreadySeenCampaignId"); });
-  show(kMessages, "alreadySeenCampaignId", &SessionJson::alreadySeenCampaignId);
-  db_.afterCommit([this, id] { log_.debug("alreadySeenMeesageId : " + id); });
+  record_.set<&SessionJson::alreadySeenCampaignId>(id);
+  db_.afterCommit([this, id] { log_.debug("alreadySeenMeesageId : " + id, ZUL_HERE); });
 }
 
 void SessionController::updateInamId(const std::string& id) {
-  db_.update(kMessages, [&](MutableDocument& document) { document.setString(id, "inamId"); });
-  show(kMessages, "inamId", &SessionJson::inamId);
-  db_.afterCommit([this, id] { log_.debug("current inamId : " + id); });
+  record_.set<&SessionJson::inamId>(id);
+  db_.afterCommit([this, id] { log_.debug("current inamId : " + id, ZUL_HERE); });
 }
 
 void SessionController::updateInamClkTime(std::int64_t milliseconds) {
-  db_.update(kMessages, [&](MutableDocument& document) { document.setInteger(milliseconds, "inamClkTime"); });
-  show(kMessages, "inamClkTime", &SessionJson::inamClkTime);
-  db_.afterCommit([this, milliseconds] { log_.debug("inamClkTime : " + std::to_string(milliseconds)); });
+  record_.set<&SessionJson::inamClkTime>(milliseconds);
+  db_.afterCommit([this, milliseconds] { log_.debug("inamClkTime : " + std::to_string(milliseconds), ZUL_HERE); });
 }
 
 void SessionController::updateInamExpireTime(std::int64_t milliseconds) {
-  db_.update(kMessages, [&](MutableDocument& document) { document.setInteger(milliseconds, "inamExpireTime"); });
-  show(kMessages, "inamExpireTime", &SessionJson::inamExpireTime);
-  db_.afterCommit([this, milliseconds] { log_.debug("inamExpireTime : " + std::to_string(milliseconds)); });
+  record_.set<&SessionJson::inamExpireTime>(milliseconds);
+  db_.afterCommit([this, milliseconds] { log_.debug("inamExpireTime : " + std::to_string(milliseconds), ZUL_HERE); });
 }
 
 void SessionController::updateSesssionAboutEnvironment() {
   if (!record_.getSharedInstance()) {
-    log_.debug("SessionJson is nil yet");
+    log_.debug("SessionJson is nil yet", ZUL_HERE);
     return;
   }
   const auto environment = record_.environment();

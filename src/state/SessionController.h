@@ -11,7 +11,6 @@ namespace zul {
 
 class Dictionary;
 class LocalDB;
-struct SessionJson;
 class SessionRecord;
 class ZULUtil;
 
@@ -69,12 +68,9 @@ class SessionController {
   void updateSesssionAboutEnvironment();
 
  private:
-  /// Has the record show the stored value once the current transaction is committed.
-  template <typename Value>
-  void show(const char* document, const char* key, Value SessionJson::*field);
   void updateUnique(std::string_view flagKey, std::string_view expiryKey, std::string_view period);
   void increment(std::string_view key);
-  void reset(std::string_view document, std::string_view key, std::string_view value, std::string_view onCreation);
+  void announceCreation(std::string_view document, std::string_view line);
 
   LocalDB& db_;
   SessionRecord& record_;

@@ -3,34 +3,39 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
+#include <variant>
 
 #include "Environment.h"
+#include "Fields.h"
 #include "Log.h"
+#include "Mutex.h"
 #include "SessionJson.h"
 
 namespace zul {
 
+class Identifiers;
 class LocalDB;
+struct Identity;
 struct Deployment;
-namespace platform {
-class HttpClient;
-}
 
-/// Owns the process's current SessionJson: fills it from the stored documents and the device when it is
-/// first asked for, hands it out as an immutable value, and lets single fields be changed.
+/// A field's value.
+using FieldValue =
+    std::variant<std::optional<std::string>, std::int64_t, bool, double, std::optional<double>, boost::json::value>;
+
+/// Owns the process's current SessionJson: makes it from the stored documents, the identifiers and the device when it
+/// is first asked for, hands it out as an immutable value, and lets single fields be changed.
 ///
-/// Any thread may call it. Its lock covers the exchange of one pointer. Filling the record may wait for the
+/// Any thread may call it. Its lock covers the exchange of one pointer. Making the record may wait for the
 /// app-store look-up, at most 60 seconds, on the calling thread and without a lock.
 class SessionRecord {
  public:
   using Current = std::shared_ptr<const SessionJson>;
   using Edit = std::function<void(SessionJson&)>;
 
-  SessionRecord(LocalDB& db, Environment::Sources sources, std::shared_ptr<platform::HttpClient> http,
-                const Deployment& deployment, Log log);
+  SessionRecord(LocalDB& db, Identifiers& identifiers, Environment::Sources sources, const Deployment& deployment,
+                Log log);
 
   /// The record; made when there is none.
   Current sharedInstance();
@@ -44,32 +49,41 @@ class SessionRecord {
   /// Changes the record; does nothing when there is none.
   void editExisting(const Edit& edit);
 
+  /// Stores a member's value under the document and key of its field, creating the document when none is stored, and
+  /// has the current record, if there is one, show what is stored: set<&SessionJson::inamId>(id).
+  template <auto... path, typename Value>
+  void set(Value value) {
+    if constexpr (std::is_convertible_v<Value, std::string>) {
+      store(fieldOf(at<path...>), std::optional<std::string>(std::move(value)));
+    } else {
+      store(fieldOf(at<path...>), FieldValue(std::move(value)));
+    }
+  }
+  /// Has the current record show the stored value of a member, once the transaction that changes it is committed.
+  template <auto... path>
+  void show() {
+    show(fieldOf(at<path...>));
+  }
+
   /// A fresh look at the device.
   Environment environment() const { return Environment(sources_); }
 
-  /// The stored install UUID, or a new random one, which is not stored.
-  std::string getUUID();
-  /// The vendor identifier as it is reported.
-  std::string getVendorId();
-
  private:
-  SessionJson initUniqueInstance(std::optional<boost::json::value>& foundAppId);
-  void readStore(SessionJson& record);
-  void readEnvironment(SessionJson& record) const;
-  void readIdentifiers(SessionJson& record, std::optional<boost::json::value>& foundAppId);
-  void storeIdentifiers(SessionJson& record);
-  boost::json::value lookUpAppId(const std::string& pkg) const;
+  Current initUniqueInstance();
+  SessionJson make(const Identity& identity);
+  void store(const Field& field, const FieldValue& value);
+  void show(const Field& field);
 
   LocalDB& db_;
-  Environment::Sources sources_;
-  std::shared_ptr<platform::HttpClient> http_;
-  std::string collectorBaseUrl_;
-  std::string lookupHost_;
-  Log log_;
+  Identifiers& identifiers_;
+  const Environment::Sources sources_;
+  const std::string collectorBaseUrl_;
+  const Log log_;
 
-  mutable std::mutex mutex_;
-  Current current_;
-  std::uint64_t generation_ = 0;  // counts what makes a record that is being made out of date
+  mutable Mutex mutex_;
+  Current current_ ZUL_GUARDED_BY(mutex_);
+  // Counts what makes a record that is being made out of date.
+  std::uint64_t generation_ ZUL_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace zul

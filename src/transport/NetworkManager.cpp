@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
@@ -13,8 +14,8 @@
 #include "PercentCoding.h"
 #include "UploadBody.h"
 #include "Utf8.h"
+#include "Version.h"
 #include "zul/Deployment.h"
-#include "zul/platform/Dispatcher.h"
 
 namespace zul {
 
@@ -23,16 +24,16 @@ namespace {
 using platform::HttpRequest;
 using platform::HttpResponse;
 
-constexpr std::string_view kSdkVersion = "1.1.5";
-constexpr std::string_view kAuthKey = "hxQoPvNq4rTeLwbj";                        // agreed with the collector
-constexpr std::array<std::string_view, 3> kAuthWords = {"TOKEN", "FRP", "ZUL"};  // by Auth
-constexpr std::string_view kNull = "(null)";  // how the collector knows an absent query value
-
 // Leaves out a value that is absent, and one that would break the line and so forge further headers.
-void addHeader(HttpRequest& request, std::string name, std::optional<std::string> value) {
+void addHeader(HttpRequest& request, std::string_view name, std::optional<std::string> value) {
   constexpr std::string_view kLineBreakers("\r\n\0", 3);
   if (!value || value->find_first_of(kLineBreakers) != value->npos) return;
-  request.headers.emplace_back(std::move(name), *std::move(value));
+  request.headers.emplace_back(name, *std::move(value));
+}
+
+// How the collector knows an absent query value.
+std::string orNull(const std::optional<std::string>& value) {
+  return value ? *value : std::string(wire::kNull);
 }
 
 void setIfPresent(boost::json::object& object, std::string_view key, const std::optional<std::string>& value) {
@@ -42,7 +43,7 @@ void setIfPresent(boost::json::object& object, std::string_view key, const std::
 std::string textOrNull(const boost::json::object& params, std::string_view key) {
   const auto* value = json::find(params, key);
   if (value && (value->is_int64() || value->is_uint64())) return json::text(*value);
-  return json::string(params, key).value_or(std::string(kNull));
+  return orNull(json::string(params, key));
 }
 
 // Hosts pass the number on as a push service gave it: as a number or as text.
@@ -51,32 +52,31 @@ std::int64_t integerOf(const boost::json::object& params, std::string_view key) 
   return json::integer(params, key);
 }
 
+std::string userAgent(const Sender& sender) {
+  return fmt::format("{}/{}/{}/{}", wire::kUserAgentProduct, kSdkVersion, sender.phone, sender.os);
+}
+
 }  // namespace
 
-NetworkManager::NetworkManager(std::shared_ptr<platform::HttpClient> sdkUrlSession,
-                               std::shared_ptr<platform::Dispatcher> dispatcher, const Deployment& deployment, Log log,
-                               Dictionary zulAuthorizationKey, CollectorIdentity identity)
+NetworkManager::NetworkManager(std::shared_ptr<platform::HttpClient> sdkUrlSession, Tasks tasks,
+                               const Deployment& deployment, Log log, Dictionary zulAuthorizationKey)
     : sdkUrlSession_(std::move(sdkUrlSession)),
-      dispatcher_(std::move(dispatcher)),
+      tasks_(std::move(tasks)),
       ZULApiUrl_(deployment.collectorBaseUrl),
       caFile_(deployment.caFile),
       log_(std::move(log)),
-      zulAuthorizationKey_(std::move(zulAuthorizationKey)),
-      identity_(std::move(identity)) {}
+      zulAuthorizationKey_(std::move(zulAuthorizationKey)) {}
 
 void NetworkManager::requestAccessTokenWithServiceNumber(std::int64_t serviceNumber, std::string_view package,
-                                                         Completion completion) {
-  start(Success::noError, std::move(completion), [&] {
-    return request("GET",
-                   fmt::format("{}/token/v1/acsTokenRps.do?_qzno={}&_wPkg={}", ZULApiUrl_, serviceNumber, package),
-                   Auth::token, userAgent());
-  });
+                                                         const Sender& sender, Completion completion) {
+  start(Success::noError, std::move(completion),
+        [&] { return request(wire::kToken, fmt::format("?_qzno={}&_wPkg={}", serviceNumber, package), sender); });
 }
 
-void NetworkManager::sendDocument(std::string_view document, Completion completion) {
+void NetworkManager::sendDocument(std::string_view document, const Sender& sender, Completion completion) {
   start(Success::noError, std::move(completion), [&] {
-    auto upload = request("POST", ZULApiUrl_ + "/zul/v1/dataRcv.do", Auth::zul, userAgent());
-    addHeader(upload, "Content-Type", "application/octet-stream");
+    auto upload = request(wire::kUpload, "", sender);
+    addHeader(upload, wire::kContentType, std::string(wire::kUploadContentType));
     upload.body = uploadBody(document);
     upload.streamBody = true;
     upload.cookies = false;
@@ -84,45 +84,49 @@ void NetworkManager::sendDocument(std::string_view document, Completion completi
   });
 }
 
-void NetworkManager::sendErrorLogWithErrParams(const boost::json::object& params, Completion completion) {
+void NetworkManager::sendErrorLogWithErrParams(const boost::json::object& params, const Sender& sender,
+                                               Completion completion) {
   start(Success::noError, std::move(completion), [&] {
-    // The one path without a version.
-    auto errorLog = request("POST", ZULApiUrl_ + "/zul/errorRcv.do", Auth::zul, userAgent());
+    auto errorLog = request(wire::kErrorLog, "", sender);
     errorLog.body = json::text(params);
     return errorLog;
   });
 }
 
-void NetworkManager::receiveNotificationWithParams(const boost::json::object& params, Completion completion) {
+void NetworkManager::receiveNotificationWithParams(const boost::json::object& params,
+                                                   const std::optional<std::string>& adid, const Sender& sender,
+                                                   Completion completion) {
   start(Success::noError, std::move(completion), [&] {
     // The collector wants neither "arrivalTime" nor the UUID here. Only the token is percent-encoded.
     const auto pushToken = json::string(params, "pushToken");
-    auto url = fmt::format("{}/zul/v1/pushClick.do?profileNo={}&pushNo={}&platform=IOS&pushToken={}&adid={}&pushSk={}",
-                           ZULApiUrl_, integerOf(params, "profileNo"), textOrNull(params, "pushNo"),
-                           (pushToken ? changeURLEncoding(*pushToken) : std::nullopt).value_or(std::string(kNull)),
-                           getIdfa().value_or(std::string(kNull)), textOrNull(params, "pushSk"));
-    log_.debug("URL: " + url);
-    return request("POST", std::move(url), Auth::zul, userAgent());
+    auto click = request(wire::kPushClick,
+                         fmt::format("?profileNo={}&pushNo={}&platform=IOS&pushToken={}&adid={}&pushSk={}",
+                                     integerOf(params, "profileNo"), textOrNull(params, "pushNo"),
+                                     orNull(pushToken ? changeURLEncoding(*pushToken) : std::nullopt), orNull(adid),
+                                     textOrNull(params, "pushSk")),
+                         sender);
+    log_.debug("URL: " + click.url, ZUL_HERE);
+    return click;
   });
 }
 
-void NetworkManager::requestFingerPrintWithQzno(std::int64_t qzno, bool firstExcuteYN, Completion completion) {
+void NetworkManager::requestFingerPrintWithQzno(const FingerprintQuery& query, const Sender& sender,
+                                                Completion completion) {
   start(Success::noErrorAndBody, std::move(completion), [&] {
     boost::json::object postDic;
-    postDic["_qzno"] = qzno;
-    setIfPresent(postDic, "advtId", getIdfa());
-    postDic["phone"] = identity_.phone();
-    postDic["os"] = identity_.os();
-    postDic["vendorId"] = getVendorId();
-    if (firstExcuteYN) {
+    postDic["_qzno"] = query.qzno;
+    setIfPresent(postDic, "advtId", query.advtId);
+    postDic["phone"] = sender.phone;
+    postDic["os"] = sender.os;
+    postDic["vendorId"] = query.vendorId;
+    if (query.firstExcute) {
       postDic["isNew"] = true;
-      setIfPresent(postDic, "clickTime", identity_.clickTime());
+      setIfPresent(postDic, "clickTime", query.clickTime);
     }
     auto body = json::text(postDic);
-    auto agent = userAgent();
-    log_.debug("userAgent in requestFingerPrintWithQzno : " + agent);
-    log_.debug("postDic in requestFingerPrintWithQzno : " + body);
-    auto fingerPrint = request("POST", ZULApiUrl_ + "/frp/v1/fingerPrintRps.do", Auth::fingerprint, std::move(agent));
+    log_.debug("userAgent in requestFingerPrintWithQzno : " + userAgent(sender), ZUL_HERE);
+    log_.debug("postDic in requestFingerPrintWithQzno : " + body, ZUL_HERE);
+    auto fingerPrint = request(wire::kFingerprint, "", sender);
     fingerPrint.body = std::move(body);
     return fingerPrint;
   });
@@ -143,48 +147,52 @@ std::optional<boost::json::array> NetworkManager::getResponseArray(const std::op
   return std::move(value->get_array());
 }
 
-const std::optional<std::string>& NetworkManager::authType(Auth auth) {
-  // Constants all three, but not of the constructor: the first use of the cipher library is slow, and the
+const std::optional<std::string>& NetworkManager::authType(std::string_view word) {
+  // Constants all, but not of the constructor: the first use of the cipher library is slow, and the
   // constructor runs on the host's thread.
   std::call_once(authTypesOnce_, [this] {
-    for (std::size_t i = 0; i < kAuthWords.size(); ++i) {
-      authTypes_[i] = AESCrypt::AES256EncryptWithKey(kAuthWords[i], kAuthKey);
+    for (const auto& endpoint : {wire::kToken, wire::kFingerprint, wire::kUpload}) {
+      authTypes_.push_back({endpoint.authWord, AESCrypt::AES256EncryptWithKey(endpoint.authWord, wire::kAuthKey)});
     }
   });
-  return authTypes_[static_cast<std::size_t>(auth)];
+  return std::find_if(authTypes_.begin(), authTypes_.end(), [word](const auto& made) { return made.word == word; })
+      ->header;
 }
 
-std::string NetworkManager::userAgent() const {
-  return fmt::format("ZUL/{}/{}/{}", kSdkVersion, identity_.phone(), identity_.os());
-}
-
-HttpRequest NetworkManager::request(std::string method, std::string url, Auth auth, std::string userAgent) {
+HttpRequest NetworkManager::request(const wire::Endpoint& endpoint, std::string_view query, const Sender& sender) {
   HttpRequest request;
-  request.method = std::move(method);
-  request.url = std::move(url);
+  request.method = endpoint.method;
+  request.url = fmt::format("{}{}{}", ZULApiUrl_, endpoint.path, query);
   request.caFile = caFile_;
-  addHeader(request, "authType", authType(auth));
-  if (auth == Auth::zul) addHeader(request, "authToken", identity_.accessToken());
-  addHeader(request, "User-Agent", std::move(userAgent));
+  addHeader(request, wire::kAuthType, authType(endpoint.authWord));
+  if (endpoint.carriesToken) addHeader(request, wire::kAuthToken, sender.accessToken);
+  addHeader(request, wire::kUserAgent, userAgent(sender));
   return request;
 }
 
 void NetworkManager::start(Success success, Completion completion, const std::function<HttpRequest()>& make) {
   // Holds on to all that it needs: the answer may come when this object is gone.
-  const auto deliver = [success, completion = std::move(completion), dispatcher = dispatcher_,
+  const auto deliver = [success, completion = std::move(completion), tasks = tasks_,
                         log = log_](HttpResponse response) {
-    log.guard([&] {
-      const bool good = response.ok() && (success == Success::noError || response.body);
-      dispatcher->async(platform::Dispatcher::Queue::global, [=, response = std::move(response)]() mutable {
-        if (completion) log.guard([&] { completion(good, std::move(response)); });
-      });
-    });
+    log.guard(
+        [&] {
+          const bool good = response.ok() && (success == Success::noError || response.body);
+          tasks.async(
+              Tasks::Queue::global,
+              [=, response = std::move(response)]() mutable {
+                if (completion) completion(good, std::move(response));
+              },
+              ZUL_HERE);
+        },
+        ZUL_HERE);
   };
   bool sent = false;
-  log_.guard([&] {
-    sdkUrlSession_->send(make(), deliver);
-    sent = true;
-  });
+  log_.guard(
+      [&] {
+        sdkUrlSession_->send(make(), deliver);
+        sent = true;
+      },
+      ZUL_HERE);
   if (!sent) deliver({"the request could not be made", 0, std::nullopt});
 }
 

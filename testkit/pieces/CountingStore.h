@@ -16,7 +16,10 @@ class CountingStore final : public platform::DocumentStore {
  public:
   explicit CountingStore(std::shared_ptr<platform::DocumentStore> real) : real_(std::move(real)) {}
   Loaded load(Table table, std::string_view key) override { return real_->load(table, key); }
-  Loaded loadAll(Table table) override { return real_->loadAll(table); }
+  Loaded loadAfter(Table table, const std::optional<std::string>& after, std::size_t most) override {
+    return real_->loadAfter(table, after, most);
+  }
+  Loaded loadLast(Table table) override { return real_->loadLast(table); }
   Status commit(std::span<const Write> writes) override {
     ++commits_;
     return real_->commit(writes);

@@ -10,9 +10,9 @@ while read -r symbol; do
   name=${symbol#vtable for }
   name=${name#typeinfo for }
   name=${name#typeinfo name for }
-  [[ $name =~ ^(zul::)?([A-Za-z]+) ]]
+  [[ $name =~ ^(zul::)?(platform::)?([A-Za-z]+) ]]
   if [[ $name != zul::* && $name != ZULSessionVersion* ]] ||
-    ! grep -rqE "ZUL_EXPORT .*\b${BASH_REMATCH[2]}\b" "$include"; then
+    ! grep -rqE "ZUL_EXPORT .*\b${BASH_REMATCH[3]}\b" "$include"; then
     echo "exported: $symbol"
     failed=1
   fi

@@ -28,7 +28,7 @@ TEST(Payload, AnEmptyRecordCarriesWhatIsAlwaysThere) {
   EXPECT_EQ(keys(payload),
             "sdk_version useMode installTime isWifi inch advtFlag udVt ltvt ltVi udRvnc ltRvnc csRvnVs ltrvni ltRvnVt "
             "ltrvn pageKey pushCkTime pushPeriod pushExpiredTime _qzno _qzUdays _qzDebug _qzUseRetention "
-            "_qzUseFingerPrint vtTz AAATktime");
+            "_qzUseFingerPrint vtTz sarInfo AAATktime");
   EXPECT_EQ(payload.at("sdk_version"), (boost::json::object{{"SESSION", "1.1.5"}}));
   EXPECT_TRUE(payload.at("isWifi").is_double());
   EXPECT_TRUE(payload.at("inch").is_double());

@@ -37,7 +37,7 @@ TEST_F(SessionTest, BeforeInitializationAnEventBuildsButNeitherBeginsNorSends) {
   phone.sim.dispatcher->run();
   EXPECT_FALSE(phone.document("Behavior").contains("lifeCriteriaVisit"));
   EXPECT_TRUE(phone.uploads().empty());
-  EXPECT_EQ(phone.journaled(), 0U);
+  EXPECT_EQ(phone.queuedRows(), 0U);
 }
 
 TEST_F(SessionTest, APagePayloadCarriesItsPairs) {

@@ -59,8 +59,8 @@ TEST_F(UploadTest, TheCollectorLearnsWhyItWasNotAccepted) {
   ASSERT_EQ(errors.size(), 2U);
   const auto refused = *json::parseObject(*errors[0].body);
   EXPECT_EQ(json::text(refused),
-            R"({"_qzno":1001,"errlog":"too busy","lng":"KO","cntr":"KR","tz":"0","os":"iOS 17.2",)"
-            R"("phone":"iPhone14,2","plat":"IOS","vendorId":"11111111-2222-3333-4444-555555555555","advtFlag":1})");
+            R"({"_qzno":1001,"errlog":"too busy","lng":"ANP","cntr":"ANP","tz":"ANP","os":"iOS 17.2",)"
+            R"("phone":"ANP","plat":"IOS","vendorId":"11111111-2222-3333-4444-555555555555","advtFlag":1})");
   EXPECT_EQ(json::parseObject(*errors[1].body)->at("errlog"), "network error");
   EXPECT_EQ(phone.sim.log->count("[SDK -> COLLECTOR]: too busy"), 1U);
   EXPECT_EQ(phone.sim.log->count("[SDK -> COLLECTOR]: network error"), 1U);
@@ -118,7 +118,6 @@ TEST_F(UploadTest, WhereSendsOverlapNothingVanishes) {
     phone.event("b");
     phone.sim.dispatcher->advance(6);
     EXPECT_EQ(queued(), left);
-    EXPECT_EQ(phone.journaled(), 0U);
     event("c");
     EXPECT_EQ(sent(), (std::vector<std::string>{"a", "b", left + "c"}));
     EXPECT_EQ(queued(), "");
@@ -134,24 +133,98 @@ TEST_F(UploadTest, WhileFourRequestsAreOpenPayloadsGather) {
   EXPECT_EQ(queued(), "");
 }
 
-TEST_F(UploadTest, JournalRowsThatAreNoPayloadsAreSetAside) {
-  phone.store("Json", R"({"QueueJsonList":"[{\"SESSION\":{\"event\":\"a\"}}]"})");
+// An older library kept the queue in the document, and in rows what came later.
+TEST_F(UploadTest, AnOlderQueueGoesBeforeTheRowsAndWhatIsNoPayloadIsSetAside) {
+  phone.endProcess();
+  phone.store("Json", R"({"QueueJsonList":"[{\"SESSION\":{\"event\":\"a\",\"n\":0.1000}}]"})");
   for (const auto& [key, text] : std::vector<std::pair<std::string, std::string>>{
            {"1", "}}"}, {"2", "nonsense"}, {"3", R"({"SESSION":{"event":"b"}})"}, {"9223372036854775807", "{}"}}) {
-    const platform::DocumentStore::Write write{platform::DocumentStore::Table::journal, key, text};
-    phone.sim.store->commit({&write, 1});
+    phone.sim.store->put(platform::DocumentStore::Table::queue, key, text);
   }
+  answers({kUnreachable});
   phone.startUp();
   phone.sim.http->clearRequests();
   event("c");
   EXPECT_EQ(sent(), (std::vector<std::string>{"abc"}));
-  EXPECT_EQ(phone.journaled(), 0U);
+  EXPECT_EQ(queued(), "abc");
+  EXPECT_EQ(phone.sim.store->load(platform::DocumentStore::Table::documents, "Json").rows.size(), 0U);
   EXPECT_EQ(phone.sim.store->loadAll(platform::DocumentStore::Table::setAside).rows.size(), 3U);
+  EXPECT_NE(json::text(phone.document("Json")).find("0.1000"), std::string::npos) << "a payload passes as it stands";
+  phone.startUp();
+  phone.sim.http->clearRequests();
+  answers({kAccepted});
+  event("d");
+  EXPECT_EQ(sent(), (std::vector<std::string>{"abcd"}));
+  EXPECT_EQ(phone.queuedRows(), 0U);
+}
+
+// The document is computed from the rows, and what is written to it becomes rows.
+TEST_F(UploadTest, TheQueueDocumentCanBeWrittenWhileTheProcessRuns) {
+  answers({kUnreachable});
+  event("a");
+  auto& db = phone.process().db();
+  EXPECT_EQ(json::text(db.documentWithID("Json").members()), json::text(phone.document("Json")));
+  db.update("Json", [](MutableDocument& document) {
+    EXPECT_NE(document.stringForKey("QueueJsonList")->find("\"event\":\"a\""), std::string::npos);
+    document.setString(R"([{"SESSION":{"event":"x"}}, {}])", "QueueJsonList");
+  });
+  EXPECT_EQ(phone.sim.log->count("REMOVE Object: [{}]"), 1U);
+  event("b");
+  EXPECT_EQ(sent().back(), "xb");
+  db.replace("Json", [](MutableDocument& document) { document.setString("[", "QueueJsonList"); });
+  event("c");
+  EXPECT_EQ(sent().back(), "xb") << "an unreadable queue stands in the way of one send";
+  event("d");
+  EXPECT_EQ(sent().back(), "cd");
+}
+
+// A failed send writes nothing, and the rows keep the order of acceptance over overlapping sends and restarts.
+TEST_F(UploadTest, TheOrderIsThatOfAcceptance) {
+  answers({after(5, kUnreachable), kUnreachable});
+  phone.event("a");
+  phone.event("b");
+  phone.sim.dispatcher->run();
+  const auto commits = phone.sim.store->commits();
+  phone.sim.dispatcher->advance(6);
+  EXPECT_EQ(phone.sim.store->commits(), commits);
+  phone.startUp();
+  phone.sim.http->clearRequests();
+  event("c");
+  EXPECT_EQ(sent(), (std::vector<std::string>{"abc"}));
+}
+
+// What the answer makes the owner store and the end of the payloads are one commit: no death of the process parts them.
+TEST_F(UploadTest, AnAcceptedListLeavesInTheCommitOfItsConsequences) {
+  phone.boot();
+  auto& db = phone.process().db();
+  const Log log(phone.sim.clock, phone.sim.log);
+  const Tasks tasks(phone.sim.dispatcher, log);
+  NetworkManager network(phone.sim.http, tasks, phone.sim.platform().deployment, log, {});
+  UploadQueue queue(db, network, tasks, log,
+                    {.sender = [] { return Sender(); },
+                     .accepted =
+                         [&](const auto&, const std::string& first, const std::function<void()>& clear) {
+                           db.transaction([&] {
+                             clear();
+                             db.update("AttributionInfo",
+                                       [&](MutableDocument& document) { document.setString(first, "first"); });
+                           });
+                         },
+                     .kept = [](const auto&) {},
+                     .completed = [] {}});
+  queue.send({R"({"SESSION":{"event":"a"}})"});
+  EXPECT_EQ(phone.queuedRows(), 1U);
+  const auto commits = phone.sim.store->commits();
+  phone.sim.dispatcher->run();
+  EXPECT_EQ(phone.sim.store->commits(), commits + 1);
+  EXPECT_EQ(phone.queuedRows(), 0U);
+  EXPECT_EQ(phone.document("AttributionInfo").at("first"), R"({"SESSION":{"event":"a"}})");
 }
 
 TEST_F(UploadTest, AnUnreadableQueueStandsInTheWayOnce) {
   for (const std::string broken : {"[{\"SESSION\":", "{\"a\":1}", "null"}) {
     const boost::json::object document{{"QueueJsonList", broken}};
+    phone.endProcess();
     phone.store("Json", json::text(document));
     phone.startUp();
     phone.sim.http->clearRequests();
@@ -175,27 +248,6 @@ TEST_F(UploadTest, ElementsThatAreNoPayloadsAreRemoved) {
   event("c");
   EXPECT_EQ(sent(), (std::vector<std::string>{"abc"}));
   EXPECT_EQ(phone.sim.log->count("REMOVE Object: [7,{},null]"), 1U);
-}
-
-TEST_F(UploadTest, ALargeQueueIsStoredNowAndThenAndJournaledMeanwhile) {
-  boost::json::array large;
-  for (int n = 0; n < 100; ++n) {
-    large.push_back(boost::json::object{{"SESSION", {{"event", "x"}, {"filling", std::string(4096, 'x')}}}});
-  }
-  const boost::json::object document{{"QueueJsonList", json::text(boost::json::value(large))}};
-  phone.store("Json", json::text(document));
-  phone.startUp();
-  phone.sim.http->clearRequests();
-  answers({kUnreachable});
-  const auto commits = phone.sim.store->commits();
-  for (const auto* name : {"a", "b", "c"}) event(name);
-  EXPECT_EQ(phone.sim.store->commits() - commits, 3U);
-  EXPECT_EQ(phone.journaled(), 3U);
-  EXPECT_EQ(queued(), std::string(100, 'x'));
-  EXPECT_EQ(sent().back(), std::string(100, 'x') + "abc");
-  phone.sim.dispatcher->advance(10);
-  EXPECT_EQ(phone.journaled(), 0U);
-  EXPECT_EQ(queued(), std::string(100, 'x') + "abc");
 }
 
 }  // namespace

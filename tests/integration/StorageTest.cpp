@@ -116,7 +116,7 @@ TEST_F(StorageTest, AFullDiskAtTheStartCostsNothingOfWhatIsStored) {
     EXPECT_TRUE(collector.waitFor(collector::Endpoint::upload, 1, std::chrono::seconds(10)));
   }
   phone.event("c");
-  EXPECT_TRUE(eventually([&] { return phone.journaled() == "0"; }));
+  EXPECT_TRUE(eventually([&] { return phone.queuedRows() == "0"; }));
   EXPECT_EQ(phone.document("Identify").at("uuid"), uuid);
   EXPECT_EQ(phone.document("Install").at("installTime"), installTime);
   phone.startUp();

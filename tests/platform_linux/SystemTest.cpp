@@ -50,7 +50,7 @@ TEST(LinuxDevice, ReadsTheLocaleVariables) {
       {{}, {"en"}, std::nullopt},
   };
   for (const auto& [variables, languages, country] : cases) {
-    DeviceValues values;
+    PlaceValues values;
     readLocale(variables, values);
     EXPECT_EQ(values.preferredLanguages, languages);
     EXPECT_EQ(values.countryCode, country);
@@ -58,13 +58,14 @@ TEST(LinuxDevice, ReadsTheLocaleVariables) {
 }
 
 TEST(LinuxDevice, TellsOneIdentifierForEachApplication) {
-  const auto values = LinuxDevice("com.example.app").read();
-  EXPECT_THAT(values->vendorIdentifier, testing::MatchesRegex("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
-  EXPECT_EQ(values->vendorIdentifier, LinuxDevice("com.example.app").read()->vendorIdentifier);
-  EXPECT_NE(values->vendorIdentifier, LinuxDevice("com.example.other").read()->vendorIdentifier);
-  EXPECT_NE(values->model, "");
-  EXPECT_NE(values->systemVersion, "");
-  EXPECT_FALSE(values->advertisingTrackingEnabled);
+  LinuxDevice device("com.example.app");
+  const auto identifier = device.system().vendorIdentifier;
+  EXPECT_THAT(identifier, testing::MatchesRegex("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
+  EXPECT_EQ(identifier, LinuxDevice("com.example.app").system().vendorIdentifier);
+  EXPECT_NE(identifier, LinuxDevice("com.example.other").system().vendorIdentifier);
+  EXPECT_NE(device.place().model, "");
+  EXPECT_NE(device.system().systemVersion, "");
+  EXPECT_FALSE(device.advertising().trackingEnabled);
 }
 
 TEST(LinuxUserDefaults, KeepsValuesAcrossRestarts) {

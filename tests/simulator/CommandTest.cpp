@@ -121,6 +121,7 @@ TEST_F(CommandTest, TheDeviceIsWhatThePayloadSays) {
       R"(info {"CFBundleShortVersionString":"4.5","CFBundleIdentifier":"com.example.other"} # the application)",
       "network cellular",
       "clock 2024-01-01T00:00:00 Asia/Tokyo",
+      R"(document ATTAuthStatusInfo {"ATTAuthStatus":3} # consent)",
       "launch",
       "advance 6s",
       "show payload",

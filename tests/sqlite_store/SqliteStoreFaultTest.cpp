@@ -31,7 +31,7 @@ class SqliteStoreFaultTest : public SqliteStoreFolder {
     }
     ASSERT_EQ(store.commit(writes), Status::ok) << store.lastError();
     store.maintain();
-    ASSERT_EQ(store.commit(Writes{{Table::journal, "1", "in the log"}}), Status::ok);
+    ASSERT_EQ(store.commit(Writes{{Table::queue, "1", "in the log"}}), Status::ok);
   }
 
   std::vector<std::string> setAsideDatabases() const {
@@ -77,7 +77,7 @@ TEST_F(SqliteStoreFaultTest, ADamagedDatabaseIsSetAsideWholeAndNeverOverwritten)
                   [&](const std::string& name) { return contents(name) == damaged && contents(name + "-wal") == log; }),
               1);
 
-    EXPECT_THAT(store.loadAll(Table::journal).rows, IsEmpty());
+    EXPECT_THAT(store.loadAll(Table::queue).rows, IsEmpty());
     EXPECT_EQ(store.commit(Writes{{Table::documents, "new", "1"}}), Status::ok);
     EXPECT_THAT(SqliteStore(folder).loadAll(Table::documents).rows, ElementsAre(StoredRow{"new", "1"}));
   }
@@ -86,11 +86,11 @@ TEST_F(SqliteStoreFaultTest, ADamagedDatabaseIsSetAsideWholeAndNeverOverwritten)
 TEST_F(SqliteStoreFaultTest, NeitherAnEmptyFileNorOneOfALaterVersionIsDamaged) {
   std::ofstream(database).flush();
   fill();
-  SqliteShell(database).run("PRAGMA user_version=2");
+  SqliteShell(database).run("PRAGMA user_version=3");
   SqliteStore store(folder);
   EXPECT_EQ(store.commit(Writes{{Table::documents, "a", "1"}}), Status::failed);
   EXPECT_THAT(store.lastError(), HasSubstr("later version"));
-  SqliteShell(database).run("PRAGMA user_version=1");
+  SqliteShell(database).run("PRAGMA user_version=2");
   EXPECT_THAT(store.loadAll(Table::documents).rows, SizeIs(400));
   EXPECT_THAT(setAsideDatabases(), IsEmpty());
 }

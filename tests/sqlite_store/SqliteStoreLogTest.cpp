@@ -22,14 +22,14 @@ class SqliteStoreLogTest : public SqliteStoreFolder {
     for (int i = 0; i < times; ++i) {
       ++commits;
       ASSERT_EQ(store.commit(Writes{{Table::documents, std::to_string(commits % 8), text(commits)},
-                                    {Table::journal, std::to_string(commits), "p"}}),
+                                    {Table::queue, std::to_string(commits), "p"}}),
                 Status::ok)
           << store.lastError();
     }
   }
 
   void expectAll(SqliteStore& store) const {
-    EXPECT_THAT(store.loadAll(Table::journal).rows, testing::SizeIs(commits));
+    EXPECT_THAT(store.loadAll(Table::queue).rows, testing::SizeIs(commits));
     for (int i = commits - 7; i <= commits; ++i) {
       const std::string key = std::to_string(i % 8);
       EXPECT_THAT(store.load(Table::documents, key).rows, testing::ElementsAre(StoredRow{key, text(i)}));
@@ -124,7 +124,7 @@ TEST_F(SqliteStoreLogTest, ALogThatSomebodyReadsIsContinued) {
   });
   for (int count = last.rows.empty() ? 1 : std::stoi(last.rows[0].text) + 1;; ++count) {
     const std::string text = std::to_string(count) + std::string(static_cast<std::size_t>(count % 9000), ' ');
-    if (store.commit(Writes{{Table::documents, "a", text}, {Table::journal, "1", text}}) != Status::ok ||
+    if (store.commit(Writes{{Table::documents, "a", text}, {Table::queue, "1", text}}) != Status::ok ||
         ::write(STDOUT_FILENO, &count, sizeof count) != sizeof count) {
       ::_exit(1);
     }
@@ -142,7 +142,7 @@ TEST_F(SqliteStoreLogTest, AKillAtAnyInstantLosesNoCommitAndTearsNone) {
     ::usleep(random() % (kill % 10 == 0 ? 10'000 : 40'000));
     if (kill % 10 % 3 == 1) {
       // Another process sees whole commits too.
-      EXPECT_EQ(SqliteShell(file).run("SELECT count(*) FROM documents, journal WHERE body<>payload"), "0");
+      EXPECT_EQ(SqliteShell(file).run("SELECT count(*) FROM document, queue WHERE body<>payload"), "0");
     }
     child.kill();
     ASSERT_TRUE(WIFSIGNALED(child.status()));
@@ -155,7 +155,7 @@ TEST_F(SqliteStoreLogTest, AKillAtAnyInstantLosesNoCommitAndTearsNone) {
 
     SqliteStore store(inner);
     const DocumentStore::Loaded document = store.load(Table::documents, "a");
-    const DocumentStore::Loaded journal = store.load(Table::journal, "1");
+    const DocumentStore::Loaded journal = store.load(Table::queue, "1");
     ASSERT_EQ(document.status, Status::ok) << store.lastError();
     ASSERT_EQ(document.rows.size(), journal.rows.size());
     if (!document.rows.empty()) {

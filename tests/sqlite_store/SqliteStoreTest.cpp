@@ -42,16 +42,16 @@ TEST_F(SqliteStoreTest, OrdersTheJournalByNumberAndRefusesOtherKeysWithTheirWhol
   SqliteStore store(folder);
   Writes writes;
   for (const char* key : {"10", "9", "9223372036854775807", "-1", "-9223372036854775808"}) {
-    writes.push_back({Table::journal, key, "p"});
+    writes.push_back({Table::queue, key, "p"});
   }
   ASSERT_EQ(store.commit(writes), Status::ok);
   for (const std::string& key : {""s, "x"s, "007"s, "+9"s, " 9"s, "9 "s, "-0"s, "9223372036854775808"s, "9\0"s}) {
-    writes = {{Table::documents, "a", "1"}, {Table::journal, "9", std::nullopt}, {Table::journal, key, "p"}};
+    writes = {{Table::documents, "a", "1"}, {Table::queue, "9", std::nullopt}, {Table::queue, key, "p"}};
     EXPECT_EQ(store.commit(writes), Status::failed) << key;
-    EXPECT_THAT(store.load(Table::journal, key).rows, IsEmpty()) << key;
+    EXPECT_THAT(store.load(Table::queue, key).rows, IsEmpty()) << key;
   }
   EXPECT_THAT(store.loadAll(Table::documents).rows, IsEmpty());
-  EXPECT_THAT(store.loadAll(Table::journal).rows,
+  EXPECT_THAT(store.loadAll(Table::queue).rows,
               ElementsAre(StoredRow{"-9223372036854775808", "p"}, StoredRow{"-1", "p"}, StoredRow{"9", "p"},
                           StoredRow{"10", "p"}, StoredRow{"9223372036854775807", "p"}));
 }
@@ -75,17 +75,39 @@ TEST_F(SqliteStoreTest, SharesTheFileWithTheShell) {
   SqliteStore store(folder);
   ASSERT_EQ(store.commit(Writes{{Table::documents, "a", "1"}}), Status::ok);
   SqliteShell shell(database);
-  EXPECT_EQ(shell.run("BEGIN; SELECT body FROM documents"), "1");
+  EXPECT_EQ(shell.run("BEGIN; SELECT body FROM documents WHERE id='a'"), "1");
   EXPECT_EQ(store.commit(Writes{{Table::documents, "a", "2"}}), Status::ok) << "while the shell reads";
-  EXPECT_EQ(shell.run("COMMIT; SELECT body FROM documents"), "2");
+  EXPECT_EQ(shell.run("COMMIT; SELECT body FROM documents WHERE id='a'"), "2");
 
-  shell.run("BEGIN IMMEDIATE; UPDATE documents SET body=3");
+  shell.run("BEGIN IMMEDIATE; UPDATE document SET body=3");
   EXPECT_THAT(store.load(Table::documents, "a").rows, ElementsAre(StoredRow{"a", "2"}));
   EXPECT_EQ(store.commit(Writes{{Table::documents, "a", "4"}}), Status::failed) << "while the shell writes";
   EXPECT_EQ(store.lastError(), "commit: ZULLocalDB.sqlite: database is locked");
   shell.run("COMMIT");
   EXPECT_THAT(store.load(Table::documents, "a").rows, ElementsAre(StoredRow{"a", "3"}));
   EXPECT_EQ(store.commit(Writes{{Table::documents, "a", "4"}}), Status::ok);
+}
+
+// What the shell shows as documents has the queue in it, and a file of the first version becomes one of this.
+TEST_F(SqliteStoreTest, ShowsTheQueueAsADocumentAlsoInAFileOfTheFirstVersion) {
+  SqliteShell(database).run(
+      "CREATE TABLE documents(id TEXT PRIMARY KEY NOT NULL, body TEXT NOT NULL);"
+      "CREATE TABLE journal(id INTEGER PRIMARY KEY, payload TEXT NOT NULL);"
+      "CREATE TABLE set_aside(id TEXT PRIMARY KEY NOT NULL, body TEXT NOT NULL);"
+      "INSERT INTO documents VALUES('a', '1'), ('Json', '{\"QueueJsonList\":\"[]\"}');"
+      "INSERT INTO journal VALUES(10, '{\"n\":1.10}'), (9, '{\"t\":\"\\\"\"}');"
+      "PRAGMA user_version=1");
+  SqliteStore store(folder);
+  EXPECT_THAT(store.loadAll(Table::queue).rows,
+              ElementsAre(StoredRow{"9", R"({"t":"\""})"}, StoredRow{"10", R"({"n":1.10})"}));
+  SqliteShell shell(database);
+  const std::string queue = "SELECT json_extract(body, '$.QueueJsonList') FROM documents WHERE id='Json'";
+  EXPECT_EQ(shell.run(queue), "[]") << "as long as the older queue is there";
+  ASSERT_EQ(store.commit(Writes{{Table::documents, "Json", std::nullopt}}), Status::ok);
+  EXPECT_EQ(shell.run(queue), R"([{"t":"\""},{"n":1.10}])");
+  EXPECT_EQ(shell.run("SELECT body FROM documents WHERE id='a'"), "1");
+  ASSERT_EQ(store.commit(Writes{{Table::queue, "9", std::nullopt}, {Table::queue, "10", std::nullopt}}), Status::ok);
+  EXPECT_EQ(shell.run(queue), "");
 }
 
 }  // namespace

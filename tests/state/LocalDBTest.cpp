@@ -14,18 +14,27 @@ using Table = platform::DocumentStore::Table;
 class LocalDBTest : public testing::Test {
  protected:
   // A new process on the same store.
-  LocalDB open() { return {sim.store, sim.dispatcher, Log(sim.clock, sim.log)}; }
+  LocalDB open() { return {sim.store, Tasks(sim.dispatcher, log), log}; }
   std::string stored(const std::string& id) {
     const auto rows = sim.store->load(Table::documents, id).rows;
     return rows.empty() ? "" : rows.front().text;
   }
-  void put(Table table, const std::string& key, const std::string& text) {
-    const platform::DocumentStore::Write write{table, key, text};
-    sim.store->commit({&write, 1});
+  void put(Table table, const std::string& key, const std::string& text) { sim.store->put(table, key, text); }
+
+  std::string queued(const LocalDB& db) {
+    std::string texts;
+    for (const auto& payload : db.queue()) texts += *payload;
+    return texts;
   }
 
   platform::SimulatedPlatform sim;
+  const Log log{sim.clock, sim.log};
 };
+
+void accept(LocalDB& db, const std::string& payload) {
+  const auto text = std::make_shared<const std::string>(payload);
+  db.enqueue({&text, 1});
+}
 
 TEST_F(LocalDBTest, KindsSurviveARestartAndStayApart) {
   open().update("Behavior", [](MutableDocument& document) {
@@ -124,7 +133,7 @@ TEST_F(LocalDBTest, AFullDiskIsToldOnceAndMadeUpForLater) {
   auto db = open();
   sim.store->setFailing(true);
   db.update("A", [](MutableDocument& document) { document.setInteger(1, "n"); });
-  db.journal(std::make_shared<const std::string>("{}"));
+  accept(db, "{}");
   db.update("A", [](MutableDocument& document) { document.setInteger(2, "n"); });
   EXPECT_EQ(db.documentWithID("A").integerForKey("n"), 2);
   EXPECT_EQ(sim.log->count("disk full"), 1U);
@@ -134,18 +143,18 @@ TEST_F(LocalDBTest, AFullDiskIsToldOnceAndMadeUpForLater) {
   sim.dispatcher->advance(1);
   EXPECT_EQ(stored("A"), R"({"n":2})");
   EXPECT_EQ(stored("B"), R"({"n":1})");
-  EXPECT_EQ(sim.store->loadAll(Table::journal).rows.size(), 1U);
+  EXPECT_EQ(sim.store->loadAll(Table::queue).rows.size(), 1U);
 }
 
 TEST_F(LocalDBTest, ADamagedStoreIsWrittenAnew) {
   auto db = open();
   db.update("A", [](MutableDocument& document) { document.setInteger(1, "n"); });
-  db.journal(std::make_shared<const std::string>("{\"p\":1}"));
+  accept(db, "{\"p\":1}");
   sim.store->damage();
   db.update("B", [](MutableDocument& document) { document.setInteger(2, "n"); });
   EXPECT_EQ(stored("A"), R"({"n":1})");
   EXPECT_EQ(stored("B"), R"({"n":2})");
-  EXPECT_EQ(sim.store->loadAll(Table::journal).rows.size(), 1U);
+  EXPECT_EQ(sim.store->loadAll(Table::queue).rows.size(), 1U);
   EXPECT_EQ(sim.log->count("set aside"), 1U);
 }
 
@@ -160,31 +169,54 @@ TEST_F(LocalDBTest, AnUnreadableDocumentIsSetAsideAndBegunAnew) {
 
 TEST_F(LocalDBTest, WhatCouldNotBeReadIsNotOverwritten) {
   put(Table::documents, "A", R"({"old":1,"n":1})");
-  put(Table::journal, "1", "{\"old\":1}");
+  put(Table::queue, "1", "{\"old\":1}");
   sim.store->setUnreadable(true);
   auto db = open();
   db.update("A", [](MutableDocument& document) { document.setInteger(2, "n"); });
-  db.journal(std::make_shared<const std::string>("{\"new\":1}"));
+  accept(db, "{\"new\":1}");
   sim.store->setUnreadable(false);
   EXPECT_EQ(stored("A"), R"({"old":1,"n":1})");
+  sim.dispatcher->advance(1);
   db.update("B", [](MutableDocument& document) { document.setInteger(1, "n"); });
   EXPECT_EQ(stored("A"), R"({"old":1,"n":2})");
-  EXPECT_EQ(sim.store->loadAll(Table::journal).rows.size(), 2U);
+  EXPECT_EQ(sim.store->loadAll(Table::queue).rows.size(), 2U);
 }
 
-TEST_F(LocalDBTest, TheJournalKeepsItsOrderOverARestart) {
+TEST_F(LocalDBTest, TheQueueKeepsItsOrderOverARestart) {
   auto first = open();
-  for (int i = 0; i < 12; ++i) first.journal(std::make_shared<const std::string>(std::to_string(i)));
-  auto second = open();
-  const auto late = second.journal(std::make_shared<const std::string>("late"));
-  const auto leftOver = second.takeLeftOver().value();
-  ASSERT_EQ(leftOver.size(), 12U);
-  int expected = 0;
-  for (const auto& [id, text] : leftOver) {
-    EXPECT_EQ(*text, std::to_string(expected++));
-    EXPECT_LT(id, late);
+  std::string all;
+  for (int i = 10; i < 310; ++i) {  // several pages
+    accept(first, "{\"n\":" + std::to_string(i) + "}");
+    all += "{\"n\":" + std::to_string(i) + "}";
   }
-  EXPECT_TRUE(second.takeLeftOver()->empty());
+  auto second = open();
+  accept(second, R"({"late":1})");
+  EXPECT_EQ(queued(second), R"({"late":1})");
+  EXPECT_TRUE(second.loadQueue());
+  EXPECT_EQ(queued(second), all + R"({"late":1})");
+  const auto payloads = second.queue();
+  second.dequeue(payloads);
+  second.dequeue(payloads);
+  EXPECT_EQ(sim.store->loadAll(Table::queue).rows.size(), 0U);
+}
+
+// What is accepted while the store cannot even be read finds its place behind what is stored.
+TEST_F(LocalDBTest, AQueueThatCannotBeReadYetComesFirstAllTheSame) {
+  put(Table::queue, "7", R"({"old":1})");
+  sim.store->setUnreadable(true);
+  sim.store->setFailing(true);
+  auto db = open();
+  accept(db, R"({"new":1})");
+  EXPECT_FALSE(db.loadQueue());
+  EXPECT_EQ(queued(db), R"({"new":1})");
+  sim.store->setUnreadable(false);
+  sim.store->setFailing(false);
+  EXPECT_TRUE(db.loadQueue());
+  EXPECT_EQ(queued(db), R"({"old":1}{"new":1})");
+  sim.dispatcher->advance(1);
+  auto next = open();
+  EXPECT_TRUE(next.loadQueue());
+  EXPECT_EQ(queued(next), R"({"old":1}{"new":1})");
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ class SessionControllerTest : public testing::Test {
 
   Tracker& tracker() { return phone.tracker(); }
   void setClock(const std::string& day) {
-    const NHNetworkClock networkClock(phone.sim.clock);
+    const NHNetworkClock networkClock(phone.sim.clock, *phone.sim.lifeCycle);
     phone.sim.clock->set(ZULUtil(phone.sim.clock, networkClock).convertStringToMills(day));
   }
   // A visit, and the flags it leaves: daily, weekly, monthly, second weekly.
@@ -95,6 +95,7 @@ TEST_F(SessionControllerTest, ThePageTrailGrows) {
 }
 
 TEST_F(SessionControllerTest, TheEnvironmentIsLookedAtAnew) {
+  phone.store("ATTAuthStatusInfo", R"({"ATTAuthStatus":3})");
   auto& record = phone.process().record();
   tracker().sessionController().updateSesssionAboutEnvironment();
   EXPECT_EQ(phone.sim.log->count("SessionJson is nil yet"), 1U);

@@ -18,7 +18,7 @@ class ZULUtilTest : public testing::Test {
   }
 
   platform::SimulatedPlatform sim;
-  NHNetworkClock networkClock{sim.clock};
+  NHNetworkClock networkClock{sim.clock, *sim.lifeCycle};
   ZULUtil util{sim.clock, networkClock};
 };
 

@@ -26,14 +26,14 @@ using testing::Pair;
 // Keeps requests until the test answers them.
 struct FakeHttp : platform::HttpClient {
   void send(HttpRequest request, Completion completion) override {
-    const std::lock_guard lock(mutex);
+    if (broken) throw std::runtime_error("no memory for a request");
     requests.push_back(std::move(request));
     completions.push_back(std::move(completion));
   }
   HttpResponse fetch(HttpRequest) override { return {}; }
   void stop() noexcept override {}
 
-  std::mutex mutex;
+  bool broken = false;
   std::vector<HttpRequest> requests;
   std::vector<Completion> completions;
 };
@@ -48,11 +48,8 @@ struct NetworkManagerTest : testing::Test {
     Deployment deployment;
     deployment.collectorBaseUrl = "https://c.example";
     deployment.caFile = "ca.pem";
-    CollectorIdentity identity{[this] { return token; }, [this] { return clickTime; }, [this] { return idfa; },
-                               [this] { return phone; }, [] { return "iOS 17.2"; },    [] { return "U"; },
-                               [] { return "V"; }};
-    return std::make_unique<NetworkManager>(http, device.dispatcher, deployment, Log(device.clock, device.log),
-                                            Dictionary(), identity);
+    const Log log(device.clock, device.log);
+    return std::make_unique<NetworkManager>(http, Tasks(device.dispatcher, log), deployment, log, Dictionary());
   }
 
   NetworkManager::Completion keep() {
@@ -67,10 +64,7 @@ struct NetworkManagerTest : testing::Test {
   std::string line() { return request().method + ' ' + request().url; }
 
   platform::SimulatedPlatform device;
-  std::optional<std::string> token = "tok";
-  std::optional<std::string> clickTime;
-  std::optional<std::string> idfa;
-  std::string phone = "iPhone 15";
+  const Sender sender{.phone = "iPhone 15", .os = "iOS 17.2", .accessToken = "tok"};
   std::shared_ptr<FakeHttp> http = std::make_shared<FakeHttp>();
   std::vector<std::pair<bool, std::string>> answers;
   std::unique_ptr<NetworkManager> manager = make();
@@ -78,7 +72,7 @@ struct NetworkManagerTest : testing::Test {
 
 TEST_F(NetworkManagerTest, dataUpload) {
   const std::string document = R"([{"a":"1+1=2 & 100%/값"}])";
-  manager->sendDocument(document, keep());
+  manager->sendDocument(document, sender, keep());
   EXPECT_EQ(line(), "POST https://c.example/zul/v1/dataRcv.do");
   EXPECT_THAT(request().headers, ElementsAre(kZul, kAuth, kAgent, Pair("Content-Type", "application/octet-stream")));
   EXPECT_TRUE(request().streamBody);
@@ -103,8 +97,7 @@ TEST_F(NetworkManagerTest, pushClick) {
       {{}, "", "profileNo=0&pushNo=(null)&platform=IOS&pushToken=(null)&adid=&pushSk=(null)"},
   };
   for (const auto& c : cases) {
-    idfa = c.idfa;
-    manager->receiveNotificationWithParams(c.params, keep());
+    manager->receiveNotificationWithParams(c.params, c.idfa, sender, keep());
     EXPECT_EQ(line(), "POST https://c.example/zul/v1/pushClick.do?" + c.query);
     EXPECT_THAT(request().headers, ElementsAre(kZul, kAuth, kAgent));
     EXPECT_EQ(request().body, std::nullopt);
@@ -115,7 +108,8 @@ TEST_F(NetworkManagerTest, pushClick) {
 }
 
 TEST_F(NetworkManagerTest, fingerPrint) {
-  manager->requestFingerPrintWithQzno(7, false, keep());
+  FingerprintQuery query{.qzno = 7, .advtId = std::nullopt, .vendorId = "V", .firstExcute = false, .clickTime = "1700"};
+  manager->requestFingerPrintWithQzno(query, sender, keep());
   EXPECT_EQ(line(), "POST https://c.example/frp/v1/fingerPrintRps.do");
   EXPECT_THAT(request().headers, ElementsAre(kFrp, kAgent));
   EXPECT_EQ(request().body, R"({"_qzno":7,"phone":"iPhone 15","os":"iOS 17.2","vendorId":"V"})");
@@ -123,9 +117,9 @@ TEST_F(NetworkManagerTest, fingerPrint) {
               ElementsAre(EndsWith(" | userAgent in requestFingerPrintWithQzno : " + kAgent.second + "\n"),
                           EndsWith(" | postDic in requestFingerPrintWithQzno : " + *request().body + "\n")));
 
-  idfa = "ID";
-  clickTime = "1700";
-  manager->requestFingerPrintWithQzno(7, true, keep());
+  query.advtId = "ID";
+  query.firstExcute = true;
+  manager->requestFingerPrintWithQzno(query, sender, keep());
   EXPECT_EQ(request().body, R"({"_qzno":7,"advtId":"ID","phone":"iPhone 15","os":"iOS 17.2",)"
                             R"("vendorId":"V","isNew":true,"clickTime":"1700"})");
 }
@@ -140,9 +134,9 @@ TEST_F(NetworkManagerTest, successMeansNoTransportErrorAndForFingerPrintsABody) 
       {{"cut off", 200, "b"}, false, false},
   };
   for (const auto& c : cases) {
-    manager->sendDocument("d", keep());
+    manager->sendDocument("d", sender, keep());
     http->completions.back()(c.response);
-    manager->requestFingerPrintWithQzno(1, false, keep());
+    manager->requestFingerPrintWithQzno({}, sender, keep());
     http->completions.back()(c.response);
     EXPECT_THAT(answers, IsEmpty()) << "nothing runs on the HTTP client's thread";
     device.dispatcher->run();
@@ -152,9 +146,9 @@ TEST_F(NetworkManagerTest, successMeansNoTransportErrorAndForFingerPrintsABody) 
 }
 
 TEST_F(NetworkManagerTest, completionsOutliveTheManagerAndMayThrowOrBeMissing) {
-  manager->sendDocument("d", keep());
-  manager->sendDocument("d", [](bool, HttpResponse) { throw std::runtime_error("from the caller"); });
-  manager->sendDocument("d", nullptr);
+  manager->sendDocument("d", sender, keep());
+  manager->sendDocument("d", sender, [](bool, HttpResponse) { throw std::runtime_error("from the caller"); });
+  manager->sendDocument("d", sender, nullptr);
   manager.reset();
   for (const auto& completion : http->completions) completion({"", 200, "b"});
   EXPECT_NO_THROW(device.dispatcher->run());
@@ -163,11 +157,8 @@ TEST_F(NetworkManagerTest, completionsOutliveTheManagerAndMayThrowOrBeMissing) {
 }
 
 TEST_F(NetworkManagerTest, aRequestThatCannotBeMadeStillAnswersOnce) {
-  CollectorIdentity broken;
-  broken.phone = []() -> std::string { throw std::runtime_error("store closed"); };
-  NetworkManager(http, device.dispatcher, Deployment(), Log(device.clock, device.log), Dictionary(), broken)
-      .sendDocument("d", keep());
-  EXPECT_THAT(http->requests, IsEmpty());
+  http->broken = true;
+  manager->sendDocument("d", sender, keep());
   device.dispatcher->run();
   EXPECT_THAT(answers, ElementsAre(Pair(false, "-")));
 }

@@ -12,9 +12,11 @@
 #include <vector>
 
 #include "AESCrypt.h"
+#include "Endpoints.h"
 #include "Json.h"
 #include "PercentCoding.h"
 #include "UploadDecoder.h"
+#include "Version.h"
 
 namespace zul::collector {
 
@@ -104,7 +106,7 @@ void checkPushClick(const HttpRequest& request, Verdict& verdict) {
   const auto values = queryValues(verdict.query, {"profileNo", "pushNo", "platform", "pushToken", "adid", "pushSk"});
   requireDecimal(values[0], "profileNo");
   require(values[2] == "IOS", "platform is not IOS");
-  require(values[3] == "(null)" || percentDecode(values[3]).has_value(), "pushToken is not percent-encoded");
+  require(values[3] == wire::kNull || percentDecode(values[3]).has_value(), "pushToken is not percent-encoded");
   requireNoBody(request);
 }
 
@@ -120,20 +122,17 @@ void checkLookUp(const HttpRequest& request, Verdict& verdict) {
 
 struct Rule {
   Endpoint endpoint;
-  std::string_view method;
-  std::string_view path;
-  std::string_view authWord;  ///< empty: the request does not identify itself at all
-  bool mayHaveToken;
+  wire::Endpoint contract;
   Check check;
 };
 
 constexpr Rule kRules[] = {
-    {Endpoint::token, "GET", "/token/v1/acsTokenRps.do", "TOKEN", false, checkToken},
-    {Endpoint::upload, "POST", "/zul/v1/dataRcv.do", "ZUL", true, checkUpload},
-    {Endpoint::errorlog, "POST", "/zul/errorRcv.do", "ZUL", true, checkErrorLog},
-    {Endpoint::pushclick, "POST", "/zul/v1/pushClick.do", "ZUL", true, checkPushClick},
-    {Endpoint::fingerprint, "POST", "/frp/v1/fingerPrintRps.do", "FRP", false, checkFingerprint},
-    {Endpoint::appstore, "GET", "/lookup", "", false, checkLookUp},
+    {Endpoint::token, wire::kToken, checkToken},
+    {Endpoint::upload, wire::kUpload, checkUpload},
+    {Endpoint::errorlog, wire::kErrorLog, checkErrorLog},
+    {Endpoint::pushclick, wire::kPushClick, checkPushClick},
+    {Endpoint::fingerprint, wire::kFingerprint, checkFingerprint},
+    {Endpoint::appstore, wire::kAppStoreLookup, checkLookUp},
 };
 
 /// The authType header of each rule, which never changes.
@@ -141,7 +140,7 @@ const std::string& authType(const Rule& rule) {
   static const auto texts = [] {
     std::array<std::string, std::size(kRules)> made;
     for (std::size_t at = 0; at < made.size(); ++at) {
-      made[at] = AESCrypt::AES256EncryptWithKey(kRules[at].authWord, "hxQoPvNq4rTeLwbj").value_or("");
+      made[at] = AESCrypt::AES256EncryptWithKey(kRules[at].contract.authWord, wire::kAuthKey).value_or("");
     }
     return made;
   }();
@@ -149,22 +148,22 @@ const std::string& authType(const Rule& rule) {
 }
 
 void checkUserAgent(const HttpRequest& request, Endpoint endpoint) {
-  constexpr std::string_view kProduct = "ZUL/1.1.5/";
-  const auto* agent = find(request, "User-Agent");
+  const auto product = fmt::format("{}/{}/", wire::kUserAgentProduct, kSdkVersion);
+  const auto* agent = find(request, wire::kUserAgent);
   require(agent && !agent->empty(), "no User-Agent");
   // The start-up's fingerprint request comes out of a web view, with the name of that.
-  if (endpoint == Endpoint::fingerprint && !agent->starts_with("ZUL/")) return;
-  require(agent->starts_with(kProduct), fmt::format("User-Agent \"{}\" does not begin with {}", *agent, kProduct));
-  const auto rest = std::string_view(*agent).substr(kProduct.size());
+  if (endpoint == Endpoint::fingerprint && !agent->starts_with(wire::kUserAgentProduct)) return;
+  require(agent->starts_with(product), fmt::format("User-Agent \"{}\" does not begin with {}", *agent, product));
+  const auto rest = std::string_view(*agent).substr(product.size());
   const auto slash = rest.find('/');
   require(slash != 0 && slash != rest.npos && slash + 1 < rest.size(),
           fmt::format("User-Agent \"{}\" does not name a model and a system", *agent));
 }
 
 void checkContentType(const HttpRequest& request, Endpoint endpoint) {
-  const auto* type = find(request, "Content-Type");
+  const auto* type = find(request, wire::kContentType);
   if (endpoint == Endpoint::upload) {
-    require(type && *type == "application/octet-stream", "Content-Type is not application/octet-stream");
+    require(type && *type == wire::kUploadContentType, "Content-Type is not application/octet-stream");
   } else {
     // Some HTTP clients put their default on every POST.
     require(!type || *type == "application/x-www-form-urlencoded", "there should be no Content-Type");
@@ -173,13 +172,13 @@ void checkContentType(const HttpRequest& request, Endpoint endpoint) {
 
 void checkHeaders(const HttpRequest& request, const Rule& rule) {
   require(!find(request, "Content-Encoding"), "there should be no Content-Encoding");
-  if (rule.authWord.empty()) return;
-  const auto* auth = find(request, "authType");
+  if (rule.contract.authWord.empty()) return;
+  const auto* auth = find(request, wire::kAuthType);
   require(auth, "no authType");
-  require(*auth == authType(rule), fmt::format("authType is not the one for {}", rule.authWord));
-  require(rule.mayHaveToken || !find(request, "authToken"), "there should be no authToken");
+  require(*auth == authType(rule), fmt::format("authType is not the one for {}", rule.contract.authWord));
+  require(rule.contract.carriesToken || !find(request, wire::kAuthToken), "there should be no authToken");
   checkUserAgent(request, rule.endpoint);
-  if (rule.method == "POST") checkContentType(request, rule.endpoint);
+  if (rule.contract.method == "POST") checkContentType(request, rule.endpoint);
   if (rule.endpoint == Endpoint::upload) require(!find(request, "Cookie"), "there should be no Cookie");
 }
 
@@ -188,7 +187,7 @@ void checkHeaders(const HttpRequest& request, const Rule& rule) {
 std::string_view path(Endpoint endpoint) noexcept {
   const auto* rule =
       std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& known) { return known.endpoint == endpoint; });
-  return rule == std::end(kRules) ? std::string_view() : rule->path;
+  return rule == std::end(kRules) ? std::string_view() : rule->contract.path;
 }
 
 Verdict judge(const HttpRequest& request) {
@@ -196,8 +195,8 @@ Verdict judge(const HttpRequest& request) {
   const auto question = std::min(request.target.find('?'), request.target.size());
   verdict.path = request.target.substr(0, question);
   verdict.query = request.target.substr(std::min(question + 1, request.target.size()));
-  const auto* rule =
-      std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& known) { return known.path == verdict.path; });
+  const auto* rule = std::find_if(std::begin(kRules), std::end(kRules),
+                                  [&](const Rule& known) { return known.contract.path == verdict.path; });
   if (rule != std::end(kRules)) verdict.endpoint = rule->endpoint;
   const auto blame = [&](int status, std::string problem) {
     verdict.status = status;
@@ -207,8 +206,8 @@ Verdict judge(const HttpRequest& request) {
     blame(request.status, request.problem);
   } else if (rule == std::end(kRules)) {
     blame(404, "nothing is served at this path");
-  } else if (request.method != rule->method) {
-    blame(400, fmt::format("the method is {}, not {}", request.method, rule->method));
+  } else if (request.method != rule->contract.method) {
+    blame(400, fmt::format("the method is {}, not {}", request.method, rule->contract.method));
   } else {
     try {
       // The body goes first, so that the record shows it whatever the headers are like.

@@ -257,15 +257,15 @@ void Simulator::reinstall(Arguments& arguments) {
 
 void Simulator::document(Arguments& arguments) {
   const auto id = arguments.word("the name");
-  const auto members = std::make_shared<const object>(arguments.object("the document"));
+  const auto members = arguments.object("the document");
   arguments.end();
-  auto text = json::text(*members);
   if (auto* const runtime = phone_.processIfRunning()) {
-    runtime->db().put(id, members, std::move(text));
+    runtime->db().replace(id, [&](MutableDocument& document) {
+      for (const auto& member : members) document.setValue(member.value(), member.key());
+    });
     return;
   }
-  const platform::DocumentStore::Write write{platform::DocumentStore::Table::documents, id, std::move(text)};
-  phone_.sim.store->commit({&write, 1});
+  phone_.sim.store->put(platform::DocumentStore::Table::documents, id, json::text(members));
 }
 
 void Simulator::keychain(Arguments&) {
@@ -289,14 +289,14 @@ void Simulator::show(Arguments& arguments) {
 }
 
 value Simulator::documentView(const std::string& name) {
-  const auto documents = documentsView(*phone_.sim.store);
+  const auto documents = phone_.documents();
   const auto* const found = documents.if_contains(name);
   return found ? *found : nullptr;
 }
 
 value Simulator::view(const std::string& what) {
   auto& sim = phone_.sim;
-  if (what == "documents") return documentsView(*sim.store);
+  if (what == "documents") return phone_.documents();
   if (what == "keychain") notBuilt("the keychain");
   if (what == "payload") return DictionaryAccess::object(running().tracker().getSessionData());
   if (what == "record") {

@@ -12,7 +12,7 @@ namespace zul::simulator {
 
 namespace {
 
-using Values = platform::DeviceValues;
+using Values = platform::SimulatedDevice::Values;
 using Value = boost::json::value;
 
 [[noreturn]] void refuse(std::string_view form) {
@@ -28,22 +28,22 @@ std::optional<std::string> readOptionalText(const Value& value) {
   return readText(value);
 }
 
-template <std::string Values::*field>
+template <auto field>
 void text(Values& values, const Value& value) {
   values.*field = readText(value);
 }
-template <std::optional<std::string> Values::*field>
+template <auto field>
 void optionalText(Values& values, const Value& value) {
   values.*field = readOptionalText(value);
 }
-template <double Values::*field>
+template <auto field>
 void number(Values& values, const Value& value) {
   constexpr double kMost = 1e6;
   const double number = value.is_number() ? value.to_number<double>() : -1;
   if (!(number >= 0 && number <= kMost)) refuse("a number from 0 to 1000000");
   values.*field = number;
 }
-template <bool Values::*field>
+template <auto field>
 void boolean(Values& values, const Value& value) {
   if (!value.is_bool()) refuse("true or false");
   values.*field = value.get_bool();
@@ -91,16 +91,15 @@ constexpr Entry kEntries[] = {
     {"screenHeight", "points: a number", number<&Values::screenHeight>},
     {"screenScale", "pixels a point: a number", number<&Values::screenScale>},
     {"vendorIdentifier", "UUID of the device for the application's vendor: a string", text<&Values::vendorIdentifier>},
-    {"advertisingIdentifier", "UUID: a string, all zero for none", text<&Values::advertisingIdentifier>},
-    {"advertisingTrackingEnabled", "whether that may be used: true or false",
-     boolean<&Values::advertisingTrackingEnabled>},
+    {"advertisingIdentifier", "UUID: a string, all zero for none", text<&Values::identifier>},
+    {"advertisingTrackingEnabled", "whether that may be used: true or false", boolean<&Values::trackingEnabled>},
     {"ipv4Address", "of the first network interface: a string like 192.0.2.7, or null",
      optionalText<&Values::ipv4Address>},
 };
 
 }  // namespace
 
-void changeDevice(platform::DeviceValues& values, const boost::json::object& changes) {
+void changeDevice(Values& values, const boost::json::object& changes) {
   auto changed = values;
   for (const auto& [key, value] : changes) {
     const std::string_view name = key;

@@ -2,13 +2,13 @@
 
 #include <boost/json/object.hpp>
 
-#include "zul/platform/Device.h"
+#include "SimulatedPlatform.h"
 
 namespace zul::simulator {
 
 /// Sets the values that `changes` names; the others stay. Throws CommandError, and changes nothing, where a name is
 /// unknown or a value of the wrong kind.
-void changeDevice(platform::DeviceValues& values, const boost::json::object& changes);
+void changeDevice(platform::SimulatedDevice::Values& values, const boost::json::object& changes);
 
 /// What each name stands for.
 boost::json::object deviceHelp();

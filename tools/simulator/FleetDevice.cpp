@@ -87,8 +87,8 @@ void FleetDevice::equip(const Phone& model) {
     return fmt::format("{:08X}-0000-4000-8000-{:012X}", static_cast<std::uint32_t>(random_()), random_());
   };
   values.vendorIdentifier = identifier();
-  values.advertisingTrackingEnabled = chance(0.4);
-  if (values.advertisingTrackingEnabled) values.advertisingIdentifier = identifier();
+  values.trackingEnabled = chance(0.4);
+  if (values.trackingEnabled) values.identifier = identifier();
 }
 
 double FleetDevice::uniform(double low, double high) {
@@ -169,7 +169,7 @@ void FleetDevice::collectRequests() {
 }
 
 std::int64_t FleetDevice::sessions() {
-  const auto documents = documentsView(*phone_.sim.store);
+  const auto documents = phone_.documents();
   const auto* const behavior = documents.if_contains("Behavior");
   return behavior && behavior->is_object() ? json::integer(behavior->get_object(), "lifeCriteriaVisit") : 0;
 }

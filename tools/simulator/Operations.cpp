@@ -121,11 +121,11 @@ auto guarded(Call& call, Work&& work) {
   auto& runtime = call.phone.process();
   using Value = decltype(work(runtime));
   if constexpr (std::is_void_v<Value>) {
-    runtime.log().guard([&] { work(runtime); });
+    runtime.log().guard([&] { work(runtime); }, ZUL_HERE);
     return Result();
   } else {
     Value value{};
-    runtime.log().guard([&] { value = work(runtime); });
+    runtime.log().guard([&] { value = work(runtime); }, ZUL_HERE);
     return Result(toJson(value));
   }
 }

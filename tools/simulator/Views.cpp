@@ -6,18 +6,9 @@
 #include <cmath>
 
 #include "Contract.h"
-#include "Json.h"
 #include "SimulatedPlatform.h"
 
 namespace zul::simulator {
-
-boost::json::object documentsView(platform::SimulatedStore& store) {
-  auto rows = store.loadAll(platform::DocumentStore::Table::documents).rows;
-  std::sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.key < b.key; });
-  boost::json::object documents;
-  for (const auto& row : rows) documents[row.key] = json::parse(row.text).value_or(nullptr);
-  return documents;
-}
 
 namespace {
 

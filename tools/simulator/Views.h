@@ -12,15 +12,11 @@ struct SessionJson;
 namespace platform {
 class SimulatedClock;
 class SimulatedDispatcher;
-class SimulatedStore;
 }  // namespace platform
 }  // namespace zul
 
 /// What the device, the library and the wire look like, as JSON.
 namespace zul::simulator {
-
-/// The stored documents by name.
-boost::json::object documentsView(platform::SimulatedStore& store);
 
 /// Method, URL, headers and the body, decoded. What is wrong with a request, if anything, is its "problem".
 /// `baseUrl` is the collector's.

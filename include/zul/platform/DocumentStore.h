@@ -21,9 +21,10 @@ struct StoredRow {
 /// A commit that returned `ok` survives the death of the process at any instant.
 class DocumentStore {
  public:
-  /// `documents` holds one row a document; `journal` the payloads on their way to the collector;
-  /// `setAside` what could not be read, kept for whoever wants to look.
-  enum class Table { documents, journal, setAside };
+  /// `documents` holds one row a document; `queue` the payloads that the collector does not have yet, their keys
+  /// being decimal 64-bit integers in the order of which the rows stand; `setAside` what could not be read, kept for
+  /// whoever wants to look.
+  enum class Table { documents, queue, setAside };
 
   /// `corrupt` means that the file was damaged and has been set aside under a new name, and that the
   /// store in use now is a new, empty one.
@@ -43,13 +44,19 @@ class DocumentStore {
   virtual ~DocumentStore() = default;
 
   /// The row of `key`, or no row.
-  virtual Loaded load(Table table, std::string_view key) = 0;
+  [[nodiscard]] virtual Loaded load(Table table, std::string_view key) = 0;
 
-  /// All rows of a table, ordered by key.
-  virtual Loaded loadAll(Table table) = 0;
+  /// At most `most` rows in the order of their keys, those behind `after` or, without it, from the first.
+  virtual Loaded loadAfter(Table table, const std::optional<std::string>& after, std::size_t most) = 0;
+
+  /// The row with the last key, or no row.
+  virtual Loaded loadLast(Table table) = 0;
+
+  /// All rows of a table.
+  [[nodiscard]] Loaded loadAll(Table table) { return loadAfter(table, std::nullopt, static_cast<std::size_t>(-1)); }
 
   /// All of `writes` or none of them.
-  virtual Status commit(std::span<const Write> writes) = 0;
+  [[nodiscard]] virtual Status commit(std::span<const Write> writes) = 0;
 
   /// True when housekeeping has piled up; the caller then calls `maintain` from a background thread.
   virtual bool needsMaintenance() const { return false; }

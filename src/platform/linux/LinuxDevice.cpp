@@ -52,7 +52,7 @@ std::string systemVersion(const utsname& system) {
 }
 
 /// The screen's size in the first mode of the first connected output; zero without one.
-void readScreen(DeviceValues& values) {
+void readScreen(PlaceValues& values) {
   std::error_code error;
   std::vector<std::string> outputs;
   for (const auto& entry : std::filesystem::directory_iterator("/sys/class/drm", error)) {
@@ -124,7 +124,7 @@ std::optional<std::string> country(const std::string& tag) {
 
 }  // namespace
 
-void readLocale(const LocaleVariables& variables, DeviceValues& values) {
+void readLocale(const LocaleVariables& variables, PlaceValues& values) {
   std::string main;
   for (const char* locale : {variables.all, variables.messages, variables.lang}) {
     if (locale == nullptr || *locale == '\0') continue;
@@ -146,21 +146,27 @@ void readLocale(const LocaleVariables& variables, DeviceValues& values) {
   if (values.preferredLanguages.empty()) values.preferredLanguages.push_back(std::move(main));
 }
 
-std::shared_ptr<const DeviceValues> LinuxDevice::read() {
-  std::call_once(once_, [this] {
-    auto values = std::make_shared<DeviceValues>();
+SystemValues LinuxDevice::system() {
+  std::call_once(systemOnce_, [this] {
     utsname system{};
     uname(&system);
-    values->systemVersion = systemVersion(system);
-    values->model = system.machine;
-    readLocale({std::getenv("LC_ALL"), std::getenv("LC_MESSAGES"), std::getenv("LANG"), std::getenv("LANGUAGE")},
-               *values);
-    readScreen(*values);
-    values->vendorIdentifier = vendorIdentifier(applicationId_, system);
-    values->ipv4Address = ipv4Address();
-    values_ = std::move(values);
+    system_.systemVersion = systemVersion(system);
+    system_.vendorIdentifier = vendorIdentifier(applicationId_, system);
+    system_.ipv4Address = ipv4Address();
   });
-  return values_;
+  return system_;
+}
+
+PlaceValues LinuxDevice::place() {
+  std::call_once(placeOnce_, [this] {
+    utsname system{};
+    uname(&system);
+    place_.model = system.machine;
+    readLocale({std::getenv("LC_ALL"), std::getenv("LC_MESSAGES"), std::getenv("LANG"), std::getenv("LANGUAGE")},
+               place_);
+    readScreen(place_);
+  });
+  return place_;
 }
 
 }  // namespace zul::platform

@@ -18,6 +18,7 @@
 #include "SqliteStore.h"
 #include "StderrSink.h"
 #include "zul/Platform.h"
+#include "zul/platform/LifeCycle.h"
 
 namespace zul {
 
@@ -84,6 +85,7 @@ Platform linuxPlatform(const LinuxOptions& options) {
   pieces.device = std::make_shared<platform::LinuxDevice>(applicationId);
   pieces.userDefaults = std::make_shared<platform::LinuxUserDefaults>(config + "/defaults.json");
   pieces.log = std::make_shared<platform::StderrSink>();
+  pieces.lifeCycle = std::make_shared<platform::HostLifeCycle>();
   return pieces;
 }
 

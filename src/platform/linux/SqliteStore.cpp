@@ -3,9 +3,11 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <filesystem>
+#include <limits>
 #include <utility>
 
 #include "SqliteConnection.h"
@@ -29,69 +31,87 @@ constexpr int kMaintenancePasses = 3;
 constexpr int kBusyMilliseconds = 100;
 
 // In PRAGMA user_version; a later one migrates from here.
-constexpr std::int64_t kSchemaVersion = 1;
+constexpr std::int64_t kSchemaVersion = 2;
 
 // Documents can be megabytes, and a table WITHOUT ROWID would move all but their first kilobyte to
 // overflow pages.
-constexpr const char* kSchema =
-    "BEGIN IMMEDIATE;"
-    "CREATE TABLE IF NOT EXISTS documents(id TEXT PRIMARY KEY NOT NULL, body TEXT NOT NULL);"
-    "CREATE TABLE IF NOT EXISTS journal(id INTEGER PRIMARY KEY, payload TEXT NOT NULL);"
-    "CREATE TABLE IF NOT EXISTS set_aside(id TEXT PRIMARY KEY NOT NULL, body TEXT NOT NULL);"
-    "PRAGMA user_version=1;"
-    "COMMIT";
+constexpr const char* kTables =
+    "CREATE TABLE document(id TEXT PRIMARY KEY NOT NULL, body TEXT NOT NULL);"
+    "CREATE TABLE queue(id INTEGER PRIMARY KEY, payload TEXT NOT NULL);"
+    "CREATE TABLE set_aside(id TEXT PRIMARY KEY NOT NULL, body TEXT NOT NULL);";
+
+// The first version kept the queue in a document, and called the rows beside it a journal.
+constexpr const char* kTablesOfVersion1 =
+    "ALTER TABLE documents RENAME TO document;"
+    "ALTER TABLE journal RENAME TO queue;";
+
+// For people with a shell. A stored "Json" is an older library's, whose payloads come before the rows.
+constexpr const char* kView =
+    "CREATE VIEW documents AS SELECT id, body FROM document "
+    "UNION ALL SELECT 'Json', json_object('QueueJsonList', "
+    "(SELECT ifnull('[' || group_concat(payload) || ']', '') FROM (SELECT payload FROM queue ORDER BY id))) "
+    "WHERE EXISTS(SELECT 1 FROM document) AND NOT EXISTS(SELECT 1 FROM document WHERE id='Json');"
+    "PRAGMA user_version=2;";
 
 // The smallest write there is: it repeats what the first page says already.
-constexpr const char* kAppendFrame = "PRAGMA user_version=1";
+constexpr const char* kAppendFrame = "PRAGMA user_version=2";
 
 struct TableStatements {
   const char* load;
-  const char* loadAll;
+  const char* loadFirst;
+  const char* loadAfter;
+  const char* loadLast;
   const char* put;
   const char* remove;
 };
 
-// In the order of DocumentStore::Table. A put keeps the row of an existing key in place, where
-// INSERT OR REPLACE would move it and rewrite the index.
-constexpr std::array<TableStatements, 3> kStatements = {{
-    {"SELECT id, body FROM documents WHERE id=?1", "SELECT id, body FROM documents ORDER BY id",
-     "INSERT INTO documents(id, body) VALUES(?1, ?2) ON CONFLICT(id) DO UPDATE SET body=excluded.body",
-     "DELETE FROM documents WHERE id=?1"},
-    {"SELECT id, payload FROM journal WHERE id=?1", "SELECT id, payload FROM journal ORDER BY id",
-     "INSERT INTO journal(id, payload) VALUES(?1, ?2) ON CONFLICT(id) DO UPDATE SET payload=excluded.payload",
-     "DELETE FROM journal WHERE id=?1"},
-    {"SELECT id, body FROM set_aside WHERE id=?1", "SELECT id, body FROM set_aside ORDER BY id",
-     "INSERT INTO set_aside(id, body) VALUES(?1, ?2) ON CONFLICT(id) DO UPDATE SET body=excluded.body",
-     "DELETE FROM set_aside WHERE id=?1"},
-}};
+// A put keeps the row of an existing key in place, where INSERT OR REPLACE would move it and rewrite the index.
+#define ZUL_STATEMENTS(table, body)                                                                                 \
+  {                                                                                                                 \
+    "SELECT id, " body " FROM " table " WHERE id=?1", "SELECT id, " body " FROM " table " ORDER BY id LIMIT ?1",    \
+        "SELECT id, " body " FROM " table " WHERE id>?2 ORDER BY id LIMIT ?1",                                      \
+        "SELECT id, " body " FROM " table " ORDER BY id DESC LIMIT 1",                                              \
+        "INSERT INTO " table "(id, " body ") VALUES(?1, ?2) ON CONFLICT(id) DO UPDATE SET " body "=excluded." body, \
+        "DELETE FROM " table " WHERE id=?1"                                                                         \
+  }
+
+// In the order of DocumentStore::Table.
+constexpr std::array<TableStatements, 3> kStatements = {
+    {ZUL_STATEMENTS("document", "body"), ZUL_STATEMENTS("queue", "payload"), ZUL_STATEMENTS("set_aside", "body")}};
+
+#undef ZUL_STATEMENTS
 
 const TableStatements& statementsOf(DocumentStore::Table table) {
   return kStatements[static_cast<std::size_t>(table)];
 }
 
-// False for a key that the table cannot hold: a journal key in another form ("007") would come back as a
+// False for a key that the table cannot hold: a queue key in another form ("007") would come back as a
 // different text.
-bool bindKey(SqliteQuery& query, DocumentStore::Table table, std::string_view key) {
-  if (table != DocumentStore::Table::journal) {
-    query.bind(1, key);
+bool bindKey(SqliteQuery& query, int parameter, DocumentStore::Table table, std::string_view key) {
+  if (table != DocumentStore::Table::queue) {
+    query.bind(parameter, key);
     return true;
   }
   std::int64_t number = 0;
   std::from_chars(key.data(), key.data() + key.size(), number);
-  query.bind(1, number);
+  query.bind(parameter, number);
   return std::to_string(number) == key;
 }
 
 void apply(SqliteConnection& connection, const DocumentStore::Write& write) {
   const TableStatements& statements = statementsOf(write.table);
   SqliteQuery query(connection, write.text ? statements.put : statements.remove);
-  if (!bindKey(query, write.table, write.key)) {
-    throw SqliteError(SQLITE_MISMATCH, "journal key is not a decimal 64-bit integer");
+  if (!bindKey(query, 1, write.table, write.key)) {
+    throw SqliteError(SQLITE_MISMATCH, "queue key is not a decimal 64-bit integer");
   }
   if (write.text) {
     query.bind(2, *write.text);
   }
   query.step();
+}
+
+void read(SqliteQuery& query, std::vector<StoredRow>& rows) {
+  while (query.step()) rows.push_back({query.text(0), query.text(1)});
 }
 
 std::int64_t schemaVersion(SqliteConnection& connection) {
@@ -117,29 +137,37 @@ SqliteStore::SqliteStore(std::string folder)
 
 SqliteStore::~SqliteStore() = default;
 
-DocumentStore::Loaded SqliteStore::load(Table table, std::string_view key) {
+template <typename Read>
+DocumentStore::Loaded SqliteStore::load(const char* operation, Read read) {
   Loaded loaded;
-  loaded.status = run("load", [&](SqliteConnection& connection) {
-    SqliteQuery query(connection, statementsOf(table).load);
-    if (bindKey(query, table, key) && query.step()) {
-      loaded.rows.push_back({query.text(0), query.text(1)});
-    }
-  });
-  return loaded;
-}
-
-DocumentStore::Loaded SqliteStore::loadAll(Table table) {
-  Loaded loaded;
-  loaded.status = run("loadAll", [&](SqliteConnection& connection) {
-    SqliteQuery query(connection, statementsOf(table).loadAll);
-    while (query.step()) {
-      loaded.rows.push_back({query.text(0), query.text(1)});
-    }
-  });
+  loaded.status = run(operation, [&](SqliteConnection& connection) { read(connection, loaded.rows); });
   if (loaded.status != Status::ok) {
     loaded.rows.clear();
   }
   return loaded;
+}
+
+DocumentStore::Loaded SqliteStore::load(Table table, std::string_view key) {
+  return load("load", [&](SqliteConnection& connection, std::vector<StoredRow>& rows) {
+    SqliteQuery query(connection, statementsOf(table).load);
+    if (bindKey(query, 1, table, key)) read(query, rows);
+  });
+}
+
+DocumentStore::Loaded SqliteStore::loadAfter(Table table, const std::optional<std::string>& after, std::size_t most) {
+  return load("loadAfter", [&](SqliteConnection& connection, std::vector<StoredRow>& rows) {
+    SqliteQuery query(connection, after ? statementsOf(table).loadAfter : statementsOf(table).loadFirst);
+    constexpr auto kMost = static_cast<std::size_t>(std::numeric_limits<std::int64_t>::max());
+    query.bind(1, static_cast<std::int64_t>(std::min(most, kMost)));
+    if (!after || bindKey(query, 2, table, *after)) read(query, rows);
+  });
+}
+
+DocumentStore::Loaded SqliteStore::loadLast(Table table) {
+  return load("loadLast", [&](SqliteConnection& connection, std::vector<StoredRow>& rows) {
+    SqliteQuery query(connection, statementsOf(table).loadLast);
+    read(query, rows);
+  });
 }
 
 DocumentStore::Status SqliteStore::commit(std::span<const Write> writes) {
@@ -188,7 +216,12 @@ void SqliteStore::open() {
     throw SqliteError(SQLITE_ERROR, "no write-ahead log is possible here");
   }
   if (version < kSchemaVersion) {
-    connection->execute(kSchema);
+    SqliteTransaction transaction(*connection);
+    const auto found = schemaVersion(*connection);  // another process may have been first
+    if (found == 0) connection->execute(kTables);
+    if (found == 1) connection->execute(kTablesOfVersion1);
+    if (found < kSchemaVersion) connection->execute(kView);
+    transaction.commit();
     maintainAbove_ = 0;  // the first commit asks for the sync of what was created
   }
   // Takes the place of SQLite's own hook, which checkpoints on the committing thread.
@@ -279,7 +312,7 @@ bool SqliteStore::emptyLog() {
       if (generation_ != generation) {
         return false;
       }
-      reader.execute("BEGIN; SELECT 1 FROM documents LIMIT 1");
+      reader.execute("BEGIN; SELECT 1 FROM document LIMIT 1");
       logPages = logPages_;
     }
     const bool copied = checkpointer.checkpoint(SQLITE_CHECKPOINT_PASSIVE);

@@ -16,9 +16,9 @@ class SqliteConnection;
 class SqliteError;
 
 /// The document store in a folder of the device: "ZULLocalDB.sqlite" with its write-ahead log, readable
-/// with the sqlite3 shell at any time. Nothing is opened before the first call. Any thread may call
-/// anything; one mutex guards the connection. The journal's keys are decimal 64-bit integers, written as
-/// std::to_string does, and ordered as numbers.
+/// with the sqlite3 shell at any time: what the shell knows as `documents` is a view that shows the queue's rows
+/// as the document "Json", too. Nothing is opened before the first call. Any thread may call anything; one mutex
+/// guards the connection. The queue's keys are written as std::to_string does.
 ///
 /// A commit appends to the log and never waits for the disk: what it wrote survives the death of the
 /// process, and a power cut takes back the latest commits whole. For that SQLite must never restart the
@@ -44,13 +44,16 @@ class SqliteStore final : public DocumentStore {
   SqliteStore& operator=(const SqliteStore&) = delete;
 
   Loaded load(Table table, std::string_view key) override;
-  Loaded loadAll(Table table) override;
+  Loaded loadAfter(Table table, const std::optional<std::string>& after, std::size_t most) override;
+  Loaded loadLast(Table table) override;
   Status commit(std::span<const Write> writes) override;
   bool needsMaintenance() const override;
   void maintain() override;
   std::string lastError() const override;
 
  private:
+  template <typename Read>
+  Loaded load(const char* operation, Read read);
   template <typename Work>
   Status run(const char* operation, Work work);
   void open();

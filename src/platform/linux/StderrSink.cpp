@@ -38,8 +38,8 @@ void writeWithoutSignal(std::string_view line) noexcept {
   const bool hasReader = writeAll(line);
   if (wasPending) return;
   if (!hasReader) {
-    constexpr timespec atOnce{};
-    while (sigtimedwait(&pipe, nullptr, &atOnce) < 0 && errno == EINTR) {
+    constexpr timespec kAtOnce{};
+    while (sigtimedwait(&pipe, nullptr, &kAtOnce) < 0 && errno == EINTR) {
     }
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);

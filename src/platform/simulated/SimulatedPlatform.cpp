@@ -30,19 +30,21 @@ SimulatedPlatform::SimulatedPlatform()
       device(std::make_shared<SimulatedDevice>()),
       reachability(std::make_shared<SimulatedReachability>()),
       userDefaults(std::make_shared<SimulatedUserDefaults>()),
-      log(std::make_shared<MemoryLog>()) {}
+      log(std::make_shared<MemoryLog>()),
+      lifeCycle(std::make_shared<HostLifeCycle>()) {}
 
 Platform SimulatedPlatform::platform() const {
-  Platform platform;
-  platform.clock = clock;
-  platform.dispatcher = dispatcher;
-  platform.store = store;
-  platform.http = http;
-  platform.bundle = bundle;
-  platform.device = device;
-  platform.reachability = reachability;
-  platform.userDefaults = userDefaults;
-  platform.log = log;
+  Platform platform = {.clock = clock,
+                       .dispatcher = dispatcher,
+                       .store = store,
+                       .http = http,
+                       .bundle = bundle,
+                       .reachability = reachability,
+                       .device = device,
+                       .userDefaults = userDefaults,
+                       .log = log,
+                       .lifeCycle = lifeCycle,
+                       .deployment = {}};
   platform.deployment.collectorBaseUrl = "https://collector.test";
   platform.deployment.appStoreLookupHost = "lookup.test";
   return platform;

@@ -12,6 +12,7 @@
 #include "zul/Platform.h"
 #include "zul/platform/Bundle.h"
 #include "zul/platform/Device.h"
+#include "zul/platform/LifeCycle.h"
 #include "zul/platform/LogSink.h"
 #include "zul/platform/Reachability.h"
 #include "zul/platform/UserDefaults.h"
@@ -30,9 +31,18 @@ class SimulatedBundle final : public Bundle {
 
 class SimulatedDevice final : public Device {
  public:
-  std::shared_ptr<const DeviceValues> read() override { return std::make_shared<DeviceValues>(values); }
+  /// The portions together.
+  struct Values : SystemValues, PlaceValues, AdvertisingValues {};
 
-  DeviceValues values;
+  SystemValues system() override { return values; }
+  PlaceValues place() override {
+    ++placeReads;
+    return values;
+  }
+  AdvertisingValues advertising() override { return values; }
+
+  Values values;
+  int placeReads = 0;  ///< how often anything was read that takes consent
 };
 
 class SimulatedReachability final : public Reachability {
@@ -76,6 +86,7 @@ struct SimulatedPlatform {
   std::shared_ptr<SimulatedReachability> reachability;
   std::shared_ptr<SimulatedUserDefaults> userDefaults;
   std::shared_ptr<MemoryLog> log;
+  std::shared_ptr<HostLifeCycle> lifeCycle;
 
   /// What a library takes.
   Platform platform() const;

@@ -1,11 +1,20 @@
 #include "SimulatedStore.h"
 
+#include <cstdlib>
+
 namespace zul::platform {
+
+bool SimulatedStore::Order::operator()(const std::string& a, const std::string& b) const {
+  if (!numeric) return a < b;
+  const auto x = std::strtoll(a.c_str(), nullptr, 10);
+  const auto y = std::strtoll(b.c_str(), nullptr, 10);
+  return x < y;
+}
 
 bool SimulatedStore::foundDamaged() {
   if (!damaged_) return false;
   damaged_ = false;
-  tables_ = {};
+  for (auto& table : tables_) table.clear();
   return true;
 }
 
@@ -18,12 +27,22 @@ DocumentStore::Loaded SimulatedStore::load(Table table, std::string_view key) {
   return {Status::ok, {{row->first, row->second}}};
 }
 
-DocumentStore::Loaded SimulatedStore::loadAll(Table table) {
+DocumentStore::Loaded SimulatedStore::loadAfter(Table table, const std::optional<std::string>& after,
+                                                std::size_t most) {
   if (foundDamaged()) return {Status::corrupt, {}};
   if (unreadable_) return {Status::failed, {}};
   Loaded loaded;
-  for (const auto& [key, text] : rows(table)) loaded.rows.push_back({key, text});
+  auto row = after ? rows(table).upper_bound(*after) : rows(table).begin();
+  for (; row != rows(table).end() && loaded.rows.size() < most; ++row) loaded.rows.push_back({row->first, row->second});
   return loaded;
+}
+
+DocumentStore::Loaded SimulatedStore::loadLast(Table table) {
+  if (foundDamaged()) return {Status::corrupt, {}};
+  if (unreadable_) return {Status::failed, {}};
+  if (rows(table).empty()) return {};
+  const auto& [key, text] = *rows(table).rbegin();
+  return {Status::ok, {{key, text}}};
 }
 
 DocumentStore::Status SimulatedStore::commit(std::span<const Write> writes) {

@@ -13,9 +13,13 @@ namespace zul::platform {
 class SimulatedStore final : public DocumentStore {
  public:
   Loaded load(Table table, std::string_view key) override;
-  Loaded loadAll(Table table) override;
+  Loaded loadAfter(Table table, const std::optional<std::string>& after, std::size_t most) override;
+  Loaded loadLast(Table table) override;
   Status commit(std::span<const Write> writes) override;
   std::string lastError() const override { return failing_ ? "disk full" : ""; }
+
+  /// Writes a row, as another program would.
+  void put(Table table, const std::string& key, const std::string& text) { rows(table)[key] = text; }
 
   /// From now on commits fail, or work again.
   void setFailing(bool failing) { failing_ = failing; }
@@ -31,18 +35,17 @@ class SimulatedStore final : public DocumentStore {
   std::uint64_t loads() const { return loads_; }
 
  private:
-  // The journal's keys are numbers and ordered as such.
+  // The queue's keys are numbers and ordered as such.
   struct Order {
-    bool operator()(const std::string& a, const std::string& b) const {
-      return a.size() != b.size() ? a.size() < b.size() : a < b;
-    }
+    bool numeric = false;
+    bool operator()(const std::string& a, const std::string& b) const;
   };
   using Rows = std::map<std::string, std::string, Order>;
 
   bool foundDamaged();
   Rows& rows(Table table) { return tables_[static_cast<std::size_t>(table)]; }
 
-  std::array<Rows, 3> tables_;
+  std::array<Rows, 3> tables_ = {Rows(), Rows(Order{true}), Rows()};  // by Table
   bool failing_ = false;
   bool unreadable_ = false;
   bool damaged_ = false;

@@ -44,7 +44,6 @@ class MutableDocument {
   std::optional<std::string> stringForKey(std::string_view key) const;
   std::int64_t integerForKey(std::string_view key) const noexcept;
   std::optional<double> numberForKey(std::string_view key) const noexcept;
-  bool isEmpty() const noexcept { return members_.empty(); }
 
   void setString(const std::optional<std::string>& value, std::string_view key);
   void setInteger(std::int64_t value, std::string_view key) { members_[key] = value; }

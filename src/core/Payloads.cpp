@@ -1,0 +1,69 @@
+#include "Payloads.h"
+
+#include <utility>
+
+#include "Json.h"
+#include "SessionPayload.h"
+#include "SessionRecord.h"
+#include "zul/CustomWKWebViewConfiguration.h"
+
+namespace zul {
+
+Payloads::Payloads(SessionRecord& record, const CustomWKWebViewConfiguration& webView, Log log)
+    : record_(record), webView_(webView), log_(std::move(log)) {}
+
+Payloads::Payload Payloads::createSessionJson() {
+  PayloadExtras extras;
+  {
+    const MutexLock lock(mutex_);
+    extras = extras_;
+  }
+  extras.clientUserAgent = webView_.clientUserAgent();
+  const auto session = std::make_shared<const std::string>(sessionPayload(*record_.sharedInstance(), extras));
+  if (*session != "{}") {
+    log_.debug("================self.sessionJsonDict=================== :" + *session, ZUL_HERE);
+  }
+  const MutexLock lock(mutex_);
+  sessionJsonDict_ = session;
+  return session;
+}
+
+Payloads::Payload Payloads::createPageJson() {
+  auto session = createSessionJson();
+  std::optional<boost::json::object> pairs;
+  {
+    const MutexLock lock(mutex_);
+    pairs = tempPairingData_;
+  }
+  log_.debug("self.tempPairingData :" + (pairs ? json::text(*pairs) : "(null)"), ZUL_HERE);
+  if (!pairs || pairs->empty()) return session;
+  auto object = json::parseObject(*session).value_or(boost::json::object());
+  for (const auto& pair : *pairs) object[pair.key()] = pair.value();
+  const auto paired = std::make_shared<const std::string>(json::text(object));
+  const MutexLock lock(mutex_);
+  sessionJsonDict_ = paired;
+  return paired;
+}
+
+Payloads::Payload Payloads::sessionJsonDict() const {
+  const MutexLock lock(mutex_);
+  return sessionJsonDict_;
+}
+
+Payloads::Payload Payloads::entireJson() const {
+  const MutexLock lock(mutex_);
+  return entireJson_;
+}
+
+void Payloads::setEntireJson(Payload payload) {
+  const MutexLock lock(mutex_);
+  entireJson_.swap(payload);
+}
+
+void Payloads::setTempPairingData(const std::optional<Dictionary>& pairs) {
+  auto members = pairs ? std::optional(DictionaryAccess::object(*pairs)) : std::nullopt;
+  const MutexLock lock(mutex_);
+  tempPairingData_.swap(members);
+}
+
+}  // namespace zul

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <boost/json/object.hpp>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Fields.h"
+#include "Log.h"
+#include "Mutex.h"
+#include "zul/Dictionary.h"
+
+namespace zul {
+
+class CustomWKWebViewConfiguration;
+class SessionRecord;
+
+/// Owns the payloads that are being prepared: builds them from the record and keeps the latest ones.
+///
+/// Any thread may call it. Values are replaced whole, so that a reader keeps what it took; the lock covers the
+/// exchange.
+class Payloads {
+ public:
+  /// The text of a session payload.
+  using Payload = std::shared_ptr<const std::string>;
+
+  Payloads(SessionRecord& record, const CustomWKWebViewConfiguration& webView, Log log);
+
+  /// Builds the session payload from the current record.
+  Payload createSessionJson();
+  /// The same with the pairing data in it.
+  Payload createPageJson();
+
+  /// The session payload that was built last; null before the first.
+  Payload sessionJsonDict() const;
+  /// The payload that is to be sent next, in its envelope {"SESSION": payload}; null stands for an empty dictionary.
+  Payload entireJson() const;
+  void setEntireJson(Payload payload);
+
+  /// Key/value pairs that page payloads carry.
+  void setTempPairingData(const std::optional<Dictionary>& pairs);
+
+ private:
+  SessionRecord& record_;
+  const CustomWKWebViewConfiguration& webView_;
+  const Log log_;
+
+  mutable Mutex mutex_;
+  Payload sessionJsonDict_ ZUL_GUARDED_BY(mutex_);
+  Payload entireJson_ ZUL_GUARDED_BY(mutex_);
+  std::optional<boost::json::object> tempPairingData_ ZUL_GUARDED_BY(mutex_) = boost::json::object();
+  PayloadExtras extras_ ZUL_GUARDED_BY(mutex_);
+};
+
+}  // namespace zul

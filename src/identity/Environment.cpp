@@ -1,0 +1,90 @@
+#include "Environment.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+
+#include "Json.h"
+#include "Keys.h"
+#include "LocalDB.h"
+#include "ZULReachability.h"
+#include "zul/platform/Bundle.h"
+#include "zul/platform/Clock.h"
+
+namespace zul {
+
+namespace {
+
+constexpr const char* kNotPermitted = "ANP";
+
+std::string upperCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+  return text;
+}
+
+}  // namespace
+
+Environment::Environment(const Sources& sources)
+    : sources_(sources),
+      ATTAuthStatus_(
+          sources.db->documentWithID(keys::attstatus::kDocument).integerForKey(keys::attstatus::kAttAuthStatus)),
+      system_(sources.device->system()),
+      place_(ATTAuthStatus_ == kAuthorized ? std::optional(sources.device->place()) : std::nullopt) {}
+
+std::string Environment::getLng() const {
+  if (!place_) return kNotPermitted;
+  if (place_->preferredLanguages.empty()) return {};
+  const auto& tag = place_->preferredLanguages.front();
+  return upperCase(tag.substr(0, tag.find('-')));
+}
+
+std::optional<std::string> Environment::getCntr() const {
+  if (!place_) return kNotPermitted;
+  const auto& carrier = place_->carrier;
+  const auto& code = carrier && carrier->isoCountryCode ? carrier->isoCountryCode : place_->countryCode;
+  return code ? std::optional(upperCase(*code)) : std::nullopt;
+}
+
+std::string Environment::getTz() const {
+  return place_ ? std::to_string(sources_.clock->secondsFromGmt() / 3600) : kNotPermitted;
+}
+std::string Environment::getOs() const {
+  return "iOS " + system_.systemVersion;
+}
+std::string Environment::getOsvr() const {
+  return system_.systemVersion;
+}
+std::string Environment::getSr() const {
+  if (!place_) return kNotPermitted;
+  return fmt::format("{}*{}/{:.1f}", json::truncate(place_->screenWidth), json::truncate(place_->screenHeight),
+                     static_cast<float>(place_->screenScale));
+}
+std::string Environment::getPhone() const {
+  return place_ ? place_->model : kNotPermitted;
+}
+std::optional<std::string> Environment::getApVr() const {
+  return sources_.bundle->infoDictionary().string("CFBundleShortVersionString");
+}
+std::optional<std::string> Environment::getCari() const {
+  if (!place_) return kNotPermitted;
+  return place_->carrier ? place_->carrier->name : std::optional<std::string>("ios");
+}
+
+Sender Environment::sender() const {
+  const auto appInfo = sources_.db->documentWithID(keys::appinfo::kDocument);
+  return {getPhone(), getOs(), appInfo.stringForKey(keys::appinfo::kAccessToken)};
+}
+
+std::int64_t Environment::getIsWifi() const {
+  switch (sources_.reachability->isConnectedToNetworkOfType()) {
+    case 0:
+      return 1;
+    case 1:
+      return 2;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace zul

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <boost/json/value.hpp>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Log.h"
+
+namespace zul {
+
+class LocalDB;
+struct Deployment;
+namespace platform {
+class Bundle;
+class Device;
+class HttpClient;
+}  // namespace platform
+
+/// Who this device, this installation and this application are, as one record tells it.
+struct Identity {
+  std::optional<std::string> advtId;  ///< advertising identifier
+  std::int64_t advtFlag = 0;          ///< 1: advertising tracking is off
+  std::string keychainUUID;
+  std::string uuid;  ///< of the installation
+  std::string vendorId;
+  std::string pkg;           ///< bundle identifier
+  boost::json::value appId;  ///< in the app store: text or number; null for none
+  std::string ip;            ///< "0.0.0.0" without an address
+};
+
+/// Owns the identifiers: reads them from the device and from the document "Identify", and stores what is new.
+/// Any thread may call it.
+class Identifiers {
+ public:
+  Identifiers(LocalDB& db, std::shared_ptr<platform::Device> device, std::shared_ptr<platform::Bundle> bundle,
+              std::shared_ptr<platform::HttpClient> http, const Deployment& deployment, Log log);
+
+  /// Brings all of them up to date and stores them. Without a stored application id this waits for the app store, at
+  /// most 60 seconds, on the calling thread and without a lock.
+  [[nodiscard]] Identity refresh();
+
+  /// The stored install UUID, or a new random one, which is not stored.
+  std::string getUUID() const;
+  /// The vendor identifier as it is reported.
+  std::string getVendorId() const;
+  /// The advertising identifier; none when the device gives the all-zero one.
+  std::optional<std::string> getIdfa() const;
+  /// The stored application id; where there is none, what the app store answers: a number, or null.
+  boost::json::value getAppId(const std::string& pkg) const;
+
+ private:
+  boost::json::value lookUpAppId(const std::string& pkg) const;
+
+  LocalDB& db_;
+  const std::shared_ptr<platform::Device> device_;
+  const std::shared_ptr<platform::Bundle> bundle_;
+  const std::shared_ptr<platform::HttpClient> http_;
+  const std::string lookupHost_;
+  const Log log_;
+};
+
+}  // namespace zul

@@ -1,0 +1,447 @@
+#include "Fields.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "Keys.h"
+
+namespace zul {
+
+namespace {
+
+using namespace keys;
+using S = SessionJson;
+using X = PayloadExtras;
+
+constexpr std::string_view kEmpty = "";
+constexpr std::string_view kNo = "N";
+constexpr std::int64_t kOne = 1;
+
+constexpr Field kept(From from, std::string_view name, const Member& member, Sent sent, std::string_view document,
+                     std::string_view key, std::string_view meaning, WhenAbsent whenAbsent = {}) {
+  return {name, name, member, from, sent, document, key, whenAbsent, meaning};
+}
+constexpr Field stored(std::string_view name, const Member& member, Sent sent, std::string_view document,
+                       std::string_view key, std::string_view meaning, WhenAbsent whenAbsent = {}) {
+  return kept(From::store, name, member, sent, document, key, meaning, whenAbsent);
+}
+constexpr Field field(From from, std::string_view name, const Member& member, Sent sent, std::string_view meaning) {
+  return kept(from, name, member, sent, {}, {}, meaning);
+}
+constexpr Field sentAs(std::string_view payloadKey, Field field) {
+  field.payloadKey = payloadKey;
+  return field;
+}
+
+// The three fields of a campaign slot, which are read from the keys of slot `from`.
+#define ZUL_SLOT(n, from)                                                                                         \
+  stored("inrc" #n, at<&S::inrc, n - 1, &S::CampaignSlot::inrc>, Sent::whenSet, campaign::kDocument,              \
+         campaign::kInrc[from - 1], "id of internal campaign " #n),                                               \
+      stored("inrcTime" #n, at<&S::inrc, n - 1, &S::CampaignSlot::inrcTime>, Sent::withText, campaign::kDocument, \
+             campaign::kInrcTime[from - 1], "when internal campaign " #n " was set, ms since 1970"),              \
+      stored("inrcDt" #n, at<&S::inrc, n - 1, &S::CampaignSlot::inrcDt>, Sent::withText, campaign::kDocument,     \
+             campaign::kInrcDt[from - 1], "days for which internal campaign " #n " counts")
+
+constexpr Field kFields[] = {
+    // Library
+    field(From::computed, "sdk_version", at<&S::sdk_version>, Sent::inSession, "version of the library"),
+    field(From::computed, "dSource", at<&S::dSource>, Sent::whenSet, "what reports: always SDK"),
+
+    // Service settings
+    field(From::computed, "_qzhst", at<&S::_qzhst>, Sent::whenSet, "the collector's base URL"),
+    stored("_qzno", at<&S::_qzno>, Sent::always, appinfo::kDocument, appinfo::kServiceNumber, "service number"),
+    stored("_qzUdays", at<&S::_qzUdays>, Sent::always, appinfo::kDocument, appinfo::kExpireDate,
+           "days in which visits and purchases are counted together"),
+    stored("_qzDebug", at<&S::_qzDebug>, Sent::always, appinfo::kDocument, appinfo::kIsDebug,
+           "whether the service is being debugged"),
+    stored("_qzUseRetention", at<&S::_qzUseRetention>, Sent::always, appinfo::kDocument, appinfo::kIsInstallRetention,
+           "whether the service measures retention"),
+    stored("_qzUseFingerPrint", at<&S::_qzUseFingerPrint>, Sent::always, appinfo::kDocument, appinfo::kIsFingerPrint,
+           "whether the service attributes by fingerprint"),
+    stored("_accessToken", at<&S::_accessToken>, Sent::whenSet, appinfo::kDocument, appinfo::kAccessToken,
+           "token that lets this application report"),
+    stored("useMode", at<&S::useMode>, Sent::always, appinfo::kDocument, appinfo::kUseMode,
+           "1, 2: full payload; 3: reduced, offline; any other: none"),
+
+    // Member profile
+    stored("mbr", at<&S::mbr>, Sent::whenSet, user::kDocument, user::kMember,
+           "member flag or type, as the host defines it"),
+    stored("sx", at<&S::sx>, Sent::whenSet, user::kDocument, user::kGender, "gender of the member"),
+    stored("ag", at<&S::ag>, Sent::whenSet, user::kDocument, user::kAge, "age or age band of the member"),
+    stored("ut1", at<&S::ut, 0>, Sent::whenSet, user::kDocument, user::kAttribute[0],
+           "the host's attribute 1 of the member"),
+    stored("ut2", at<&S::ut, 1>, Sent::whenSet, user::kDocument, user::kAttribute[1],
+           "the host's attribute 2 of the member"),
+    stored("ut3", at<&S::ut, 2>, Sent::whenSet, user::kDocument, user::kAttribute[2],
+           "the host's attribute 3 of the member"),
+    stored("ut4", at<&S::ut, 3>, Sent::whenSet, user::kDocument, user::kAttribute[3],
+           "the host's attribute 4 of the member"),
+    stored("ut5", at<&S::ut, 4>, Sent::whenSet, user::kDocument, user::kAttribute[4],
+           "the host's attribute 5 of the member"),
+    stored("mbl", at<&S::mbl>, Sent::whenSet, user::kDocument, user::kMemberGrade, "grade of the member"),
+    stored("mbid", at<&S::mbid>, Sent::whenSet, user::kDocument, user::kMemberId, "id of the member"),
+    stored("isLogin", at<&S::isLogin>, Sent::whenSet, user::kDocument, user::kIsLogin, "Y while a member is logged in"),
+    stored("loginTp", at<&S::loginTp>, Sent::whenSet, user::kDocument, user::kLoginTp, "how the member logged in"),
+    stored("signupTp", at<&S::signupTp>, Sent::whenSet, user::kDocument, user::kSignupTp, "how the member signed up"),
+
+    // Device environment
+    field(From::device, "lng", at<&S::lng>, Sent::whenSet, "language, upper case; ANP without consent"),
+    field(From::device, "cntr", at<&S::cntr>, Sent::whenSet, "country, upper case; ANP without consent"),
+    field(From::identity, "ip", at<&S::ip>, Sent::never, "address of the first network interface"),
+    field(From::device, "tz", at<&S::tz>, Sent::whenSet, "whole hours east of GMT; ANP without consent"),
+    field(From::device, "os", at<&S::os>, Sent::whenSet, "system and its version"),
+    field(From::device, "osvr", at<&S::osvr>, Sent::whenSet, "version of the system"),
+    field(From::device, "sr", at<&S::sr>, Sent::whenSet, "screen: width*height/scale; ANP without consent"),
+    field(From::device, "phone", at<&S::phone>, Sent::whenSet, "model of the device; ANP without consent"),
+    field(From::device, "apVr", at<&S::apVr>, Sent::whenSet, "version of the application"),
+    field(From::event, "gps", at<&S::gps>, Sent::whenSet, "whether positioning is on, as the host told"),
+    field(From::device, "cari", at<&S::cari>, Sent::whenSet, "carrier, ios without one; ANP without consent"),
+    field(From::device, "plat", at<&S::plat>, Sent::whenSet, "platform: always IOS"),
+    field(From::device, "isWifi", at<&S::isWifi>, Sent::asReal, "2 Wi-Fi or cable, 1 cellular, 0 no network"),
+    field(From::event, "inch", at<&S::inch>, Sent::always, "diagonal of the screen in inches"),
+
+    // Identifiers
+    field(From::identity, "advtId", at<&S::advtId>, Sent::whenSet, "advertising identifier"),
+    sentAs("uptAfV", field(From::event, "uptAfv", at<&S::uptAfv>, Sent::whenSet,
+                           "Y when an advertising identifier was seen for the first time")),
+    field(From::identity, "keychainUUID", at<&S::keychainUUID>, Sent::whenSet,
+          "identifier of the device that survives a reinstall"),
+    field(From::event, "imei", at<&S::imei>, Sent::never, "not filled"),
+    kept(From::identity, "vendorId", at<&S::vendorId>, Sent::whenSet, identify::kDocument, identify::kVendorId,
+         "identifier of the device for this vendor"),
+    kept(From::identity, "uuid", at<&S::uuid>, Sent::whenSet, identify::kDocument, identify::kUuid,
+         "identifier of this installation"),
+    field(From::event, "aidChange", at<&S::aidChange>, Sent::whenSet, "Y when the advertising identifier has changed"),
+    kept(From::computed, "buildMode", at<&S::buildMode>, Sent::whenSet, identify::kDocument, identify::kBuildMode,
+         "dev for a development build, else prod"),
+    kept(From::identity, "pkg", at<&S::pkg>, Sent::whenSet, identify::kDocument, identify::kPkgname,
+         "bundle identifier of the application"),
+    kept(From::identity, "appId", at<&S::appId>, Sent::whenSet, identify::kDocument, identify::kAppId,
+         "the application's id in the app store"),
+    stored("sid", at<&S::sid>, Sent::whenSet, identify::kDocument, identify::kSid, "identifier of the session"),
+    field(From::identity, "advtFlag", at<&S::advtFlag>, Sent::always, "1 when advertising tracking is off"),
+
+    // Visits. A new install is on its first visit, whatever the store says of it
+    stored("udVt", at<&S::udVt>, Sent::always, behavior::kDocument, behavior::kUserCriteriaVisit,
+           "visits within the counting period", kOne),
+    stored("ltvt", at<&S::ltvt>, Sent::always, behavior::kDocument, behavior::kLifeCriteriaVisit,
+           "visits since the install", kOne),
+    stored("ltVi", at<&S::ltVi>, Sent::always, behavior::kDocument, behavior::kLifeVisitInterval,
+           "sum of the days between visits"),
+    stored("pageKey", at<&S::pageKey>, Sent::always, behavior::kDocument, behavior::kPageKey, "number of the page"),
+    stored("vtTz", at<&S::vtTz>, Sent::always, behavior::kDocument, behavior::kVtTz,
+           "begin of the visit, ms since 1970 by the network clock"),
+    stored("isVisitNew", at<&S::isVisitNew>, Sent::whenSet, behavior::kDocument, behavior::kVisitNew,
+           "Y until the visit has been reported"),
+    stored("isDf", at<&S::isDf>, Sent::whenSet, behavior::kDocument, behavior::kDailyUnique,
+           "Y for the first visit of a day"),
+    stored("isWf", at<&S::isWf>, Sent::whenSet, behavior::kDocument, behavior::kWeeklyUnique,
+           "Y for the first visit of a week from Sunday to Saturday"),
+    stored("isMf", at<&S::isMf>, Sent::whenSet, behavior::kDocument, behavior::kMonthlyUnique,
+           "Y for the first visit of a month"),
+    stored("isWfUs", at<&S::isWfUs>, Sent::whenSet, behavior::kDocument, behavior::kWeeklyUnique2,
+           "Y for the first visit of a week from Monday to Sunday"),
+    kept(From::event, "piTrace", at<&S::piTrace>, Sent::never, behavior::kDocument, behavior::kPiTrace,
+         "trail of the pages seen, separated by |"),
+
+    // Purchases. csRvnVs is not read back: every record starts it at 0
+    stored("udRvnc", at<&S::udRvnc>, Sent::always, behavior::kDocument, behavior::kUserCriteriaPurchase,
+           "purchases within the counting period"),
+    stored("ltRvnc", at<&S::ltRvnc>, Sent::always, behavior::kDocument, behavior::kLifeCriteriaPurchase,
+           "purchases since the install"),
+    field(From::event, "csRvnVs", at<&S::csRvnVs>, Sent::always, "seconds from the begin of the visit to the purchase"),
+    stored("ltrvni", at<&S::ltrvni>, Sent::always, behavior::kDocument, behavior::kLifePurchaseInterval,
+           "days between purchases"),
+    stored("ltRvnVt", at<&S::ltRvnVt>, Sent::always, behavior::kDocument, behavior::kSpendingVisitToPurchase,
+           "visits before the purchase", kOne),
+    stored("ltrvn", at<&S::ltrvn>, Sent::always, behavior::kDocument, behavior::kLifePurchaseAmount,
+           "amount of all purchases"),
+    sentAs("lastOrdNo", stored("lastOrderNo", at<&S::lastOrderNo>, Sent::whenNotEmpty, behavior::kDocument,
+                               behavior::kLastPurchaseNo, "number of the last order", kEmpty)),
+    stored("firstOrd", at<&S::firstOrd>, Sent::whenSet, behavior::kDocument, behavior::kIsFirstPurchase,
+           "Y for the first purchase", kNo),
+
+    // Send state
+    field(From::event, "isSFail", at<&S::isSFail>, Sent::whenSet, "not filled"),
+
+    // Deep-link attribution
+    stored("qzs", at<&S::qzs>, Sent::whenSet, deeplink::kDocument, deeplink::kQzs,
+           "source of the latest campaign link"),
+    stored("qzm", at<&S::qzm>, Sent::whenSet, deeplink::kDocument, deeplink::kQzm,
+           "medium of the latest campaign link"),
+    stored("qzc", at<&S::qzc>, Sent::whenSet, deeplink::kDocument, deeplink::kQzc,
+           "campaign of the latest campaign link"),
+    stored("qzw", at<&S::qzw>, Sent::whenSet, deeplink::kDocument, deeplink::kQzw, "word of the latest campaign link"),
+    stored("qzaffid", at<&S::qzaffid>, Sent::whenSet, deeplink::kDocument, deeplink::kQzaffid,
+           "affiliate of the latest campaign link"),
+    stored("qzbffid", at<&S::qzbffid>, Sent::whenSet, deeplink::kDocument, deeplink::kQzbffid,
+           "sub-affiliate of the latest campaign link"),
+    stored("qzref", at<&S::qzref>, Sent::whenSet, deeplink::kDocument, deeplink::kQzref,
+           "referrer of the latest campaign link"),
+    stored("isDrUpdate", at<&S::isDrUpdate>, Sent::whenSet, deeplink::kDocument, deeplink::kIsDrUpdate,
+           "Y until a new campaign link has been reported"),
+    stored("openDl", at<&S::openDl>, Sent::whenSet, deeplink::kDocument, deeplink::kOpenDl,
+           "the deep link that opened the application, whole"),
+    stored("latestGcmpid", at<&S::latestGcmpid>, Sent::whenSet, deeplink::kDocument, deeplink::kLatestGcmpid,
+           "latest campaign id"),
+    stored("qzp", at<&S::qzp>, Sent::whenNonZero, deeplink::kDocument, deeplink::kQzp,
+           "validity of the latest campaign link"),
+    stored("qzclkTime", at<&S::qzclkTime>, Sent::whenNonZero, deeplink::kDocument, deeplink::kQzclkTime,
+           "click on the latest campaign link, ms since 1970"),
+
+    // Install referrer
+    stored("its", at<&S::its>, Sent::whenSet, installreferrer::kDocument, installreferrer::kIts,
+           "source that the install is attributed to"),
+    stored("itm", at<&S::itm>, Sent::whenSet, installreferrer::kDocument, installreferrer::kItm,
+           "medium that the install is attributed to"),
+    stored("itc", at<&S::itc>, Sent::whenSet, installreferrer::kDocument, installreferrer::kItc,
+           "campaign that the install is attributed to"),
+    stored("itw", at<&S::itw>, Sent::whenSet, installreferrer::kDocument, installreferrer::kItw,
+           "word that the install is attributed to"),
+    stored("itaffid", at<&S::itaffid>, Sent::whenSet, installreferrer::kDocument, installreferrer::kItaffid,
+           "affiliate that the install is attributed to"),
+    stored("itbffid", at<&S::itbffid>, Sent::whenSet, installreferrer::kDocument, installreferrer::kItbffid,
+           "sub-affiliate that the install is attributed to"),
+    stored("installReferrer", at<&S::installReferrer>, Sent::whenSet, installreferrer::kDocument,
+           installreferrer::kInstallReferrer, "referrer that the install is attributed to"),
+    stored("isIrUpdate", at<&S::isIrUpdate>, Sent::whenSet, installreferrer::kDocument, installreferrer::kIsIrUpdate,
+           "Y until a new install referrer has been reported"),
+    stored("itp", at<&S::itp>, Sent::whenNonZero, installreferrer::kDocument, installreferrer::kItp,
+           "validity of the install referrer"),
+    stored("itclkTime", at<&S::itclkTime>, Sent::whenNonZero, installreferrer::kDocument, installreferrer::kItclkTime,
+           "click that led to the install, ms since 1970"),
+    stored("installTime", at<&S::installTime>, Sent::always, install::kDocument, install::kInstallTime,
+           "the install, ms since 1970"),
+
+    // Push. The record reads "pushExpireTime", and not the "pushExpiredTime" that others write
+    stored("pushtk", at<&S::pushtk>, Sent::whenSet, notification::kDocument, notification::kPushtk, "push token"),
+    stored("pushNo", at<&S::pushNo>, Sent::whenSet, notification::kDocument, notification::kPushId,
+           "the push that was opened"),
+    stored("pushTitle", at<&S::pushTitle>, Sent::whenSet, notification::kDocument, notification::kPushTitle,
+           "its title"),
+    field(From::event, "saveToken", at<&S::saveToken>, Sent::whenSet, "Y until a new push token has been reported"),
+    stored("pushCkTime", at<&S::pushCkTime>, Sent::always, notification::kDocument, notification::kPushCkTime,
+           "when it was opened, ms since 1970"),
+    stored("pushPeriod", at<&S::pushPeriod>, Sent::always, notification::kDocument, notification::kPushPeriod,
+           "days for which it counts"),
+    stored("pushExpiredTime", at<&S::pushExpiredTime>, Sent::always, notification::kDocument,
+           notification::kPushExpireTime, "when it stops to count"),
+
+    // Clock
+    field(From::event, "networkTime", at<&S::networkTime>, Sent::never, "not filled"),
+    field(From::event, "deviceTime", at<&S::deviceTime>, Sent::never, "not filled"),
+    field(From::event, "timeOffset", at<&S::timeOffset>, Sent::never, "not filled"),
+
+    // In-app messages
+    stored("alreadySeenCampaignId", at<&S::alreadySeenCampaignId>, Sent::whenSet, inapp::kDocument,
+           inapp::kAlreadySeenCampaignId, "in-app campaign that was shown"),
+    stored("inamId", at<&S::inamId>, Sent::whenSet, inapp::kDocument, inapp::kInamId,
+           "in-app message that was clicked"),
+    stored("inamClkTime", at<&S::inamClkTime>, Sent::whenNonZero, inapp::kDocument, inapp::kInamClkTime,
+           "when, ms since 1970"),
+    stored("inamExpireTime", at<&S::inamExpireTime>, Sent::whenNonZero, inapp::kDocument, inapp::kInamExpireTime,
+           "when it stops to count, ms since 1970"),
+
+    // Tracking authorization and conversion values
+    field(From::event, "ATTAuthStatus", at<&S::ATTAuthStatus>, Sent::never, "not filled"),
+    stored("latestSkAdCurValue", at<&S::latestSkAdCurValue>, Sent::whenNonZero, skad::kDocument,
+           skad::kLatestSkAdCurValue, "latest conversion value"),
+
+    // Internal campaigns. Slot 2 is filled from slot 1's keys: a restarted record shows those until slot 2 is set again
+    ZUL_SLOT(1, 1),
+    ZUL_SLOT(2, 1),
+    ZUL_SLOT(3, 3),
+    ZUL_SLOT(4, 4),
+    ZUL_SLOT(5, 5),
+    ZUL_SLOT(6, 6),
+    ZUL_SLOT(7, 7),
+    ZUL_SLOT(8, 8),
+    ZUL_SLOT(9, 9),
+    ZUL_SLOT(10, 10),
+
+    // Beside the record
+    field(From::event, "sarInfo", at<&X::sarInfo>, Sent::whenSet, "what the search-ads attribution service answered"),
+    field(From::event, "AAATk", at<&X::AAATk>, Sent::whenSet, "token for search-ads attribution"),
+    field(From::event, "AAATktime", at<&X::AAATktime>, Sent::always, "when that was made, ms since 1970"),
+    field(From::event, "clientUserAgent", at<&X::clientUserAgent>, Sent::whenNotEmpty,
+          "user agent of the host's browser"),
+};
+
+#undef ZUL_SLOT
+
+// Spelling a name that is in no field does not compile: a throw is no constant expression.
+template <std::size_t count>
+consteval std::array<std::uint8_t, count> listed(const std::string_view (&names)[count]) {
+  static_assert(std::size(kFields) <= 256);
+  std::array<std::uint8_t, count> list{};
+  for (std::size_t n = 0; n < count; ++n) {
+    const auto* const found = std::find_if(std::begin(kFields), std::end(kFields),
+                                           [&](const Field& field) { return field.payloadKey == names[n]; });
+    if (found == std::end(kFields)) throw "no field has this name";
+    list[n] = static_cast<std::uint8_t>(found - std::begin(kFields));
+  }
+  return list;
+}
+
+constexpr auto kFull = listed({
+    "sdk_version",
+    "useMode",
+    "installTime",
+    "mbr",
+    "sx",
+    "ag",
+    "mbl",
+    "mbid",
+    "ut1",
+    "ut2",
+    "ut3",
+    "ut4",
+    "ut5",
+    "isLogin",
+    "loginTp",
+    "signupTp",
+    "cntr",
+    "lng",
+    "tz",
+    "os",
+    "osvr",
+    "sr",
+    "phone",
+    "apVr",
+    "cari",
+    "isWifi",
+    "plat",
+    "dSource",
+    "inch",
+    "buildMode",
+    "aidChange",
+    "pkg",
+    "appId",
+    "advtId",
+    "uuid",
+    "vendorId",
+    "advtFlag",
+    "uptAfV",
+    "keychainUUID",
+    "sid",
+    "isVisitNew",
+    "isDf",
+    "isWf",
+    "isMf",
+    "isWfUs",
+    "udVt",
+    "ltvt",
+    "ltVi",
+    "udRvnc",
+    "ltRvnc",
+    "csRvnVs",
+    "ltrvni",
+    "lastOrdNo",
+    "firstOrd",
+    "ltRvnVt",
+    "ltrvn",
+    "isSFail",
+    "pageKey",
+    "qzs",
+    "qzm",
+    "qzc",
+    "qzw",
+    "qzp",
+    "qzaffid",
+    "qzbffid",
+    "qzclkTime",
+    "qzref",
+    "isDrUpdate",
+    "openDl",
+    "latestGcmpid",
+    "its",
+    "itm",
+    "itc",
+    "itw",
+    "itp",
+    "itaffid",
+    "itbffid",
+    "itclkTime",
+    "installReferrer",
+    "isIrUpdate",
+    "pushtk",
+    "pushNo",
+    "pushCkTime",
+    "pushPeriod",
+    "pushTitle",
+    "saveToken",
+    "pushExpiredTime",
+    "_qzhst",
+    "_qzno",
+    "_qzUdays",
+    "_qzDebug",
+    "_qzUseRetention",
+    "_qzUseFingerPrint",
+    "_accessToken",
+    "vtTz",
+    "sarInfo",
+    "AAATk",
+    "AAATktime",
+    "inrc1",
+    "inrcTime1",
+    "inrcDt1",
+    "inrc2",
+    "inrcTime2",
+    "inrcDt2",
+    "inrc3",
+    "inrcTime3",
+    "inrcDt3",
+    "inrc4",
+    "inrcTime4",
+    "inrcDt4",
+    "inrc5",
+    "inrcTime5",
+    "inrcDt5",
+    "inrc6",
+    "inrcTime6",
+    "inrcDt6",
+    "inrc7",
+    "inrcTime7",
+    "inrcDt7",
+    "inrc8",
+    "inrcTime8",
+    "inrcDt8",
+    "inrc9",
+    "inrcTime9",
+    "inrcDt9",
+    "inrc10",
+    "inrcTime10",
+    "inrcDt10",
+    "alreadySeenCampaignId",
+    "inamId",
+    "inamClkTime",
+    "inamExpireTime",
+    "latestSkAdCurValue",
+    "clientUserAgent",
+});
+
+constexpr auto kReduced = listed({
+    "sdk_version", "isVisitNew", "useMode",  "_accessToken", "_qzhst", "_qzno", "_qzDebug",    "lng",      "cntr",
+    "tz",          "os",         "osvr",     "sr",           "phone",  "gps",   "cari",        "isWifi",   "plat",
+    "buildMode",   "aidChange",  "advtFlag", "dSource",      "apVr",   "appId", "advtId",      "vendorId", "uuid",
+    "sid",         "qzs",        "qzm",      "qzc",          "qzw",    "qzref", "installTime", "pushNo",
+});
+
+}  // namespace
+
+std::span<const Field> fields() {
+  return kFields;
+}
+
+std::span<const std::uint8_t> payloadFields(std::int64_t useMode) {
+  if (useMode == 1 || useMode == 2) return kFull;
+  if (useMode == 3) return kReduced;
+  return {};
+}
+
+const Field& fieldOf(const Member& member) {
+  return *std::find_if(std::begin(kFields), std::end(kFields),
+                       [&](const Field& field) { return field.member == member; });
+}
+
+}  // namespace zul

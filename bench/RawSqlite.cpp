@@ -10,10 +10,10 @@ namespace {
 
 constexpr const char* kTables =
     "BEGIN IMMEDIATE;"
-    "CREATE TABLE IF NOT EXISTS documents(id TEXT PRIMARY KEY NOT NULL, body TEXT NOT NULL);"
-    "CREATE TABLE IF NOT EXISTS journal(id INTEGER PRIMARY KEY, payload TEXT NOT NULL);"
+    "CREATE TABLE IF NOT EXISTS document(id TEXT PRIMARY KEY NOT NULL, body TEXT NOT NULL);"
+    "CREATE TABLE IF NOT EXISTS queue(id INTEGER PRIMARY KEY, payload TEXT NOT NULL);"
     "CREATE TABLE IF NOT EXISTS set_aside(id TEXT PRIMARY KEY NOT NULL, body TEXT NOT NULL);"
-    "PRAGMA user_version=1;"
+    "PRAGMA user_version=2;"
     "COMMIT";
 
 void bind(sqlite3_stmt* statement, int parameter, const std::string& text) {
@@ -43,7 +43,7 @@ RawSqlite::~RawSqlite() {
 void RawSqlite::commit(const Rows& documents) {
   if (begin_ == nullptr) {
     begin_ = prepare("BEGIN IMMEDIATE");
-    put_ = prepare("INSERT INTO documents(id, body) VALUES(?1, ?2) ON CONFLICT(id) DO UPDATE SET body=excluded.body");
+    put_ = prepare("INSERT INTO document(id, body) VALUES(?1, ?2) ON CONFLICT(id) DO UPDATE SET body=excluded.body");
     end_ = prepare("COMMIT");
   }
   run(begin_);
@@ -55,8 +55,19 @@ void RawSqlite::commit(const Rows& documents) {
   run(end_);
 }
 
+void RawSqlite::queue(const std::vector<std::string>& payloads) {
+  auto* const put = prepare("INSERT INTO queue(payload) VALUES(?1)");
+  execute("BEGIN IMMEDIATE");
+  for (const auto& payload : payloads) {
+    bind(put, 1, payload);
+    run(put);
+  }
+  execute("COMMIT");
+  sqlite3_finalize(put);
+}
+
 std::size_t RawSqlite::read(const std::vector<std::string>& documents) {
-  if (get_ == nullptr) get_ = prepare("SELECT body FROM documents WHERE id=?1");
+  if (get_ == nullptr) get_ = prepare("SELECT body FROM document WHERE id=?1");
   std::size_t size = 0;
   for (const auto& id : documents) {
     bind(get_, 1, id);

@@ -24,6 +24,9 @@ class RawSqlite {
   /// Puts documents in one commit.
   void commit(const Rows& documents);
 
+  /// Puts payloads behind those that are queued, in one commit.
+  void queue(const std::vector<std::string>& payloads);
+
   /// The bytes in the bodies of the documents.
   std::size_t read(const std::vector<std::string>& documents);
 

@@ -159,13 +159,9 @@ void Seed::writeBundle(const std::string& folder) {
 
 void Seed::writeStore(const std::string& folder, int queued) {
   std::filesystem::create_directories(folder);
-  auto rows = documents();
-  if (queued > 0) {
-    std::string queue;
-    for (const auto& payload : payloads(queued)) queue += (queue.empty() ? "[" : ",") + payload;
-    rows.emplace_back("Json", json::text(boost::json::object{{"QueueJsonList", queue + "]"}}));
-  }
-  RawSqlite(folder + "/ZULLocalDB.sqlite").commit(rows);
+  RawSqlite store(folder + "/ZULLocalDB.sqlite");
+  store.commit(documents());
+  if (queued > 0) store.queue(payloads(queued));
 }
 
 std::vector<std::string> Seed::payloads(int count) {

@@ -46,7 +46,6 @@ class RealPhone {
   boost::json::object document(const std::string& id) const;
   /// The events that are stored for the next upload, in order; sessions without an event are left out.
   std::string queued() const;
-  std::string queuedRows() const { return query("SELECT count(*) FROM queue"); }
   /// True as soon as the store holds these events for the next upload, and no request is open.
   bool keeps(const std::string& events) const;
   std::string database() const { return store + "/ZULLocalDB.sqlite"; }

@@ -106,14 +106,16 @@ void UploadQueue::startRequest(const Payloads& own) {
   });
 }
 
-// In the order of the rows, whose first request is not another one's.
+// The rows in their order, save those whose first request is another one.
 UploadQueue::Payloads UploadQueue::listWith(const Payloads& own) {
   auto list = db_.queue();
-  const std::unordered_set<Payload> mine(own.begin(), own.end());
-  const MutexLock lock(mutex_);
-  std::erase_if(list, [&](const auto& payload) ZUL_NO_THREAD_SAFETY_ANALYSIS {
-    return underWay_.contains(payload) && !mine.contains(payload);
-  });
+  std::unordered_set<Payload> others;
+  {
+    const MutexLock lock(mutex_);
+    others = underWay_;
+  }
+  for (const auto& payload : own) others.erase(payload);
+  std::erase_if(list, [&](const auto& payload) { return others.contains(payload); });
   return list;
 }
 

@@ -21,7 +21,8 @@ LocalDB::Members LocalDB::cached(std::string_view id, bool& known) const {
 
 Document LocalDB::documentWithID(std::string_view id) {
   if (inTransaction()) {
-    const auto& edited = pending().documents;
+    assertInTransaction();
+    const auto& edited = pending_.documents;
     const auto found = edited.find(id);
     if (found != edited.end()) return Document(std::make_shared<const boost::json::object>(found->second));
   }
@@ -38,7 +39,7 @@ LocalDB::Members LocalDB::members(std::string_view id, bool& readable) {
   if (!readable) return nullptr;  // not remembered: the next read tries again
   if (loaded.status == Store::Status::corrupt) {
     transaction([this] {
-      pending();
+      assertInTransaction();
       rewriteEverything();
     });
   }
@@ -48,7 +49,10 @@ LocalDB::Members LocalDB::members(std::string_view id, bool& readable) {
     if (object) {
       members = std::make_shared<const boost::json::object>(std::move(*object));
     } else {
-      transaction([&] { pending().rows.push_back(asideRow(id, std::move(loaded.rows.front().text))); });
+      transaction([&] {
+        assertInTransaction();
+        pending_.rows.push_back(asideRow(id, std::move(loaded.rows.front().text)));
+      });
       afterCommit([this, name = std::string(id)] {
         log_.error("Document \"" + name + "\" could not be read and was set aside.", ZUL_HERE);
       });
@@ -86,7 +90,8 @@ void LocalDB::replace(std::string_view id, const Edit& fill) {
 }
 
 boost::json::object* LocalDB::pendingDocument(std::string_view id, bool create) {
-  auto& edited = pending().documents;
+  assertInTransaction();
+  auto& edited = pending_.documents;
   const auto found = edited.find(id);
   if (found != edited.end()) return &found->second;
   bool readable = true;
@@ -109,7 +114,8 @@ void LocalDB::transaction(const std::function<void()>& work) {
       explicit Ownership(LocalDB& d) : db(d) { db.owner_ = std::this_thread::get_id(); }
       ~Ownership() {
         db.owner_ = std::thread::id();
-        db.pending() = {};
+        db.assertInTransaction();
+        db.pending_ = {};
       }
     } ownership(*this);
     work();
@@ -121,7 +127,8 @@ void LocalDB::transaction(const std::function<void()>& work) {
 
 void LocalDB::afterCommit(std::function<void()> task) {
   if (inTransaction()) {
-    pending().afterwards.push_back(std::move(task));
+    assertInTransaction();
+    pending_.afterwards.push_back(std::move(task));
   } else {
     task();
   }

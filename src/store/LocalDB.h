@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <limits>
 #include <map>
@@ -103,7 +104,7 @@ class LocalDB {
 
   // LocalDB.cpp: reading and transactions
   bool inTransaction() const { return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
-  Pending& pending() ZUL_ASSERT_CAPABILITY(writing_) { return pending_; }  // within a transaction alone
+  void assertInTransaction() const ZUL_ASSERT_CAPABILITY(writing_) {}  // for clang, which does not look into `work`
   Members cached(std::string_view id, bool& known) const;
   Members members(std::string_view id, bool& readable);
   boost::json::object* pendingDocument(std::string_view id, bool create);
@@ -118,8 +119,13 @@ class LocalDB {
   void replaceQueue(const boost::json::object& document) ZUL_REQUIRES(writing_);
   void noteUnreadableQueue(std::string text) ZUL_REQUIRES(writing_);
   void noteRemoved(std::string removed) ZUL_REQUIRES(writing_);
-  std::optional<std::vector<platform::StoredRow>> readRows(std::int64_t last);
-  void joinLeftOver(std::optional<std::string> document, std::vector<platform::StoredRow> stored);
+  struct LeftOver {
+    std::optional<std::string> document;  // an older library's
+    std::vector<platform::StoredRow> rows;
+    bool damaged = false;  // what follows the rows was lost, and they are in the store no more
+  };
+  bool readRows(std::int64_t last, LeftOver& leftOver);
+  void join(LeftOver leftOver);
 
   // LocalDBStore.cpp: what goes to the store
   void commit() ZUL_REQUIRES(writing_);
@@ -155,7 +161,9 @@ class LocalDB {
   mutable Mutex reading_;  // held for a look-up; taken after writing_
   // Null: known not to exist.
   std::unordered_map<std::string, Members, Hash, std::equal_to<>> documents_ ZUL_GUARDED_BY(reading_);
-  std::vector<Row> rows_ ZUL_GUARDED_BY(reading_);  // in order; changed in transactions alone
+
+  mutable Mutex listing_;                          // held for a pass over the rows; taken after writing_
+  std::deque<Row> rows_ ZUL_GUARDED_BY(listing_);  // in order; changed in transactions alone
 
   Mutex loading_;  // one at a time reads what was left; taken before writing_
   bool queueLoaded_ ZUL_GUARDED_BY(loading_) = false;

@@ -27,20 +27,22 @@ std::int64_t LocalDB::rowId(const std::string& key) {
 
 void LocalDB::enqueue(std::span<const Payload> payloads) {
   transaction([&] {
-    auto& accepted = pending().accepted;
+    assertInTransaction();
+    auto& accepted = pending_.accepted;
     accepted.insert(accepted.end(), payloads.begin(), payloads.end());
   });
 }
 
 void LocalDB::dequeue(std::span<const Payload> payloads) {
   transaction([&] {
-    auto& delivered = pending().delivered;
+    assertInTransaction();
+    auto& delivered = pending_.delivered;
     delivered.insert(delivered.end(), payloads.begin(), payloads.end());
   });
 }
 
 std::vector<LocalDB::Payload> LocalDB::queue() const {
-  const MutexLock lock(reading_);
+  const MutexLock lock(listing_);
   std::vector<Payload> payloads;
   payloads.reserve(rows_.size());
   for (const auto& row : rows_) payloads.push_back(row.payload);
@@ -61,8 +63,7 @@ void LocalDB::changeRows(Writes& writes) {
   }
   const std::unordered_set<Payload> delivered(pending_.delivered.begin(), pending_.delivered.end());
   {
-    const MutexLock lock(reading_);
-    rows_.reserve(rows_.size() + added.size());
+    const MutexLock lock(listing_);
     if (!delivered.empty()) {
       for (const auto& row : rows_) {
         if (row.stored && delivered.contains(row.payload)) {
@@ -100,7 +101,7 @@ bool LocalDB::knowLastId() {
 }
 
 void LocalDB::placeRows() {
-  const MutexLock lock(reading_);
+  const MutexLock lock(listing_);
   for (auto& row : rows_) {
     if (row.id == kUnplaced) row.id = ++*lastId_;
   }
@@ -147,80 +148,80 @@ bool LocalDB::loadQueue() {
   if (queueLoaded_) return true;
   std::optional<std::int64_t> last;
   transaction([&] {
-    pending();
+    assertInTransaction();
     if (knowLastId()) last = lastLeftId_;
   });
-  if (!last) return false;
-  auto document = store_->load(Store::Table::documents, keys::queue::kDocument);
-  if (document.status == Store::Status::failed) return false;
-  auto rows = readRows(*last);
-  if (!rows) return false;
-  joinLeftOver(document.rows.empty() ? std::nullopt : std::optional(std::move(document.rows.front().text)),
-               std::move(*rows));
+  LeftOver leftOver;
+  if (!last || !readRows(*last, leftOver)) return false;
+  join(std::move(leftOver));
   queueLoaded_ = true;
   return true;
 }
 
 // In pages, since a commit of the host's thread waits for the page that is being read.
-std::optional<std::vector<platform::StoredRow>> LocalDB::readRows(std::int64_t last) {
-  std::vector<platform::StoredRow> rows;
+bool LocalDB::readRows(std::int64_t last, LeftOver& leftOver) {
+  auto document = store_->load(Store::Table::documents, keys::queue::kDocument);
+  if (document.status == Store::Status::failed) return false;
+  leftOver.damaged = document.status == Store::Status::corrupt;
+  if (!document.rows.empty()) leftOver.document = std::move(document.rows.front().text);
+
   std::optional<std::string> after;
-  while (true) {
+  bool more = !leftOver.damaged;
+  while (more) {
     auto page = store_->loadAfter(Store::Table::queue, after, kPage);
-    if (page.status == Store::Status::failed) return std::nullopt;
-    if (page.status == Store::Status::corrupt) {
-      transaction([this] {
-        pending();
-        rewriteEverything();
-      });
-      return rows;
-    }
-    const bool isLastPage = page.rows.size() < kPage;
+    if (page.status == Store::Status::failed) return false;
+    leftOver.damaged = page.status == Store::Status::corrupt;
+    more = page.rows.size() == kPage;
     for (auto& row : page.rows) {
-      if (rowId(row.key) > last) return rows;  // this process's own
+      if (rowId(row.key) > last) return true;  // this process's own
       after = row.key;
-      rows.push_back(std::move(row));
+      leftOver.rows.push_back(std::move(row));
     }
-    if (isLastPage) return rows;
   }
+  return true;
 }
 
 // An older library kept the queue in the document, and rows beside it for what came later.
-void LocalDB::joinLeftOver(std::optional<std::string> document, std::vector<platform::StoredRow> stored) {
+void LocalDB::join(LeftOver leftOver) {
   std::vector<Row> rows;
   std::vector<Payload> unreadable;
-  for (auto& row : stored) {
+  for (auto& row : leftOver.rows) {
     auto payload = std::make_shared<const std::string>(std::move(row.text));
     const auto value = json::parse(*payload, 2 * json::kMaxDepth);
     if (!value || !value->is_object() || value->get_object().empty()) unreadable.push_back(payload);
-    rows.push_back({rowId(row.key), std::move(payload), true});
+    rows.push_back({rowId(row.key), std::move(payload), !leftOver.damaged});
   }
-  auto members = document ? json::parseObject(*document) : std::nullopt;
+  const auto& document = leftOver.document;
+  const auto members = document ? json::parseObject(*document) : std::nullopt;
   auto text = members ? json::string(*members, keys::queue::kQueueJsonList).value_or("") : document.value_or("");
   auto parsed = parseQueue(text);
   transaction([&] {
-    auto& change = pending();
+    assertInTransaction();
+    auto& change = pending_;
     if (document) change.rows.push_back({Store::Table::documents, std::string(keys::queue::kDocument), std::nullopt});
-    if (!parsed) noteUnreadableQueue(std::move(text));
-    if (parsed) noteRemoved(std::move(parsed->removed));
-    std::vector<Row> before;
     if (parsed) {
-      const auto first = rows.empty() ? *lastLeftId_ + 1 : rows.front().id;
-      auto id = first - static_cast<std::int64_t>(parsed->payloads.size());
-      for (auto& payload : parsed->payloads) {
-        change.rows.push_back({Store::Table::queue, std::to_string(id), *payload});
-        before.push_back({id++, std::move(payload), true});
+      noteRemoved(std::move(parsed->removed));
+      auto id = rows.empty() ? *lastLeftId_ + 1 : rows.front().id;
+      std::vector<Row> older;
+      for (auto payload = parsed->payloads.rbegin(); payload != parsed->payloads.rend(); ++payload) {
+        change.rows.push_back({Store::Table::queue, std::to_string(--id), **payload});
+        older.push_back({id, std::move(*payload), true});
       }
+      rows.insert(rows.begin(), std::make_move_iterator(older.rbegin()), std::make_move_iterator(older.rend()));
+    } else {
+      noteUnreadableQueue(std::move(text));
     }
     for (const auto& payload : unreadable) {
       change.rows.push_back(asideRow("queue", *payload));
+      change.delivered.push_back(payload);
       change.afterwards.emplace_back(
           [this] { log_.error("A queued payload could not be read and was set aside.", ZUL_HERE); });
     }
-    change.delivered.insert(change.delivered.end(), unreadable.begin(), unreadable.end());
-    const MutexLock lock(reading_);
-    rows_.insert(rows_.begin(), std::make_move_iterator(rows.begin()), std::make_move_iterator(rows.end()));
-    rows_.insert(rows_.begin(), std::make_move_iterator(before.begin()), std::make_move_iterator(before.end()));
+    {
+      const MutexLock lock(listing_);
+      rows_.insert(rows_.begin(), std::make_move_iterator(rows.begin()), std::make_move_iterator(rows.end()));
+    }
+    if (leftOver.damaged) rewriteEverything();
   });
 }
 

@@ -91,7 +91,7 @@ void LocalDB::maintainIfDue() {
 
 // The documents are in memory anyway. Rows are marked, and what is no state of ours is kept.
 void LocalDB::keepUnsaved(Writes& writes) {
-  const MutexLock lock(reading_);
+  const MutexLock lock(listing_);
   for (auto& row : writes) {
     if (row.table == Store::Table::setAside) {
       unsavedAside_.push_back(std::move(row));
@@ -129,7 +129,7 @@ void LocalDB::retryLater() {
 
 void LocalDB::retry() {
   transaction([this] {
-    pending();
+    assertInTransaction();
     retryDue_ = false;
     if (!behind_) return;
     if (!knowLastId()) {
@@ -158,10 +158,13 @@ LocalDB::Writes LocalDB::everythingUnsaved() {
     writes.push_back({Store::Table::documents, std::string(keys::queue::kDocument), std::nullopt});
   }
   for (const auto id : unsavedRemovals_) writes.push_back({Store::Table::queue, std::to_string(id), std::nullopt});
-  const MutexLock lock(reading_);
-  for (const auto& [id, members] : documents_) {
-    if (members) writes.push_back({Store::Table::documents, id, json::text(*members)});
+  {
+    const MutexLock lock(reading_);
+    for (const auto& [id, members] : documents_) {
+      if (members) writes.push_back({Store::Table::documents, id, json::text(*members)});
+    }
   }
+  const MutexLock lock(listing_);
   for (const auto& row : rows_) {
     if (!row.stored) writes.push_back({Store::Table::queue, std::to_string(row.id), *row.payload});
   }
@@ -174,7 +177,7 @@ void LocalDB::noteSaved() {
   dropQueueDocument_ = false;
   behind_ = false;
   failureReported_ = false;
-  const MutexLock lock(reading_);
+  const MutexLock lock(listing_);
   for (auto& row : rows_) row.stored = true;
 }
 
@@ -223,7 +226,7 @@ void LocalDB::rewriteEverything() {
   if (!lastId_) lastId_ = lastLeftId_ = 0;
   placeRows();
   {
-    const MutexLock lock(reading_);
+    const MutexLock lock(listing_);
     for (auto& row : rows_) row.stored = false;
   }
   if (store_->commit(everythingUnsaved()) == Store::Status::ok) {

@@ -1,12 +1,11 @@
 #include <fmt/format.h>
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 
 #include "AESCrypt.h"
 #include "Benches.h"
 #include "Json.h"
+#include "Mutex.h"
 #include "NetworkManager.h"
 #include "RawCurl.h"
 #include "Seed.h"
@@ -35,24 +34,39 @@ double perSecond(int count, Work work) {
 
 const Sender kSender{.phone = "Phone 15", .os = "Linux 6", .accessToken = "3f2b8c55e0a94c21b7d6a1f09c4e7d83"};
 
+// The uploads on their way.
+class InFlight {
+ public:
+  // Waits until there is room for another one.
+  void begin() {
+    const MutexLock lock(mutex_);
+    while (open_ >= kInFlight) changed_.wait(mutex_);
+    ++open_;
+  }
+  void end() {
+    const MutexLock lock(mutex_);
+    --open_;
+    changed_.notifyOne();
+  }
+  void waitForAll() {
+    const MutexLock lock(mutex_);
+    while (open_ > 0) changed_.wait(mutex_);
+  }
+
+ private:
+  Mutex mutex_;
+  Condition changed_;
+  int open_ ZUL_GUARDED_BY(mutex_) = 0;
+};
+
 // Uploads one document after the other, a few at a time.
 void upload(NetworkManager& network, const std::string& document, int count) {
-  std::mutex mutex;
-  std::condition_variable changed;
-  int open = 0;
+  InFlight uploads;
   for (int n = 0; n < count; ++n) {
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return open < kInFlight; });
-    ++open;
-    lock.unlock();
-    network.sendDocument(document, kSender, [&](bool, const auto&) {
-      const std::lock_guard answered(mutex);
-      --open;
-      changed.notify_one();
-    });
+    uploads.begin();
+    network.sendDocument(document, kSender, [&](bool, const auto&) { uploads.end(); });
   }
-  std::unique_lock lock(mutex);
-  changed.wait(lock, [&] { return open == 0; });
+  uploads.waitForAll();
 }
 
 // Events a second, from the first one to the collector's last answer.

@@ -25,6 +25,8 @@ class ZUL_CAPABILITY("mutex") Mutex {
 class ZUL_SCOPED_CAPABILITY MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) ZUL_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+  /// Takes over a Mutex that is held already, after a tryLock().
+  MutexLock(Mutex& mutex, std::adopt_lock_t) ZUL_REQUIRES(mutex) : mutex_(mutex) {}
   ~MutexLock() ZUL_RELEASE() { mutex_.unlock(); }
   MutexLock(const MutexLock&) = delete;
   MutexLock& operator=(const MutexLock&) = delete;

@@ -95,12 +95,12 @@ void Answers::set(std::string_view json) {
       answers.push_back(readAnswer(answer, fmt::format("{}[{}]", place, answers.size())));
     }
   }
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   scripts_ = std::move(scripts);
 }
 
 Answer Answers::next(Endpoint endpoint) {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   auto& [answers, at] = scripts_.at(static_cast<std::size_t>(endpoint));
   if (answers.empty()) return {};
   const auto& answer = answers[at];

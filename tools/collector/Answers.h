@@ -4,12 +4,12 @@
 #include <boost/json/value.hpp>
 #include <chrono>
 #include <cstddef>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Mutex.h"
 #include "RecordedRequest.h"
 
 namespace zul::collector {
@@ -40,8 +40,8 @@ class Answers {
     std::size_t at = 0;
   };
 
-  std::mutex mutex_;
-  std::array<Script, kEndpointNames.size()> scripts_;
+  Mutex mutex_;
+  std::array<Script, kEndpointNames.size()> scripts_ ZUL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zul::collector

@@ -11,9 +11,7 @@
 
 #include <cerrno>
 #include <charconv>
-#include <condition_variable>
 #include <future>
-#include <mutex>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -21,6 +19,7 @@
 #include <utility>
 
 #include "Connection.h"
+#include "Mutex.h"
 #include "WorkerPool.h"
 
 namespace zul::collector {
@@ -142,11 +141,11 @@ class HttpServer::Impl final : public httplib::Server {
 
   ~Impl() override {
     {
-      std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       stopping_ = true;
       for (const int fd : sockets_) ::shutdown(fd, SHUT_RDWR);
     }
-    stop_.notify_all();
+    stop_.notifyAll();
     stop();
     acceptor_.join();
   }
@@ -156,14 +155,14 @@ class HttpServer::Impl final : public httplib::Server {
  private:
   bool process_and_close_socket(socket_t fd) override {
     if (admit(fd)) serve(fd);
-    std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     sockets_.erase(fd);
     ::close(fd);
     return true;
   }
 
   bool admit(int fd) {
-    std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!stopping_) sockets_.insert(fd);
     return !stopping_;
   }
@@ -272,14 +271,17 @@ class HttpServer::Impl final : public httplib::Server {
   }
 
   bool stopped() const {
-    std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return stopping_;
   }
 
   /// False when the server stops meanwhile.
   bool pause(std::chrono::milliseconds delay) const {
-    std::unique_lock lock(mutex_);
-    return !stop_.wait_for(lock, delay, [this] { return stopping_; });
+    const MutexLock lock(mutex_);
+    const auto deadline = std::chrono::steady_clock::now() + delay;
+    while (!stopping_ && stop_.waitUntil(mutex_, deadline)) {
+    }
+    return !stopping_;
   }
 
   const HttpServer::Handler handler_;
@@ -288,10 +290,10 @@ class HttpServer::Impl final : public httplib::Server {
   std::promise<void> running_;
   std::thread acceptor_;
 
-  mutable std::mutex mutex_;
-  mutable std::condition_variable stop_;
-  bool stopping_ = false;
-  std::set<int> sockets_;  // open connections
+  mutable Mutex mutex_;
+  mutable Condition stop_;
+  bool stopping_ ZUL_GUARDED_BY(mutex_) = false;
+  std::set<int> sockets_ ZUL_GUARDED_BY(mutex_);  // open connections
 };
 
 HttpServer::HttpServer(const ListenOptions& options, Handler handler)

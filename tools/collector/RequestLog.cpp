@@ -30,7 +30,7 @@ RequestLog::RequestLog(const CollectorOptions& options)
 }
 
 std::uint64_t RequestLog::arrived() {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return ++lastSequence_;
 }
 
@@ -42,7 +42,7 @@ void RequestLog::add(RecordedRequest request) {
   }
   const auto added = std::make_shared<const RecordedRequest>(std::move(request));
   {
-    std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto place =
         std::upper_bound(requests_.begin(), requests_.end(), added->sequence,
                          [](std::uint64_t sequence, const RequestPtr& other) { return sequence < other->sequence; });
@@ -53,7 +53,7 @@ void RequestLog::add(RecordedRequest request) {
     ++endpointCounts_[static_cast<std::size_t>(added->endpoint)];
     dropOldest();
   }
-  added_.notify_all();
+  added_.notifyAll();
 }
 
 void RequestLog::dropOldest() {
@@ -67,7 +67,7 @@ void RequestLog::write(const RecordedRequest& request) {
   if (fileName_.empty()) return;
   auto line = json::text(toJson(request));
   line += '\n';
-  std::lock_guard lock(fileMutex_);
+  const MutexLock lock(fileMutex_);
   if (!file_) return;
   file_ << line << std::flush;
   if (!file_) {
@@ -77,7 +77,7 @@ void RequestLog::write(const RecordedRequest& request) {
 }
 
 void RequestLog::reset() {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   requests_.clear();
   bodyBytes_ = 0;
   counts_ = {};
@@ -85,39 +85,47 @@ void RequestLog::reset() {
 }
 
 Counts RequestLog::counts() const {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return counts_;
 }
 
 std::vector<RequestPtr> RequestLog::requests(const Filter& wanted) const {
   std::vector<RequestPtr> found;
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   std::copy_if(requests_.begin(), requests_.end(), std::back_inserter(found),
                [&](const RequestPtr& request) { return wanted(*request); });
   return found;
 }
 
 bool RequestLog::waitFor(std::uint64_t count, std::chrono::milliseconds timeout) const {
-  std::unique_lock lock(mutex_);
-  return added_.wait_for(lock, timeout, [&] { return counts_.total >= count; });
+  const MutexLock lock(mutex_);
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  while (counts_.total < count && added_.waitUntil(mutex_, deadline)) {
+  }
+  return counts_.total >= count;
 }
 
 bool RequestLog::waitFor(Endpoint endpoint, std::uint64_t count, std::chrono::milliseconds timeout) const {
-  std::unique_lock lock(mutex_);
+  const MutexLock lock(mutex_);
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
   const auto& reached = endpointCounts_[static_cast<std::size_t>(endpoint)];
-  return added_.wait_for(lock, timeout, [&] { return reached >= count; });
+  while (reached < count && added_.waitUntil(mutex_, deadline)) {
+  }
+  return reached >= count;
 }
 
 RequestPtr RequestLog::waitFor(const Filter& wanted, std::chrono::milliseconds timeout) const {
-  RequestPtr found;
-  std::unique_lock lock(mutex_);
-  added_.wait_for(lock, timeout, [&] {
-    const auto at =
-        std::find_if(requests_.begin(), requests_.end(), [&](const RequestPtr& request) { return wanted(*request); });
-    if (at != requests_.end()) found = *at;
-    return found != nullptr;
-  });
+  const MutexLock lock(mutex_);
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  auto found = find(wanted);
+  for (bool inTime = true; inTime && !found; found = find(wanted)) inTime = added_.waitUntil(mutex_, deadline);
   return found;
+}
+
+RequestPtr RequestLog::find(const Filter& wanted) const {
+  const auto at =
+      std::find_if(requests_.begin(), requests_.end(), [&](const RequestPtr& request) { return wanted(*request); });
+  return at != requests_.end() ? *at : nullptr;
 }
 
 }  // namespace zul::collector

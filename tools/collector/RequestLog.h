@@ -2,17 +2,16 @@
 
 #include <array>
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <fstream>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "DevCollector.h"
+#include "Mutex.h"
 #include "RecordedRequest.h"
 
 namespace zul::collector {
@@ -42,23 +41,24 @@ class RequestLog {
 
  private:
   void write(const RecordedRequest& request);
-  void dropOldest();
+  void dropOldest() ZUL_REQUIRES(mutex_);
+  RequestPtr find(const Filter& wanted) const ZUL_REQUIRES(mutex_);
 
   const bool keepBodies_;
   const std::size_t maxRequests_;
   const std::size_t maxBodyBytes_;
 
-  mutable std::mutex mutex_;
-  mutable std::condition_variable added_;
-  std::uint64_t lastSequence_ = 0;
-  std::deque<RequestPtr> requests_;
-  std::size_t bodyBytes_ = 0;
-  Counts counts_;
-  std::array<std::uint64_t, kEndpointNames.size() + 1> endpointCounts_{};
+  mutable Mutex mutex_;
+  mutable Condition added_;
+  std::uint64_t lastSequence_ ZUL_GUARDED_BY(mutex_) = 0;
+  std::deque<RequestPtr> requests_ ZUL_GUARDED_BY(mutex_);
+  std::size_t bodyBytes_ ZUL_GUARDED_BY(mutex_) = 0;
+  Counts counts_ ZUL_GUARDED_BY(mutex_);
+  std::array<std::uint64_t, kEndpointNames.size() + 1> endpointCounts_ ZUL_GUARDED_BY(mutex_){};
 
-  std::mutex fileMutex_;
   const std::string fileName_;
-  std::ofstream file_;
+  Mutex fileMutex_;
+  std::ofstream file_ ZUL_GUARDED_BY(fileMutex_);
 };
 
 }  // namespace zul::collector

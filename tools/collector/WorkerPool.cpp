@@ -12,7 +12,7 @@ constexpr std::size_t kMaxThreads = 512;
 }  // namespace
 
 void WorkerPool::enqueue(std::function<void()> job) {
-  std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   jobs_.push_back(std::move(job));
   if (jobs_.size() > idle_ && threads_.size() < kMaxThreads) {
     try {
@@ -21,30 +21,33 @@ void WorkerPool::enqueue(std::function<void()> job) {
       // No more threads to be had: the job waits for one of those there are.
     }
   }
-  wake_.notify_one();
+  wake_.notifyOne();
 }
 
 void WorkerPool::shutdown() {
+  std::vector<std::thread> threads;
   {
-    std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     stopping_ = true;
+    threads = std::move(threads_);
   }
-  wake_.notify_all();
-  for (auto& thread : threads_) thread.join();
+  wake_.notifyAll();
+  for (auto& thread : threads) thread.join();
 }
 
 void WorkerPool::run() {
-  std::unique_lock lock(mutex_);
   for (;;) {
-    ++idle_;
-    wake_.wait(lock, [this] { return stopping_ || !jobs_.empty(); });
-    --idle_;
-    if (jobs_.empty()) return;
-    auto job = std::move(jobs_.front());
-    jobs_.pop_front();
-    lock.unlock();
+    std::function<void()> job;
+    {
+      const MutexLock lock(mutex_);
+      ++idle_;
+      while (!stopping_ && jobs_.empty()) wake_.wait(mutex_);
+      --idle_;
+      if (jobs_.empty()) return;
+      job = std::move(jobs_.front());
+      jobs_.pop_front();
+    }
     job();
-    lock.lock();
   }
 }
 

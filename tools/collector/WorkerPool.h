@@ -2,13 +2,13 @@
 
 #include <httplib.h>
 
-#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <vector>
+
+#include "Mutex.h"
 
 namespace zul::collector {
 
@@ -22,12 +22,12 @@ class WorkerPool final : public httplib::TaskQueue {
  private:
   void run();
 
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  std::deque<std::function<void()>> jobs_;
-  std::size_t idle_ = 0;
-  bool stopping_ = false;
-  std::vector<std::thread> threads_;
+  Mutex mutex_;
+  Condition wake_;
+  std::deque<std::function<void()>> jobs_ ZUL_GUARDED_BY(mutex_);
+  std::size_t idle_ ZUL_GUARDED_BY(mutex_) = 0;
+  bool stopping_ ZUL_GUARDED_BY(mutex_) = false;
+  std::vector<std::thread> threads_ ZUL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zul::collector

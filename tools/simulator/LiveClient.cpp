@@ -1,16 +1,18 @@
 #include "LiveClient.h"
 
-#include <condition_variable>
-#include <mutex>
 #include <utility>
 #include <vector>
+
+#include "Mutex.h"
 
 namespace zul::simulator {
 
 struct LiveClient::Inbox {
-  std::mutex mutex;
-  std::condition_variable arrived;
-  std::vector<std::pair<Completion, platform::HttpResponse>> answers;
+  using Answers = std::vector<std::pair<Completion, platform::HttpResponse>>;
+
+  Mutex mutex;
+  Condition arrived;
+  Answers answers ZUL_GUARDED_BY(mutex);
 };
 
 LiveClient::LiveClient(std::shared_ptr<platform::HttpClient> client)
@@ -19,9 +21,9 @@ LiveClient::LiveClient(std::shared_ptr<platform::HttpClient> client)
 void LiveClient::send(platform::HttpRequest request, Completion completion) {
   ++open_;
   client_->send(std::move(request), [inbox = inbox_, completion = std::move(completion)](auto response) mutable {
-    const std::lock_guard lock(inbox->mutex);
+    const MutexLock lock(inbox->mutex);
     inbox->answers.emplace_back(std::move(completion), std::move(response));
-    inbox->arrived.notify_one();
+    inbox->arrived.notifyOne();
   });
 }
 
@@ -30,10 +32,13 @@ platform::HttpResponse LiveClient::fetch(platform::HttpRequest request) {
 }
 
 bool LiveClient::deliver(Moment deadline) {
-  std::unique_lock lock(inbox_->mutex);
-  inbox_->arrived.wait_until(lock, deadline, [&] { return !inbox_->answers.empty(); });
-  const auto answers = std::exchange(inbox_->answers, {});
-  lock.unlock();
+  Inbox::Answers answers;
+  {
+    const MutexLock lock(inbox_->mutex);
+    while (inbox_->answers.empty() && inbox_->arrived.waitUntil(inbox_->mutex, deadline)) {
+    }
+    answers.swap(inbox_->answers);
+  }
   open_ -= answers.size();
   for (const auto& [completion, response] : answers) completion(response);
   return !answers.empty();

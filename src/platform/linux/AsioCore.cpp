@@ -47,7 +47,7 @@ AsioCore::AsioCore(std::function<void(Task)> hostLoop)
 // ---- tasks
 
 void AsioCore::post(Queue queue, Task task) {
-  const Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   if (stopped_) return;
   if (queue == Queue::global) {
     enqueueGlobal(std::move(task));
@@ -58,7 +58,7 @@ void AsioCore::post(Queue queue, Task task) {
 }
 
 void AsioCore::post(const std::shared_ptr<Serial>& serial, Task task) {
-  const Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   if (stopped_) return;
   serial->tasks.push_back(std::move(task));
   if (!std::exchange(serial->scheduled, true)) enqueueGlobal([this, serial] { runTurn(serial); });
@@ -69,7 +69,7 @@ void AsioCore::enqueueGlobal(Task task) {
   ensureThread(Queue::global);
   boost::asio::post(*global_, [this, task = std::move(task)]() mutable {
     {
-      const Lock lock(mutex_);
+      const MutexLock lock(mutex_);
       --waiting_;
     }
     runOnWorker(std::move(task));
@@ -78,7 +78,7 @@ void AsioCore::enqueueGlobal(Task task) {
 }
 
 void AsioCore::after(Duration delay, Queue queue, Task task) {
-  const Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   if (stopped_) return;
   ensureThread(queue);
   const bool global = queue == Queue::global;
@@ -87,7 +87,7 @@ void AsioCore::after(Duration delay, Queue queue, Task task) {
   timer->async_wait([this, timer, global, task = std::move(task)](boost::system::error_code) mutable {
     if (!global) return runOnMain(std::move(task));
     {
-      const Lock lock(mutex_);
+      const MutexLock lock(mutex_);
       --timed_;
     }
     runOnWorker(std::move(task));
@@ -105,49 +105,52 @@ void AsioCore::runOnMain(Task task) {
 
 void AsioCore::runOnWorker(Task task) {
   {
-    const Lock lock(mutex_);
+    const MutexLock lock(mutex_);
     ++busy_;
     begun_ = true;
     watchWorkers();
   }
   runTask(std::move(task));
-  const Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   --busy_;
 }
 
 void AsioCore::runTask(Task task) {
   {
-    const Lock lock(mutex_);
+    const MutexLock lock(mutex_);
     if (stopped_) return;
     ++running_;
   }
   const AsioCore* const outer = std::exchange(runningFor, this);
   finish(task);
   runningFor = outer;
-  const Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   --running_;
-  if (stopped_) changed_.notify_all();
+  if (stopped_) changed_.notifyAll();
 }
 
 void AsioCore::runTurn(const std::shared_ptr<Serial>& serial) {
-  Lock lock(mutex_);
-  for (int count = 0; count < kTasksATurn && !stopped_; ++count) {
-    if (serial->tasks.empty()) {
-      serial->scheduled = false;
-      return;
+  for (int count = 0; count < kTasksATurn; ++count) {
+    Task task;
+    {
+      const MutexLock lock(mutex_);
+      if (stopped_) return;
+      if (serial->tasks.empty()) {
+        serial->scheduled = false;
+        return;
+      }
+      task = std::move(serial->tasks.front());
+      serial->tasks.pop_front();
     }
-    Task task = std::move(serial->tasks.front());
-    serial->tasks.pop_front();
-    lock.unlock();
     finish(task);
-    lock.lock();
   }
+  const MutexLock lock(mutex_);
   if (!stopped_) enqueueGlobal([this, serial] { runTurn(serial); });
 }
 
 std::shared_ptr<AsioCore::Serial> AsioCore::makeSerial() {
   auto serial = std::make_shared<Serial>();
-  const Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   std::erase_if(serials_, [](const auto& known) { return known.expired(); });
   serials_.push_back(serial);
   return serial;
@@ -156,7 +159,7 @@ std::shared_ptr<AsioCore::Serial> AsioCore::makeSerial() {
 // ---- repeating timers
 
 std::shared_ptr<AsioCore::Repeating> AsioCore::repeat(Duration period, Task task) {
-  const Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   if (stopped_) return nullptr;
   ensureThread(Queue::main);
   auto repeating = std::make_shared<Repeating>(*main_, period, std::move(task));
@@ -171,7 +174,7 @@ void AsioCore::armTick(const std::shared_ptr<Repeating>& repeating) {
   repeating->timer->async_wait([this, repeating](boost::system::error_code) {
     if (repeating->cancelled) return;
     {
-      const Lock lock(mutex_);
+      const MutexLock lock(mutex_);
       if (stopped_) return;
       const auto due = repeating->timer->expiry();
       const auto missed = (Timed::clock_type::now() - due) / repeating->period;
@@ -189,45 +192,46 @@ void AsioCore::armTick(const std::shared_ptr<Repeating>& repeating) {
 
 void AsioCore::cancel(const std::shared_ptr<Repeating>& repeating) {
   repeating->cancelled = true;
-  const Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   if (repeating->timer) repeating->timer->cancel();
 }
 
 // ---- blocked workers
 
-/// Called with the lock held, whenever something may have begun to wait.
+/// Called whenever something may have begun to wait.
 void AsioCore::watchWorkers() {
   if (stopped_ || !isHeldUp() || workers_ == kMaxWorkers) return;
-  if (sleeping_ > 0) changed_.notify_all();
+  if (sleeping_ > 0) changed_.notifyAll();
   if (watching_) return;
   watching_ = true;
   begun_ = false;
   ensureThread(Queue::main);
   watch_->expires_after(kPatience);
   watch_->async_wait([this](boost::system::error_code) {
-    const Lock lock(mutex_);
+    const MutexLock lock(mutex_);
     watching_ = false;
     relieveWorkers();
     watchWorkers();
   });
 }
 
-/// Called with the lock held. Starts another worker when nothing was taken up for a while.
+/// Starts another worker when nothing was taken up for a while.
 void AsioCore::relieveWorkers() {
   if (stopped_ || !isHeldUp() || begun_ || workers_ == kMaxWorkers) return;
-  if (startOwn("zul-work", &AsioCore::runWorker)) ++workers_;
+  if (startOwn("zul-work", &AsioCore::runWorker, *global_)) ++workers_;
 }
 
 // The main thread may be the one that sleeps, so a sleeper looks after the workers itself.
 void AsioCore::sleep(Duration duration) {
   const auto until = std::chrono::steady_clock::now() + duration;
-  Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   ++sleeping_;
   while (!stopped_ && std::chrono::steady_clock::now() < until) {
     const bool heldUp = isHeldUp();
     begun_ = false;
     const auto next = heldUp ? std::min(until, std::chrono::steady_clock::now() + kPatience) : until;
-    changed_.wait_until(lock, next, [&] { return stopped_ || (!heldUp && isHeldUp()); });
+    while (!stopped_ && (heldUp || !isHeldUp()) && changed_.waitUntil(mutex_, next)) {
+    }
     if (heldUp) relieveWorkers();
   }
   --sleeping_;
@@ -236,14 +240,14 @@ void AsioCore::sleep(Duration duration) {
 // ---- threads
 
 void AsioCore::ensureThread(Queue queue) {
-  if (queue == Queue::main && !hasMainThread_) hasMainThread_ = startOwn("zul-main", &AsioCore::runMain);
-  if (queue == Queue::global && workers_ == 0 && startOwn("zul-work", &AsioCore::runWorker)) ++workers_;
+  if (queue == Queue::main && !hasMainThread_) hasMainThread_ = startOwn("zul-main", &AsioCore::runMain, *main_);
+  if (queue == Queue::global && workers_ == 0 && startOwn("zul-work", &AsioCore::runWorker, *global_)) ++workers_;
 }
 
 /// Starts a thread; when there is none to be had, whoever needs it next tries again.
-bool AsioCore::startOwn(const char* name, void (AsioCore::*body)()) {
+bool AsioCore::startOwn(const char* name, void (AsioCore::*body)(Context&), Context& context) {
   try {
-    startThread(name, [self = shared_from_this(), body] { ((*self).*body)(); });
+    startThread(name, [self = shared_from_this(), body, &context] { ((*self).*body)(context); });
   } catch (const std::exception&) {
     return false;
   }
@@ -251,30 +255,31 @@ bool AsioCore::startOwn(const char* name, void (AsioCore::*body)()) {
   return true;
 }
 
-void AsioCore::runMain() {
+void AsioCore::runMain(Context& main) {
   for (bool ended = false; !ended;) {
     try {
-      main_->run();
+      main.run();
       ended = true;
     } catch (const std::exception&) {  // as in runWorker
     }
   }
-  Lock lock(mutex_);
-  park(lock);
+  park();
 }
 
-void AsioCore::runWorker() {
+void AsioCore::runWorker(Context& global) {
   while (true) {
-    Lock lock(mutex_);
-    if (stopped_) return park(lock);
-    const bool last = workers_ == 1;
-    lock.unlock();
+    bool last = false;
+    {
+      const MutexLock lock(mutex_);
+      if (stopped_) break;
+      last = workers_ == 1;
+    }
     try {
-      if ((last ? global_->run_one() : global_->run_one_for(kIdleLife)) > 0) continue;
+      if ((last ? global.run_one() : global.run_one_for(kIdleLife)) > 0) continue;
     } catch (const std::exception&) {  // out of memory for a handler of ours: the next one may fare better
       continue;
     }
-    lock.lock();
+    const MutexLock lock(mutex_);
     if (stopped_ || workers_ == 1) continue;
     --workers_;
     if (isHeldUp()) {  // what came meanwhile counts on this worker
@@ -284,60 +289,66 @@ void AsioCore::runWorker() {
     --threads_;
     return;
   }
+  park();
 }
 
 /// Ends a thread after stop(): it waits for the release, for a thread that ends while the process exits would run
 /// the clean-up of libraries that are gone already.
-void AsioCore::park(Lock& lock) {
-  changed_.wait(lock, [this] { return released_; });
+void AsioCore::park() {
+  Remains remains;
+  const MutexLock lock(mutex_);
+  while (!released_) changed_.wait(mutex_);
   --threads_;
-  changed_.notify_all();
-  if (late_ && threads_ == 0) abandon(lock);
+  changed_.notifyAll();
+  if (late_ && threads_ == 0) remains = abandon();
 }
 
 void AsioCore::stop(Duration patience) noexcept {
-  Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   stopped_ = true;
   if (main_ != nullptr) main_->stop();
   if (global_ != nullptr) global_->stop();
-  changed_.notify_all();
+  changed_.notifyAll();
   const int own = runningFor == this ? 1 : 0;
-  changed_.wait_for(lock, patience, [&] { return running_ <= own; });
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (running_ > own && changed_.waitUntil(mutex_, deadline)) {
+  }
 }
 
 void AsioCore::release(Duration patience) noexcept {
   stop(patience);
-  Lock lock(mutex_);
+  Remains remains;
+  const MutexLock lock(mutex_);
   released_ = true;
-  changed_.notify_all();
-  const auto ended = [this] { return threads_ == 0; };
-  if (runningFor == this || !changed_.wait_for(lock, patience, ended)) {
+  changed_.notifyAll();
+  const bool own = runningFor == this;
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (!own && threads_ > 0 && changed_.waitUntil(mutex_, deadline)) {
+  }
+  if (own || threads_ > 0) {
     late_ = true;  // the last thread clears up
     return;
   }
-  abandon(lock);
+  remains = abandon();
 }
 
-/// Called with the lock held, once no thread is left to run anything. Releases it and destroys what waits, and the
-/// timers before their contexts.
-void AsioCore::abandon(Lock& lock) noexcept {
-  std::vector<std::shared_ptr<Serial>> serials;
-  std::vector<std::shared_ptr<Repeating>> repeatings;
-  std::vector<std::deque<Task>> abandoned;
+/// Called once no thread is left to run anything. The timers go here, before their contexts.
+AsioCore::Remains AsioCore::abandon() noexcept {
+  Remains remains;
   for (const auto& known : serials_) {
-    if (auto serial = known.lock()) serials.push_back(std::move(serial));
+    if (auto serial = known.lock()) remains.serials.push_back(std::move(serial));
   }
-  for (const auto& serial : serials) abandoned.push_back(std::exchange(serial->tasks, {}));
+  for (const auto& serial : remains.serials) remains.tasks.push_back(std::exchange(serial->tasks, {}));
   for (const auto& known : repeatings_) {
-    if (auto repeating = known.lock()) repeatings.push_back(std::move(repeating));
+    if (auto repeating = known.lock()) remains.repeatings.push_back(std::move(repeating));
   }
-  for (const auto& repeating : repeatings) repeating->timer.reset();
+  for (const auto& repeating : remains.repeatings) repeating->timer.reset();
   watch_.reset();
   mainGuard_.reset();
   globalGuard_.reset();
-  const auto main = std::move(main_);
-  const auto global = std::move(global_);
-  lock.unlock();
+  remains.main = std::move(main_);
+  remains.global = std::move(global_);
+  return remains;
 }
 
 }  // namespace zul::platform

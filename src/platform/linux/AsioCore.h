@@ -5,15 +5,14 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
 
+#include "Mutex.h"
 #include "zul/platform/Dispatcher.h"
 
 namespace zul::platform {
@@ -32,15 +31,15 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   struct Repeating {
     Repeating(boost::asio::io_context& context, Duration every, Task tick)
         : timer(std::in_place, context), period(every), task(std::move(tick)) {}
-    std::optional<Timed> timer;  // goes with its context, which the handle may outlive
+    std::optional<Timed> timer;  // guarded by the core's lock; goes with its context, which the handle may outlive
     const Duration period;
     const Task task;
     std::atomic<bool> cancelled = false;
     std::atomic<bool> queued = false;
   };
 
-  /// The tasks of a serial queue. It stands in the global queue at most once at a time, with a turn that runs
-  /// its next few tasks.
+  /// The tasks of a serial queue, guarded by the core's lock. It stands in the global queue at most once at a time,
+  /// with a turn that runs its next few tasks.
   struct Serial {
     std::deque<Task> tasks;
     bool scheduled = false;
@@ -62,50 +61,58 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   void release(Duration patience) noexcept;
 
  private:
-  using Lock = std::unique_lock<std::mutex>;
   using Context = boost::asio::io_context;
   using Guard = boost::asio::executor_work_guard<Context::executor_type>;
 
-  void runMain();
-  void runWorker();
-  void park(Lock& lock);
-  void abandon(Lock& lock) noexcept;
-  bool startOwn(const char* name, void (AsioCore::*body)());
-  void ensureThread(Queue queue);
-  void enqueueGlobal(Task task);
+  /// What is left when no thread is. It is destroyed without the lock, the contexts first.
+  struct Remains {
+    std::vector<std::shared_ptr<Serial>> serials;
+    std::vector<std::shared_ptr<Repeating>> repeatings;
+    std::vector<std::deque<Task>> tasks;
+    std::unique_ptr<Context> main;
+    std::unique_ptr<Context> global;
+  };
+
+  void runMain(Context& main);
+  void runWorker(Context& global);
+  void park();
+  Remains abandon() noexcept ZUL_REQUIRES(mutex_);
+  bool startOwn(const char* name, void (AsioCore::*body)(Context&), Context& context) ZUL_REQUIRES(mutex_);
+  void ensureThread(Queue queue) ZUL_REQUIRES(mutex_);
+  void enqueueGlobal(Task task) ZUL_REQUIRES(mutex_);
   void runOnMain(Task task);
   void runOnWorker(Task task);
   void runTask(Task task);
   void runTurn(const std::shared_ptr<Serial>& serial);
-  void armTick(const std::shared_ptr<Repeating>& repeating);
-  void watchWorkers();
-  void relieveWorkers();
-  bool isHeldUp() const { return busy_ == workers_ && (waiting_ > 0 || timed_ > 0); }
+  void armTick(const std::shared_ptr<Repeating>& repeating) ZUL_REQUIRES(mutex_);
+  void watchWorkers() ZUL_REQUIRES(mutex_);
+  void relieveWorkers() ZUL_REQUIRES(mutex_);
+  bool isHeldUp() const ZUL_REQUIRES(mutex_) { return busy_ == workers_ && (waiting_ > 0 || timed_ > 0); }
 
   const std::function<void(Task)> hostLoop_;
-  std::unique_ptr<Context> main_;
-  std::unique_ptr<Context> global_;
-  std::optional<Guard> mainGuard_;
-  std::optional<Guard> globalGuard_;
-  std::optional<Timed> watch_;  // on the main thread, while the workers may be held up
-
-  std::mutex mutex_;  // guards the rest, and the timers
-  bool stopped_ = false;
-  bool released_ = false;
-  bool late_ = false;  // released before the threads had ended
-  bool hasMainThread_ = false;
-  bool watching_ = false;
-  int threads_ = 0;
-  int running_ = 0;  // tasks, on any thread
-  int workers_ = 0;
-  int busy_ = 0;  // workers with a task
-  int sleeping_ = 0;
-  int waiting_ = 0;                  // global tasks that no worker has taken up
-  int timed_ = 0;                    // global tasks whose time has not come
-  bool begun_ = false;               // a worker took something up since the last look
-  std::condition_variable changed_;  // stopped_, released_, fewer running or threads after a stop, workers held up
-  std::vector<std::weak_ptr<Serial>> serials_;
-  std::vector<std::weak_ptr<Repeating>> repeatings_;
+  Mutex mutex_;        // also for what is in serials_ and repeatings_
+  Condition changed_;  // stopped_, released_, fewer running or threads after a stop, workers held up
+  // The threads that run these have references to them; they go when no thread is left.
+  std::unique_ptr<Context> main_ ZUL_GUARDED_BY(mutex_);
+  std::unique_ptr<Context> global_ ZUL_GUARDED_BY(mutex_);
+  std::optional<Guard> mainGuard_ ZUL_GUARDED_BY(mutex_);
+  std::optional<Guard> globalGuard_ ZUL_GUARDED_BY(mutex_);
+  std::optional<Timed> watch_ ZUL_GUARDED_BY(mutex_);  // on the main thread, while the workers may be held up
+  bool stopped_ ZUL_GUARDED_BY(mutex_) = false;
+  bool released_ ZUL_GUARDED_BY(mutex_) = false;
+  bool late_ ZUL_GUARDED_BY(mutex_) = false;  // released before the threads had ended
+  bool hasMainThread_ ZUL_GUARDED_BY(mutex_) = false;
+  bool watching_ ZUL_GUARDED_BY(mutex_) = false;
+  int threads_ ZUL_GUARDED_BY(mutex_) = 0;
+  int running_ ZUL_GUARDED_BY(mutex_) = 0;  // tasks, on any thread
+  int workers_ ZUL_GUARDED_BY(mutex_) = 0;
+  int busy_ ZUL_GUARDED_BY(mutex_) = 0;  // workers with a task
+  int sleeping_ ZUL_GUARDED_BY(mutex_) = 0;
+  int waiting_ ZUL_GUARDED_BY(mutex_) = 0;     // global tasks that no worker has taken up
+  int timed_ ZUL_GUARDED_BY(mutex_) = 0;       // global tasks whose time has not come
+  bool begun_ ZUL_GUARDED_BY(mutex_) = false;  // a worker took something up since the last look
+  std::vector<std::weak_ptr<Serial>> serials_ ZUL_GUARDED_BY(mutex_);
+  std::vector<std::weak_ptr<Repeating>> repeatings_ ZUL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zul::platform

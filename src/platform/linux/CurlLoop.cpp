@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <iterator>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -52,7 +53,7 @@ constexpr const char* kStopped = "stopped";
 void CurlLoop::send(HttpRequest request, HttpClient::Completion completion) {
   std::string problem = kStopped;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!stopped_ && (started_ || start(problem))) {
       inbox_.push_back({std::move(request), std::move(completion)});
       if (inbox_.size() == 1 && wakeable_ != nullptr) curl_multi_wakeup(wakeable_);
@@ -80,39 +81,44 @@ HttpResponse CurlLoop::fetch(HttpRequest request) {
   const auto patience = std::chrono::duration<double>(std::min(request.timeout, 1e6));
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration_cast<Duration>(patience);
 
-  // Shared with the completion, which comes too late when this has given up.
+  // Guarded by mutex_. Shared with the completion, which comes too late when this has given up.
   const auto answer = std::make_shared<std::optional<HttpResponse>>();
   send(std::move(request), [self = shared_from_this(), answer](HttpResponse response) {
-    const std::lock_guard lock(self->mutex_);
+    const MutexLock lock(self->mutex_);
     *answer = std::move(response);
-    self->changed_.notify_all();
+    self->changed_.notifyAll();
   });
-  std::unique_lock lock(mutex_);
-  changed_.wait_until(lock, deadline, [&] { return answer->has_value() || stopped_; });
+  const MutexLock lock(mutex_);
+  while (!answer->has_value() && !stopped_ && changed_.waitUntil(mutex_, deadline)) {
+  }
   if (answer->has_value()) return std::move(**answer);
   return failure(stopped_ ? kStopped : "timed out");
 }
 
 void CurlLoop::stop(Duration patience) noexcept {
   const bool own = isOwnThread();
-  std::unique_lock lock(mutex_);
+  const MutexLock lock(mutex_);
   stopped_ = true;
-  changed_.notify_all();
+  changed_.notifyAll();
   if (wakeable_ != nullptr) curl_multi_wakeup(wakeable_);
-  if (!own) changed_.wait_for(lock, patience, [this] { return left_; });
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (!own && !left_ && changed_.waitUntil(mutex_, deadline)) {
+  }
 }
 
 void CurlLoop::release(Duration patience) noexcept {
   stop(patience);
   const bool own = isOwnThread();
-  std::unique_lock lock(mutex_);
+  const MutexLock lock(mutex_);
   released_ = true;
-  changed_.notify_all();
-  if (!own) changed_.wait_for(lock, patience, [this] { return ended_; });
+  changed_.notifyAll();
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (!own && !ended_ && changed_.waitUntil(mutex_, deadline)) {
+  }
 }
 
 bool CurlLoop::isOwnThread() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return thread_ == std::this_thread::get_id();
 }
 
@@ -123,15 +129,15 @@ void CurlLoop::run() {
     }
     endAll(work);
 
-    std::unique_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     left_ = true;
-    changed_.notify_all();
+    changed_.notifyAll();
     // Cleaning up is not for a process that exits: its libraries may be gone already.
-    changed_.wait(lock, [this] { return released_; });
+    while (!released_) changed_.wait(mutex_);
   }
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   ended_ = true;
-  changed_.notify_all();
+  changed_.notifyAll();
 }
 
 CurlLoop::Work CurlLoop::open() {
@@ -139,7 +145,7 @@ CurlLoop::Work CurlLoop::open() {
   Work work;
   work.multi.reset(curl_multi_init());
   work.jar.reset(curl_share_init());
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   thread_ = std::this_thread::get_id();
   if (work.multi == nullptr || work.jar == nullptr) {
     stopped_ = true;
@@ -154,7 +160,7 @@ CurlLoop::Work CurlLoop::open() {
 /// client has stopped.
 bool CurlLoop::transfer(Work& work) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (stopped_) return false;
     takeIn(work);
   }
@@ -171,7 +177,6 @@ bool CurlLoop::transfer(Work& work) {
   return true;
 }
 
-/// Called with the lock held.
 void CurlLoop::takeIn(Work& work) {
   for (Incoming& incoming : inbox_) {
     const std::string_view host = authority(incoming.request.url);
@@ -235,7 +240,7 @@ void CurlLoop::complete(Work& work, CURL* handle, CURLcode result) {
 /// Ends what is open without another call of libcurl.
 void CurlLoop::endAll(Work& work) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     wakeable_ = nullptr;
     takeIn(work);
   }

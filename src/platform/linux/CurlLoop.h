@@ -3,18 +3,17 @@
 #include <curl/curl.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "CurlTransfer.h"
+#include "Mutex.h"
 #include "zul/platform/HttpClient.h"
 
 namespace zul::platform {
@@ -70,27 +69,27 @@ class CurlLoop : public std::enable_shared_from_this<CurlLoop> {
     std::vector<std::unique_ptr<CurlTransfer>> spare;
   };
 
-  bool start(std::string& problem);
+  bool start(std::string& problem) ZUL_REQUIRES(mutex_);
   void run();
   Work open();
   bool transfer(Work& work);
-  void takeIn(Work& work);
+  void takeIn(Work& work) ZUL_REQUIRES(mutex_);
   void beginWaiting(Work& work);
   void begin(Work& work, Host& host, Incoming incoming);
   void complete(Work& work, CURL* handle, CURLcode result);
   void endAll(Work& work);
   bool isOwnThread();
 
-  std::mutex mutex_;
-  std::vector<Incoming> inbox_;
-  CURLM* wakeable_ = nullptr;  // the thread's handle, while it may be woken
-  bool started_ = false;
-  bool stopped_ = false;
-  bool released_ = false;
-  bool left_ = true;   // the thread does not use libcurl any more
-  bool ended_ = true;  // nor anything else
-  std::thread::id thread_;
-  std::condition_variable changed_;  // any of the flags, or the outcome of a fetch
+  Mutex mutex_;
+  Condition changed_;  // any of the flags, or the outcome of a fetch
+  std::vector<Incoming> inbox_ ZUL_GUARDED_BY(mutex_);
+  CURLM* wakeable_ ZUL_GUARDED_BY(mutex_) = nullptr;  // the thread's handle, while it may be woken
+  bool started_ ZUL_GUARDED_BY(mutex_) = false;
+  bool stopped_ ZUL_GUARDED_BY(mutex_) = false;
+  bool released_ ZUL_GUARDED_BY(mutex_) = false;
+  bool left_ ZUL_GUARDED_BY(mutex_) = true;   // the thread does not use libcurl any more
+  bool ended_ ZUL_GUARDED_BY(mutex_) = true;  // nor anything else
+  std::thread::id thread_ ZUL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zul::platform

@@ -15,7 +15,7 @@ constexpr std::size_t kMaxFile = 1 << 20;
 }  // namespace
 
 std::optional<double> LinuxUserDefaults::number(const std::string& key) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   load();
   const auto place = values_.find(key);
   if (place == values_.end()) return std::nullopt;
@@ -23,7 +23,7 @@ std::optional<double> LinuxUserDefaults::number(const std::string& key) {
 }
 
 void LinuxUserDefaults::setNumber(const std::string& key, double value) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   load();
   if (std::isfinite(value)) {
     values_[key] = value;

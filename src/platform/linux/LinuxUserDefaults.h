@@ -1,9 +1,9 @@
 #pragma once
 
 #include <map>
-#include <mutex>
 #include <string>
 
+#include "Mutex.h"
 #include "zul/platform/UserDefaults.h"
 
 namespace zul::platform {
@@ -20,12 +20,12 @@ class LinuxUserDefaults final : public UserDefaults {
   void setNumber(const std::string& key, double value) override;
 
  private:
-  void load();
+  void load() ZUL_REQUIRES(mutex_);
 
   const std::string file_;
-  std::mutex mutex_;
-  bool loaded_ = false;
-  std::map<std::string, double> values_;
+  Mutex mutex_;
+  bool loaded_ ZUL_GUARDED_BY(mutex_) = false;
+  std::map<std::string, double> values_ ZUL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zul::platform

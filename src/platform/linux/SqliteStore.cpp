@@ -182,13 +182,13 @@ DocumentStore::Status SqliteStore::commit(std::span<const Write> writes) {
 }
 
 std::string SqliteStore::lastError() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return lastError_;
 }
 
 template <typename Work>
 DocumentStore::Status SqliteStore::run(const char* operation, Work work) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   try {
     if (!connection_) {
       open();
@@ -276,15 +276,15 @@ bool SqliteStore::needsMaintenance() const {
 }
 
 void SqliteStore::maintain() {
-  const std::unique_lock running(maintaining_, std::try_to_lock);
-  if (!running) {
+  if (!maintaining_.tryLock()) {
     return;
   }
+  const MutexLock running(maintaining_, std::adopt_lock);
   bool emptied = false;
   try {
     emptied = emptyLog();
   } catch (const SqliteError& error) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     describe("maintain", error);
   }
   // A log that could not be emptied is left alone until there is as much to do again.
@@ -294,7 +294,7 @@ void SqliteStore::maintain() {
 bool SqliteStore::emptyLog() {
   std::uint64_t generation = 0;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!connection_) {
       return false;
     }
@@ -308,7 +308,7 @@ bool SqliteStore::emptyLog() {
   for (int pass = 0; pass < kMaintenancePasses; ++pass) {
     int logPages = 0;
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       if (generation_ != generation) {
         return false;
       }
@@ -316,7 +316,7 @@ bool SqliteStore::emptyLog() {
       logPages = logPages_;
     }
     const bool copied = checkpointer.checkpoint(SQLITE_CHECKPOINT_PASSIVE);
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     reader.execute("COMMIT");
     // The log itself tells, since not every commit changes something and makes it longer.
     if (generation_ == generation && logPages_ == logPages) {

@@ -3,11 +3,11 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "Mutex.h"
 #include "zul/platform/DocumentStore.h"
 
 namespace zul::platform {
@@ -56,23 +56,24 @@ class SqliteStore final : public DocumentStore {
   Loaded load(const char* operation, Read read);
   template <typename Work>
   Status run(const char* operation, Work work);
-  void open();
-  Status failed(const char* operation, const SqliteError& error);
-  Status setAside();
-  void describe(const char* operation, const SqliteError& error);
-  bool emptyLog();
-  bool truncateLog(SqliteConnection& checkpointer);
+  void open() ZUL_REQUIRES(mutex_);
+  Status failed(const char* operation, const SqliteError& error) ZUL_REQUIRES(mutex_);
+  Status setAside() ZUL_REQUIRES(mutex_);
+  void describe(const char* operation, const SqliteError& error) ZUL_REQUIRES(mutex_);
+  bool emptyLog() ZUL_REQUIRES(maintaining_);
+  bool truncateLog(SqliteConnection& checkpointer) ZUL_REQUIRES(mutex_);
 
   const std::string path_;
 
-  mutable std::mutex mutex_;  // guards the members up to the next blank line
-  std::unique_ptr<SqliteConnection> connection_;
-  std::uint64_t generation_ = 0;  // another value whenever path_ may have become another file
-  std::string lastError_;
+  mutable Mutex mutex_;
+  std::unique_ptr<SqliteConnection> connection_ ZUL_GUARDED_BY(mutex_);
+  // Another value whenever path_ may have become another file.
+  std::uint64_t generation_ ZUL_GUARDED_BY(mutex_) = 0;
+  std::string lastError_ ZUL_GUARDED_BY(mutex_);
 
   std::atomic<int> logPages_{0};  // as of the latest commit that made it longer
   std::atomic<int> maintainAbove_;
-  std::mutex maintaining_;
+  Mutex maintaining_;  // held over maintain()
 };
 
 }  // namespace zul::platform

@@ -55,7 +55,7 @@ std::string sessionPayload(const SessionJson& record, const PayloadExtras& extra
     if (!sent) return;
     if (text.empty()) text.reserve(4096);
     text += text.empty() ? "{\"" : ",\"";
-    text += field.payloadKey;  // needs no escaping
+    text += field.payloadKey();  // needs no escaping
     text += "\":";
     append(text, value, field.sent);
   };

@@ -22,7 +22,7 @@ boost::json::object ErrorReporter::getErrorLogParamsDictionaryWithErrlog(const s
         &fieldOf(at<&SessionJson::tz>), &fieldOf(at<&SessionJson::os>), &fieldOf(at<&SessionJson::phone>),
         &fieldOf(at<&SessionJson::apVr>), &fieldOf(at<&SessionJson::plat>), &fieldOf(at<&SessionJson::vendorId>)}) {
     const auto& value = std::get<InRecord<SessionJson::Text>>(field->member).get(*record);
-    if (value) params[field->payloadKey] = *value;
+    if (value) params[field->payloadKey()] = *value;
   }
   params["advtFlag"] = record->advtFlag;
   return params;

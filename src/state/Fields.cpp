@@ -19,7 +19,7 @@ constexpr std::int64_t kOne = 1;
 
 constexpr Field kept(From from, std::string_view name, const Member& member, Sent sent, std::string_view document,
                      std::string_view key, std::string_view meaning, WhenAbsent whenAbsent = {}) {
-  return {name, name, member, from, sent, document, key, whenAbsent, meaning};
+  return {name, {}, member, from, sent, document, key, whenAbsent, meaning};
 }
 constexpr Field stored(std::string_view name, const Member& member, Sent sent, std::string_view document,
                        std::string_view key, std::string_view meaning, WhenAbsent whenAbsent = {}) {
@@ -29,7 +29,7 @@ constexpr Field field(From from, std::string_view name, const Member& member, Se
   return kept(from, name, member, sent, {}, {}, meaning);
 }
 constexpr Field sentAs(std::string_view payloadKey, Field field) {
-  field.payloadKey = payloadKey;
+  field.sentAs = payloadKey;
   return field;
 }
 
@@ -276,7 +276,7 @@ consteval std::array<std::uint8_t, count> listed(const std::string_view (&names)
   std::array<std::uint8_t, count> list{};
   for (std::size_t n = 0; n < count; ++n) {
     const auto* const found = std::find_if(std::begin(kFields), std::end(kFields),
-                                           [&](const Field& field) { return field.payloadKey == names[n]; });
+                                           [&](const Field& field) { return field.payloadKey() == names[n]; });
     if (found == std::end(kFields)) throw "no field has this name";
     list[n] = static_cast<std::uint8_t>(found - std::begin(kFields));
   }

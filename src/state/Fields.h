@@ -65,7 +65,7 @@ using WhenAbsent = std::variant<std::monostate, std::string_view, std::int64_t>;
 /// A field of the record or the payload.
 struct Field {
   std::string_view name;
-  std::string_view payloadKey;
+  std::string_view sentAs;  ///< its payload key where that is spelled in another way
   Member member;
   From from;
   Sent sent;
@@ -73,6 +73,8 @@ struct Field {
   std::string_view key;
   WhenAbsent whenAbsent;
   std::string_view meaning;  ///< for people
+
+  constexpr std::string_view payloadKey() const { return sentAs.empty() ? name : sentAs; }
 };
 
 /// All of them, in the order in which the record shows them. The one place that knows a field.

@@ -113,7 +113,8 @@ SessionRecord::Current SessionRecord::initUniqueInstance() {
       if (current_) return current_;
       generation = generation_;
     }
-    auto made = std::make_shared<const SessionJson>(make(identity));
+    auto made = std::make_shared<SessionJson>();
+    make(*made, identity);
     const MutexLock lock(mutex_);
     if (!current_ && generation == generation_) current_ = std::move(made);
     if (current_) return current_;
@@ -143,8 +144,7 @@ void SessionRecord::editExisting(const Edit& edit) {
 }
 
 // Reads and computes, and writes nothing.
-SessionJson SessionRecord::make(const Identity& identity) {
-  SessionJson record;
+void SessionRecord::make(SessionJson& record, const Identity& identity) {
   record.sdk_version = kSdkVersion;
   record.dSource = "SDK";
   record._qzhst = collectorBaseUrl_;
@@ -164,7 +164,6 @@ SessionJson SessionRecord::make(const Identity& identity) {
     const auto identify = db_.documentWithID(keys::identify::kDocument);
     record.buildMode = identify.booleanForKey(keys::identify::kBuildMode) ? "dev" : "prod";
   });
-  return record;
 }
 
 // ---- store and show

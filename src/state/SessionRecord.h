@@ -70,7 +70,7 @@ class SessionRecord {
 
  private:
   Current initUniqueInstance();
-  SessionJson make(const Identity& identity);
+  void make(SessionJson& record, const Identity& identity);
   void store(const Field& field, const FieldValue& value);
   void show(const Field& field);
 

@@ -1,5 +1,6 @@
 #include "RealPhone.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <stdexcept>
@@ -77,8 +78,14 @@ std::string RealPhone::queued() const {
 }
 
 bool RealPhone::keeps(const std::string& events) const {
-  return eventually(
-      [&] { return queued() == events && log->count("REQ [SDK") == log->count("[Data Sending Status] : Completed."); });
+  const auto triedAndOver = [&] {
+    const auto text = log->text();
+    const bool tried = std::all_of(events.begin(), events.end(), [&](char event) {
+      return text.find(std::string("\"event\" : \"") + event + '"') != text.npos;
+    });
+    return tried && log->count("REQ [SDK") == log->count("[Data Sending Status] : Completed.");
+  };
+  return eventually([&] { return queued() == events && triedAndOver(); });
 }
 
 collector::RequestPtr upload(const collector::DevCollector& collector, const std::string& events) {

@@ -46,7 +46,8 @@ class RealPhone {
   boost::json::object document(const std::string& id) const;
   /// The events that are stored for the next upload, in order; sessions without an event are left out.
   std::string queued() const;
-  /// True as soon as the store holds these events for the next upload, and no request is open.
+  /// True as soon as the store holds these events, a letter each, for the next upload, after one that did not bring
+  /// them to the collector; no request is open then.
   bool keeps(const std::string& events) const;
   std::string database() const { return store + "/ZULLocalDB.sqlite"; }
 

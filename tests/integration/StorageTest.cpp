@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "Events.h"
@@ -53,6 +54,7 @@ class StorageTest : public testing::Test {
 
 TEST_F(StorageTest, ADamagedDatabaseIsSetAside) {
   usedPhone();
+  std::filesystem::remove(phone.database() + "-wal");  // could have the whole database in it, and so mend it
   std::ofstream(phone.database(), std::ios::trunc) << std::string(20'000, 'x');
   phone.startUp();
   phone.event("b");

@@ -71,43 +71,6 @@ TEST(Payload, ValuesAreLeftOutByTheirRules) {
   EXPECT_EQ(keys(payload).substr(keys(payload).rfind(' ') + 1), "clientUserAgent");
 }
 
-TEST(Payload, EveryFieldHasItsPlace) {
-  auto r = record(1);
-  r.mbr = r.sx = r.ag = r.mbl = r.mbid = r.isLogin = r.loginTp = r.signupTp = r.cntr = r.lng = r.tz = r.os = r.osvr =
-      r.sr = r.phone = r.apVr = r.cari = r.plat = r.dSource = r.buildMode = r.aidChange = r.pkg = r.advtId = r.uuid =
-          r.vendorId = r.uptAfv = r.keychainUUID = r.sid = r.isVisitNew = r.isDf = r.isWf = r.isMf = r.isWfUs =
-              r.lastOrderNo = r.firstOrd = r.isSFail = r.qzs = r.qzm = r.qzc = r.qzw = r.qzaffid = r.qzbffid = r.qzref =
-                  r.isDrUpdate = r.openDl = r.latestGcmpid = r.its = r.itm = r.itc = r.itw = r.itaffid = r.itbffid =
-                      r.installReferrer = r.isIrUpdate = r.pushtk = r.pushNo = r.pushTitle = r.saveToken = r._qzhst =
-                          r._accessToken = r.alreadySeenCampaignId = r.inamId = "x";
-  for (auto& ut : r.ut) ut = "x";
-  for (auto& slot : r.inrc) slot.inrc = "x";
-  r.qzp = r.qzclkTime = r.itp = r.itclkTime = r.inamClkTime = r.inamExpireTime = r.latestSkAdCurValue = 1;
-  r.appId = 1;
-  PayloadExtras extras{boost::json::object(), "x", 0, "x"};
-  std::string slots;
-  for (int n = 1; n <= 10; ++n) {
-    const auto number = std::to_string(n);
-    slots += "inrc" + number + " inrcTime" + number + " inrcDt" + number + " ";
-  }
-  EXPECT_EQ(keys(payloadOf(r, extras)),
-            "sdk_version useMode installTime mbr sx ag mbl mbid ut1 ut2 ut3 ut4 ut5 isLogin loginTp signupTp cntr lng "
-            "tz os osvr sr phone apVr cari isWifi plat dSource inch buildMode aidChange pkg appId advtId uuid vendorId "
-            "advtFlag uptAfV keychainUUID sid isVisitNew isDf isWf isMf isWfUs udVt ltvt ltVi udRvnc ltRvnc csRvnVs "
-            "ltrvni lastOrdNo firstOrd ltRvnVt ltrvn isSFail pageKey qzs qzm qzc qzw qzp qzaffid qzbffid qzclkTime "
-            "qzref isDrUpdate openDl latestGcmpid its itm itc itw itp itaffid itbffid itclkTime installReferrer "
-            "isIrUpdate pushtk pushNo pushCkTime pushPeriod pushTitle saveToken pushExpiredTime _qzhst _qzno _qzUdays "
-            "_qzDebug _qzUseRetention _qzUseFingerPrint _accessToken vtTz sarInfo AAATk AAATktime " +
-                slots + "alreadySeenCampaignId inamId inamClkTime inamExpireTime latestSkAdCurValue clientUserAgent");
-  r.useMode = 3;
-  r.gps = "x";
-  EXPECT_EQ(
-      keys(payloadOf(r, extras)),
-      "sdk_version isVisitNew useMode _accessToken _qzhst _qzno _qzDebug lng cntr tz os osvr sr phone gps cari "
-      "isWifi plat buildMode aidChange advtFlag dSource apVr appId advtId vendorId uuid sid qzs qzm qzc qzw qzref "
-      "installTime pushNo");
-}
-
 TEST(Payload, WithoutAModeThereIsNone) {
   for (const int mode : {0, 4, -1}) EXPECT_EQ(sessionPayload(record(mode), {}), "{}") << mode;
 }

@@ -23,7 +23,7 @@ Tracker::Tracker(TrackerServices services)
       serviceNumber_(zulAuthorizationKey_.integer("serviceNumber")),
       sessionController_(services_.db, services_.record, services_.util, log_),
       networkManager_(services_.http, services_.tasks, services_.deployment, log_, zulAuthorizationKey_),
-      errors_(services_.record, networkManager_, serviceNumber_, log_),
+      errors_(services_.record, networkManager_, serviceNumber_),
       payloads_(services_.record, services_.webView, log_),
       earlyEvents_(services_.db),
       uploads_(services_.db, networkManager_, services_.tasks, log_, uploadOwner()) {
@@ -46,7 +46,22 @@ void Tracker::announce() {
         "with  '[[WKWebViewConfiguration alloc] init]'",
         ZUL_HERE);
   }
-  if (const auto error = services_.bundle->lastError(); !error.empty()) log_.error("Info.plist: " + error, ZUL_HERE);
+  if (const auto error = services_.bundle->lastError(); !error.empty()) {
+    log_.error("Info.plist: " + error, ZUL_HERE);
+  } else if (zulAuthorizationKey_.empty()) {
+    log_.error("The Info.plist has no dictionary \"zulAuthorizationKey\": nothing will be reported.", ZUL_HERE);
+  } else if (useMode_ < 1 || useMode_ > 3) {
+    log_.error("\"useMode\" of \"zulAuthorizationKey\" is none of the integers 1, 2 and 3: payloads will be empty. " +
+                   zulAuthorizationKey_.json(),
+               ZUL_HERE);
+  }
+}
+
+// What the user could mend, such as a wrong address or an unknown authority. A host that exits is not told of requests
+// that end because of it.
+void Tracker::tell(const std::string& what, const std::string& problem) {
+  if (services_.stopping) return;
+  log_.error(what + " the collector at " + networkManager_.ZULApiUrl() + ": " + problem, ZUL_HERE);
 }
 
 void Tracker::checkDebugMode(bool dev) {
@@ -76,8 +91,11 @@ UploadQueue::Owner Tracker::uploadOwner() {
             });
           },
       .kept =
-          [this](const std::optional<std::string>& reason) {
-            errors_.send(reason, "[SDK -> COLLECTOR]: " + reason.value_or("(null)"));
+          [this](const std::optional<std::string>& reason, const std::string& problem) {
+            if (!problem.empty() && !toldUploadProblem_.exchange(true)) tell("An upload did not reach", problem);
+            errors_.send(reason, [this, reason](bool success) {
+              if (success) log_.debug("[SDK -> COLLECTOR]: " + reason.value_or("(null)"), ZUL_HERE);
+            });
           },
       .completed =
           [this] {

@@ -158,6 +158,7 @@ class Tracker {
   void wrapAndSend(const Payload& session, bool initialized);
   void upload(const Payload& entireJson);
   void keepAccepted();
+  void tell(const std::string& what, const std::string& problem);
   UploadQueue::Owner uploadOwner();
 
   const TrackerServices services_;
@@ -181,6 +182,7 @@ class Tracker {
   std::atomic<bool> ZULinitYN_{false};
   std::atomic<bool> firstExcute_{false};
   std::atomic<bool> blockingLogEventCallBeforeInit_{false};
+  std::atomic<bool> toldUploadProblem_{false};
 
   Mutex mutex_;
   Launch launchOptions_ ZUL_GUARDED_BY(mutex_);

@@ -141,11 +141,9 @@ void Tracker::completeStart() {
   });
   log_.info(std::string("accessTokenRequestDone: ") + (accessTokenRequestDone_ ? "1" : "0"), ZUL_HERE);
   log_.info(std::string("fingerPrintRequestDone: ") + (fingerPrintRequestDone_ ? "1" : "0"), ZUL_HERE);
-  const bool completedBefore = ZULinitYN_;
   if (accessTokenRequestDone_) ZULinitYN_ = true;
   log_.debug(std::string("ZULinitYN: ") + (ZULinitYN_ ? "1" : "0"), ZUL_HERE);
   if (checkNewSession()) beginSessionIfExpired(1);
-  if (completedBefore) return;  // the host initialized twice; the events before were dealt with then
   if (blockingLogEventCallBeforeInit_.exchange(false)) {
     log_.debug(
         "Because the BlockingLogEventCallBeforeSdkInitComplete value is YES , the entireExceptionData was ignored.",
@@ -202,7 +200,10 @@ void Tracker::requestToken() {
       serviceNumber_, services_.bundle->bundleIdentifier(), services_.record.environment().sender(),
       [this](bool success, const platform::HttpResponse& response) {
         if (!success) {
-          errors_.send("AccessToken Request Error", "DEBUG_ZUL_REQUEST_ACCESSTOKEN: AccessToken Request Error");
+          tell("The request for an access token did not reach", response.error);
+          errors_.send("AccessToken Request Error", [this](bool) {
+            log_.debug("DEBUG_ZUL_REQUEST_ACCESSTOKEN: AccessToken Request Error", ZUL_HERE);
+          });
           return;
         }
         const auto answer = NetworkManager::getResponseDictionary(response.body);

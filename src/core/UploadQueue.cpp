@@ -133,7 +133,7 @@ void UploadQueue::endRequest(const Payloads& own) {
 
 void UploadQueue::complete(const Payloads& list, bool success, const platform::HttpResponse& response) {
   if (!success) {
-    owner_.kept("network error");
+    owner_.kept("network error", response.error);
     return;
   }
   const auto answer = NetworkManager::getResponseDictionary(response.body);
@@ -141,7 +141,7 @@ void UploadQueue::complete(const Payloads& list, bool success, const platform::H
   if (answer && json::string(*answer, "code") == wire::kAccepted) {
     owner_.accepted(*answer, *list.front(), [&] { db_.dequeue(list); });
   } else {
-    owner_.kept(answer ? json::string(*answer, "msg") : std::nullopt);
+    owner_.kept(answer ? json::string(*answer, "msg") : std::nullopt, "");
   }
 }
 

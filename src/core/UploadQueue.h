@@ -37,8 +37,8 @@ class UploadQueue {
     /// makes the owner store belongs into the same transaction.
     std::function<void(const boost::json::object& answer, const std::string& first, const std::function<void()>& clear)>
         accepted;
-    /// The list is kept: an error log with `reason` is due.
-    std::function<void(const std::optional<std::string>& reason)> kept;
+    /// The list is kept: an error log with `reason` is due. `problem` is the transport's, if it had one.
+    std::function<void(const std::optional<std::string>& reason, const std::string& problem)> kept;
     /// The request is over, whatever came of it.
     std::function<void()> completed;
   };

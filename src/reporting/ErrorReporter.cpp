@@ -8,8 +8,8 @@
 
 namespace zul {
 
-ErrorReporter::ErrorReporter(SessionRecord& record, NetworkManager& network, std::int64_t serviceNumber, Log log)
-    : record_(record), network_(network), serviceNumber_(serviceNumber), log_(std::move(log)) {}
+ErrorReporter::ErrorReporter(SessionRecord& record, NetworkManager& network, std::int64_t serviceNumber)
+    : record_(record), network_(network), serviceNumber_(serviceNumber) {}
 
 boost::json::object ErrorReporter::getErrorLogParamsDictionaryWithErrlog(const std::optional<std::string>& text) {
   const auto record = record_.sharedInstance();
@@ -28,11 +28,10 @@ boost::json::object ErrorReporter::getErrorLogParamsDictionaryWithErrlog(const s
   return params;
 }
 
-void ErrorReporter::send(const std::optional<std::string>& text, const std::string& arrived) {
-  network_.sendErrorLogWithErrParams(getErrorLogParamsDictionaryWithErrlog(text), record_.environment().sender(),
-                                     [log = log_, arrived](bool success, const auto&) {
-                                       if (success) log.debug(arrived, ZUL_HERE);
-                                     });
+void ErrorReporter::send(const std::optional<std::string>& text, std::function<void(bool)> completion) {
+  network_.sendErrorLogWithErrParams(
+      getErrorLogParamsDictionaryWithErrlog(text), record_.environment().sender(),
+      [completion = std::move(completion)](bool success, const auto&) { completion(success); });
 }
 
 }  // namespace zul

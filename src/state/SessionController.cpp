@@ -145,6 +145,7 @@ void SessionController::saveAppInfo(const Dictionary& settings) {
       document.setBoolean(settings.boolean(key), key);
     }
   });
+  record_.showDocument(appinfo::kDocument);  // also a token that was stored before
 }
 
 void SessionController::resetAboutNewVisitInfo() {

@@ -43,7 +43,7 @@ class SessionController {
   void saveSessionExpireTime();
   void checkToResetUdRvnc();
 
-  /// Copies the service settings into "AppInfo", where that exists.
+  /// Copies the service settings into "AppInfo", where that exists, and has the record show what is there.
   void saveAppInfo(const Dictionary& settings);
 
   // One-shot markers, cleared once the collector has them.

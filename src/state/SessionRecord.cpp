@@ -173,6 +173,12 @@ void SessionRecord::store(const Field& field, const FieldValue& value) {
   show(field);
 }
 
+void SessionRecord::showDocument(std::string_view document) {
+  for (const auto& field : fields()) {
+    if (field.from == From::store && field.document == document) show(field);
+  }
+}
+
 // Whoever writes looks again afterwards, so that of several threads at once the last commit is what stays shown.
 void SessionRecord::show(const Field& field) {
   db_.afterCommit([this, &field] {

@@ -65,6 +65,9 @@ class SessionRecord {
     show(fieldOf(at<path...>));
   }
 
+  /// The same for all that is kept in a document.
+  void showDocument(std::string_view document);
+
   /// A fresh look at the device.
   Environment environment() const { return Environment(sources_); }
 

@@ -34,9 +34,17 @@ Document LocalDB::documentWithID(std::string_view id) {
 LocalDB::Members LocalDB::members(std::string_view id, bool& readable) {
   if (auto members = cached(id, readable); readable) return members;
 
+  if (unreadable_) return nullptr;
   auto loaded = store_->load(Store::Table::documents, id);
   readable = loaded.status != Store::Status::failed;
-  if (!readable) return nullptr;  // not remembered: the next read tries again
+  if (!readable) {  // not remembered: a later read tries again
+    unreadable_ = true;
+    transaction([this] {
+      assertInTransaction();
+      fallBehind("read");
+    });
+    return nullptr;
+  }
   if (loaded.status == Store::Status::corrupt) {
     transaction([this] {
       assertInTransaction();

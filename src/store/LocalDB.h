@@ -132,7 +132,7 @@ class LocalDB {
   void write(Writes writes) ZUL_REQUIRES(writing_);
   void maintainIfDue();
   void keepUnsaved(Writes& writes) ZUL_REQUIRES(writing_);
-  void fallBehind() ZUL_REQUIRES(writing_);
+  void fallBehind(const char* cannotBe) ZUL_REQUIRES(writing_);
   void retryLater() ZUL_REQUIRES(writing_);
   void retry();
   Writes everythingUnsaved() ZUL_REQUIRES(writing_);
@@ -168,6 +168,8 @@ class LocalDB {
   Mutex loading_;  // one at a time reads what was left; taken before writing_
   bool queueLoaded_ ZUL_GUARDED_BY(loading_) = false;
   std::atomic<bool> unreadableQueue_{false};
+  // A read failed: until the background has reached the store again, nobody else waits for it.
+  std::atomic<bool> unreadable_{false};
   std::atomic<bool> maintaining_{false};
 };
 

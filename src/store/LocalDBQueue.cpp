@@ -75,7 +75,7 @@ void LocalDB::changeRows(Writes& writes) {
     std::move(added.begin(), added.end(), std::back_inserter(rows_));
   }
   if (placed && !accepted.empty()) *lastId_ += static_cast<std::int64_t>(accepted.size());
-  if (!placed) fallBehind();
+  if (!placed) fallBehind("read");
 }
 
 // The ids of this process's rows follow those that are stored.

@@ -62,7 +62,7 @@ void LocalDB::write(Writes writes) {
     rewriteEverything();
   } else if (status == Store::Status::failed) {
     keepUnsaved(writes);
-    fallBehind();
+    fallBehind("written");
   }
   maintainIfDue();
 }
@@ -109,12 +109,14 @@ void LocalDB::keepUnsaved(Writes& writes) {
   }
 }
 
-void LocalDB::fallBehind() {
+void LocalDB::fallBehind(const char* cannotBe) {
   behind_ = true;
   if (!failureReported_) {
     failureReported_ = true;
-    pending_.afterwards.emplace_back([this, reason = store_->lastError()] {
-      log_.error("The local database cannot be written (" + reason + "); the state is kept in memory.", ZUL_HERE);
+    pending_.afterwards.emplace_back([this, cannotBe, reason = store_->lastError()] {
+      log_.error(std::string("The local database cannot be ") + cannotBe + " (" + reason +
+                     "); the state is kept in memory, and another attempt made every second.",
+                 ZUL_HERE);
     });
   }
   if (!retryDue_) retryLater();
@@ -176,6 +178,7 @@ void LocalDB::noteSaved() {
   unsavedRemovals_.clear();
   dropQueueDocument_ = false;
   behind_ = false;
+  unreadable_ = false;
   failureReported_ = false;
   const MutexLock lock(listing_);
   for (auto& row : rows_) row.stored = true;
@@ -232,7 +235,7 @@ void LocalDB::rewriteEverything() {
   if (store_->commit(everythingUnsaved()) == Store::Status::ok) {
     noteSaved();
   } else {
-    fallBehind();
+    fallBehind("written");
   }
 }
 

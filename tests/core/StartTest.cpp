@@ -21,6 +21,37 @@ TEST_F(StartTest, AConfiguredTokenGoesBeforeTheStoredOne) {
   EXPECT_TRUE(phone.sim.http->requests("acsTokenRps").empty());
 }
 
+// A record that was made before the settings were stored shows them once they are.
+TEST_F(StartTest, ALateTokenBringsTheSettingsIntoTheRecord) {
+  phone.sim.http->forget("acsTokenRps");
+  phone.sim.http->answer("acsTokenRps", {R"({"token":"late"})", 200, 7});
+  phone.boot();
+  phone.initialize();
+  phone.sim.dispatcher->advance(6);
+  EXPECT_TRUE(phone.tracker().getSessionData().empty());
+  phone.sim.dispatcher->advance(1);
+  const auto session = phone.tracker().getSessionData();
+  EXPECT_EQ(session.integer("useMode"), 1);
+  EXPECT_EQ(session.integer("_qzno"), 1001);
+  EXPECT_EQ(session.string("_accessToken"), "late");
+}
+
+TEST_F(StartTest, WhatIsWrongWithTheConfigurationIsToldOnce) {
+  for (const auto& [settings, told] :
+       std::vector<std::pair<std::string, std::string>>{{"{}", "no dictionary \"zulAuthorizationKey\""},
+                                                        {R"({"useMode":"1"})", R"({"useMode":"1"})"},
+                                                        {R"({"useMode":9})", R"({"useMode":9})"},
+                                                        {R"({"serviceNumber":1})", R"({"serviceNumber":1})"},
+                                                        {R"({"useMode":3})", ""}}) {
+    phone.configure(settings);
+    phone.sim.log->lines.clear();
+    phone.startUp();
+    phone.startUp();
+    EXPECT_EQ(logged("QuorLog / E"), told.empty() ? 0U : 2U) << settings;
+    EXPECT_EQ(logged(told), told.empty() ? phone.sim.log->lines.size() : 2U) << settings;
+  }
+}
+
 TEST_F(StartTest, OfflineTheInstallTimeIsLocalAndNoTokenIsAskedFor) {
   phone.sim.reachability->value = platform::Reachability::kReachable | platform::Reachability::kConnectionRequired;
   phone.boot();

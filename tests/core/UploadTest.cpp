@@ -64,6 +64,10 @@ TEST_F(UploadTest, TheCollectorLearnsWhyItWasNotAccepted) {
   EXPECT_EQ(json::parseObject(*errors[1].body)->at("errlog"), "network error");
   EXPECT_EQ(phone.sim.log->count("[SDK -> COLLECTOR]: too busy"), 1U);
   EXPECT_EQ(phone.sim.log->count("[SDK -> COLLECTOR]: network error"), 1U);
+
+  // A failure that the user could mend is told in its own words, once.
+  event("c");
+  EXPECT_EQ(phone.sim.log->count("did not reach the collector at https://collector.test: connection refused"), 1U);
 }
 
 TEST_F(UploadTest, AcceptanceProlongsTheSessionAndClearsWhatIsToldOnce) {
@@ -210,7 +214,7 @@ TEST_F(UploadTest, AnAcceptedListLeavesInTheCommitOfItsConsequences) {
                                        [&](MutableDocument& document) { document.setString(first, "first"); });
                            });
                          },
-                     .kept = [](const auto&) {},
+                     .kept = [](const auto&, const auto&) {},
                      .completed = [] {}});
   queue.send({R"({"SESSION":{"event":"a"}})"});
   EXPECT_EQ(phone.queuedRows(), 1U);

@@ -14,7 +14,7 @@
 namespace zul::test {
 namespace {
 
-constexpr const char* kCannotBeWritten = "The local database cannot be written";
+constexpr const char* kCannotBeUsed = "The local database cannot be ";
 
 /// A limit on the size of files stands for the full disk. It holds for the whole process.
 class FullDisk {
@@ -78,7 +78,7 @@ TEST_F(StorageTest, WithoutAFolderTheLibraryLivesInMemory) {
   const auto next = upload(collector, "b");
   ASSERT_TRUE(next);
   EXPECT_EQ(next->body.at(0).at("SESSION").at("uuid"), arrived->body.at(0).at("SESSION").at("uuid"));
-  EXPECT_EQ(phone.log->count(kCannotBeWritten), 1U);
+  EXPECT_EQ(phone.log->count(kCannotBeUsed), 1U);
 }
 
 TEST_F(StorageTest, AFullDiskIsWaitedFor) {
@@ -91,7 +91,7 @@ TEST_F(StorageTest, AFullDiskIsWaitedFor) {
     collector.setAnswers(R"({"upload":[{"body":{"code":"ERR9"}}]})");
     phone.event("b");
     EXPECT_TRUE(upload(collector, "b"));
-    EXPECT_EQ(phone.log->count(kCannotBeWritten), 1U);
+    EXPECT_EQ(phone.log->count(kCannotBeUsed), 1U);
     EXPECT_EQ(phone.document("Identify").size(), 0U);
   }
   phone.event("c");

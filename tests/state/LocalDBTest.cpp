@@ -182,6 +182,22 @@ TEST_F(LocalDBTest, WhatCouldNotBeReadIsNotOverwritten) {
   EXPECT_EQ(sim.store->loadAll(Table::queue).rows.size(), 2U);
 }
 
+// A store that does not answer costs its caller one wait; then the background has the matter.
+TEST_F(LocalDBTest, AfterAReadThatFailedNobodyElseWaits) {
+  put(Table::documents, "A", R"({"n":1})");
+  put(Table::documents, "B", R"({"n":2})");
+  auto db = open();
+  sim.store->setUnreadable(true);
+  EXPECT_FALSE(db.documentWithID("A").exists());
+  sim.store->setUnreadable(false);
+  EXPECT_FALSE(db.documentWithID("B").exists()) << "not asked for";
+  db.update("B", [](MutableDocument& document) { document.setInteger(3, "m"); });
+  sim.dispatcher->advance(1);
+  EXPECT_EQ(db.documentWithID("A").integerForKey("n"), 1);
+  EXPECT_EQ(stored("B"), R"({"n":2,"m":3})");
+  EXPECT_EQ(sim.log->count("cannot be read"), 1U);
+}
+
 TEST_F(LocalDBTest, TheQueueKeepsItsOrderOverARestart) {
   auto first = open();
   std::string all;

@@ -21,8 +21,8 @@ bool EarlyEvents::load() {
 }
 
 std::vector<std::string> EarlyEvents::inSession(const std::string& session) const {
-  const auto sid = fieldOf(at<&SessionJson::sid>).payloadKey();
-  const auto vtTz = fieldOf(at<&SessionJson::vtTz>).payloadKey();
+  const auto sid = fieldOf(at<&SessionJson::sid>()).payloadKey();
+  const auto vtTz = fieldOf(at<&SessionJson::vtTz>()).payloadKey();
   const auto current = json::parseObject(session).value_or(boost::json::object());
   std::vector<boost::json::object> list;
   {

@@ -17,10 +17,10 @@ boost::json::object ErrorReporter::getErrorLogParamsDictionaryWithErrlog(const s
   params["_qzno"] = serviceNumber_;
   params["errlog"] = text.value_or("");  // an answer may have no reason; the key is always there
   for (const auto* field :
-       {&fieldOf(at<&SessionJson::qzref>), &fieldOf(at<&SessionJson::installReferrer>),
-        &fieldOf(at<&SessionJson::advtId>), &fieldOf(at<&SessionJson::lng>), &fieldOf(at<&SessionJson::cntr>),
-        &fieldOf(at<&SessionJson::tz>), &fieldOf(at<&SessionJson::os>), &fieldOf(at<&SessionJson::phone>),
-        &fieldOf(at<&SessionJson::apVr>), &fieldOf(at<&SessionJson::plat>), &fieldOf(at<&SessionJson::vendorId>)}) {
+       {&fieldOf(at<&SessionJson::qzref>()), &fieldOf(at<&SessionJson::installReferrer>()),
+        &fieldOf(at<&SessionJson::advtId>()), &fieldOf(at<&SessionJson::lng>()), &fieldOf(at<&SessionJson::cntr>()),
+        &fieldOf(at<&SessionJson::tz>()), &fieldOf(at<&SessionJson::os>()), &fieldOf(at<&SessionJson::phone>()),
+        &fieldOf(at<&SessionJson::apVr>()), &fieldOf(at<&SessionJson::plat>()), &fieldOf(at<&SessionJson::vendorId>())}) {
     const auto& value = std::get<InRecord<SessionJson::Text>>(field->member).get(*record);
     if (value) params[field->payloadKey()] = *value;
   }

@@ -120,9 +120,11 @@ consteval Member memberAt() {
 
 }  // namespace detail
 
-/// A member of the record or the extras, with indices where it is an array: at<&SessionJson::ut, 0>.
+/// A member of the record or the extras, with indices where it is an array: at<&SessionJson::ut, 0>().
 template <auto... path>
-inline constexpr Member at = detail::memberAt<path...>();
+consteval Member at() {
+  return detail::memberAt<path...>();
+}
 
 /// The field of a member. It has one: every member that is stored or sent is in the table.
 const Field& fieldOf(const Member& member);

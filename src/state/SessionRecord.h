@@ -54,15 +54,15 @@ class SessionRecord {
   template <auto... path, typename Value>
   void set(Value value) {
     if constexpr (std::is_convertible_v<Value, std::string>) {
-      store(fieldOf(at<path...>), std::optional<std::string>(std::move(value)));
+      store(fieldOf(at<path...>()), std::optional<std::string>(std::move(value)));
     } else {
-      store(fieldOf(at<path...>), FieldValue(std::move(value)));
+      store(fieldOf(at<path...>()), FieldValue(std::move(value)));
     }
   }
   /// Has the current record show the stored value of a member, once the transaction that changes it is committed.
   template <auto... path>
   void show() {
-    show(fieldOf(at<path...>));
+    show(fieldOf(at<path...>()));
   }
 
   /// The same for all that is kept in a document.

@@ -201,13 +201,14 @@ void LocalDB::join(LeftOver leftOver) {
     if (document) change.rows.push_back({Store::Table::documents, std::string(keys::queue::kDocument), std::nullopt});
     if (parsed) {
       noteRemoved(std::move(parsed->removed));
-      auto id = rows.empty() ? *lastLeftId_ + 1 : rows.front().id;
+      const auto first = rows.empty() ? *lastLeftId_ + 1 : rows.front().id;
+      auto id = first - static_cast<std::int64_t>(parsed->payloads.size());
       std::vector<Row> older;
-      for (auto payload = parsed->payloads.rbegin(); payload != parsed->payloads.rend(); ++payload) {
-        change.rows.push_back({Store::Table::queue, std::to_string(--id), **payload});
-        older.push_back({id, std::move(*payload), true});
+      for (auto& payload : parsed->payloads) {
+        change.rows.push_back({Store::Table::queue, std::to_string(id), *payload});
+        older.push_back({id++, std::move(payload), true});
       }
-      rows.insert(rows.begin(), std::make_move_iterator(older.rbegin()), std::make_move_iterator(older.rend()));
+      rows.insert(rows.begin(), std::make_move_iterator(older.begin()), std::make_move_iterator(older.end()));
     } else {
       noteUnreadableQueue(std::move(text));
     }

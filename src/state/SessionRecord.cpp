@@ -149,7 +149,6 @@ void SessionRecord::make(SessionJson& record, const Identity& identity) {
   record.dSource = "SDK";
   record._qzhst = collectorBaseUrl_;
   setIdentity(record, identity);
-  setEnvironment(record, environment());
   for (const auto& field : fields()) db_.documentWithID(field.document);  // from the disk, where that has to be
   // In one transaction, so that the session that another thread begins just now is in it as a whole or not at all.
   db_.transaction([&] {
@@ -164,6 +163,7 @@ void SessionRecord::make(SessionJson& record, const Identity& identity) {
     const auto identify = db_.documentWithID(keys::identify::kDocument);
     record.buildMode = identify.booleanForKey(keys::identify::kBuildMode) ? "dev" : "prod";
   });
+  setEnvironment(record, environment());
 }
 
 // ---- store and show

@@ -112,17 +112,20 @@ TEST_F(SessionRecordTest, WhatTakesConsentIsNotReadWithoutIt) {
   EXPECT_EQ(record.cari, "ios");
 }
 
-// While one thread waits for the look-up a session begins: its record must not show the one before.
+// While one thread makes a record, sessions begin: it must not show the one before.
 TEST_F(SessionRecordTest, ARecordBegunBeforeAClearIsNotKept) {
   phone.boot();
   auto& record = phone.process().record();
-  phone.sim.http->forget("/lookup");
-  phone.sim.http->answer("/lookup", {R"({"resultCount":0})", 200, 10});
-  phone.sim.dispatcher->after(5, platform::Dispatcher::Queue::global, [&] {
-    phone.process().db().update("Behavior", [](MutableDocument& b) { b.setInteger(8, "lifeCriteriaVisit"); });
+  int visit = 0;
+  phone.sim.device->onSystemRead = [&] {
+    if (visit == 8) return;
+    ++visit;
+    phone.process().db().update("Behavior",
+                                [&](MutableDocument& document) { document.setInteger(visit, "lifeCriteriaVisit"); });
     record.clearInstance();
-  });
+  };
   EXPECT_EQ(record.sharedInstance()->ltvt, 8);
+  phone.sim.device->onSystemRead = nullptr;
 }
 
 }  // namespace

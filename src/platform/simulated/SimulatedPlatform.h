@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -34,7 +35,10 @@ class SimulatedDevice final : public Device {
   /// The portions together.
   struct Values : SystemValues, PlaceValues, AdvertisingValues {};
 
-  SystemValues system() override { return values; }
+  SystemValues system() override {
+    if (onSystemRead) onSystemRead();
+    return values;
+  }
   PlaceValues place() override {
     ++placeReads;
     return values;
@@ -42,6 +46,7 @@ class SimulatedDevice final : public Device {
   AdvertisingValues advertising() override { return values; }
 
   Values values;
+  std::function<void()> onSystemRead;
   int placeReads = 0;  ///< how often anything was read that takes consent
 };
 

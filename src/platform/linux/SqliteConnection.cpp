@@ -7,6 +7,10 @@
 
 namespace zul::platform {
 
+bool SqliteError::tellsOfDamage() const {
+  return code_ == SQLITE_CORRUPT || code_ == SQLITE_NOTADB;
+}
+
 SqliteConnection::SqliteConnection(const std::string& path) {
   if (sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
     if (db_ == nullptr) {
@@ -70,6 +74,18 @@ SqliteError SqliteConnection::error() const {
   return {code, message};
 }
 
+int SqliteConnection::readError() const {
+  for (const int which : {SQLITE_FCNTL_FILE_POINTER, SQLITE_FCNTL_JOURNAL_POINTER}) {
+    sqlite3_file* file = nullptr;
+    int cause = 0;
+    sqlite3_file_control(db_, "main", which, &file);
+    if (file == nullptr || file->pMethods == nullptr) continue;
+    file->pMethods->xFileControl(file, SQLITE_FCNTL_LAST_ERRNO, &cause);
+    if (cause != 0) return cause;
+  }
+  return 0;
+}
+
 SqliteQuery::SqliteQuery(SqliteConnection& connection, const char* sql)
     : connection_(connection), statement_(connection.statement(sql)) {}
 
@@ -128,6 +144,23 @@ SqliteTransaction::~SqliteTransaction() {
 
 void SqliteTransaction::commit() {
   SqliteQuery(connection_, "COMMIT").step();
+}
+
+bool isDamaged(const std::string& path) {
+  SqliteConnection connection(path);
+  bool damaged = false;
+  try {
+    // The quick check would pass over an index that has lost its table's rows.
+    SqliteQuery check(connection, "PRAGMA integrity_check(1)");
+    damaged = !check.step() || check.text(0) != "ok";
+  } catch (const SqliteError& error) {
+    if (!error.tellsOfDamage()) throw;
+    damaged = true;
+  }
+  if (const int cause = connection.readError(); damaged && cause != 0) {
+    throw SqliteError(SQLITE_IOERR, "unable to read the file (" + std::generic_category().message(cause) + ")");
+  }
+  return damaged;
 }
 
 }  // namespace zul::platform

@@ -20,6 +20,9 @@ class SqliteError : public std::runtime_error {
   /// The primary result code: SQLITE_FULL, SQLITE_CORRUPT, ...
   int code() const { return code_; }
 
+  /// SQLite says damaged, or not a database. It also says so of a file that the system failed to read.
+  bool tellsOfDamage() const;
+
  private:
   int code_;
 };
@@ -47,6 +50,9 @@ class SqliteConnection {
   SqliteError error() const;
 
   sqlite3* handle() const { return db_; }
+
+  /// The system's own error number where reading the database or its log last failed, or 0.
+  int readError() const;
 
  private:
   sqlite3* db_ = nullptr;
@@ -93,5 +99,9 @@ class SqliteTransaction {
  private:
   SqliteConnection& connection_;
 };
+
+/// Looks at the whole database anew: true when it is damaged or none. Throws SqliteError when it could not be looked
+/// at, which says nothing about what is in it.
+bool isDamaged(const std::string& path);
 
 }  // namespace zul::platform

@@ -233,22 +233,25 @@ void SqliteStore::open() {
 
 DocumentStore::Status SqliteStore::failed(const char* operation, const SqliteError& error) {
   describe(operation, error);
-  switch (error.code()) {
-    case SQLITE_CORRUPT:
-    case SQLITE_NOTADB:
-      return setAside();
-    case SQLITE_READONLY:
-      // SQLite opens a file that it may not write for reading alone; a new connection may find it
-      // writable again.
-      connection_.reset();
-      return Status::failed;
-    default:
-      return Status::failed;
+  if (error.tellsOfDamage()) return judge();
+  // SQLite opens a file that it may not write for reading alone; a new connection may find it writable again.
+  if (error.code() == SQLITE_READONLY) connection_.reset();
+  return Status::failed;
+}
+
+/// A single read that the system fails looks like damage, too, and would cost a sound database.
+DocumentStore::Status SqliteStore::judge() {
+  connection_.reset();
+  try {
+    if (isDamaged(path_)) return setAside();
+    lastError_ += "; sound at a second look";
+  } catch (const SqliteError& error) {
+    lastError_ += std::string("; ") + error.what();
   }
+  return Status::failed;
 }
 
 DocumentStore::Status SqliteStore::setAside() {
-  connection_.reset();
   try {
     const std::filesystem::path target = renameCorruptDatabase(path_);
     ++generation_;

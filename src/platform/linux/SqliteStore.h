@@ -58,6 +58,7 @@ class SqliteStore final : public DocumentStore {
   Status run(const char* operation, Work work);
   void open() ZUL_REQUIRES(mutex_);
   Status failed(const char* operation, const SqliteError& error) ZUL_REQUIRES(mutex_);
+  Status judge() ZUL_REQUIRES(mutex_);
   Status setAside() ZUL_REQUIRES(mutex_);
   void describe(const char* operation, const SqliteError& error) ZUL_REQUIRES(mutex_);
   bool emptyLog() ZUL_REQUIRES(maintaining_);

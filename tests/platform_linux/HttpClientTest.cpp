@@ -209,23 +209,28 @@ TEST(CurlHttpClient, FollowsRedirectsOfGetAlone) {
   EXPECT_EQ(server.requests().size(), before + 11);
 }
 
-TEST(CurlHttpClient, ReusesConnectionsAndSendsAgainWhenOneIsGone) {
-  std::atomic<int> count = 0;
-  LoopbackServer server([&](const WireRequest&) {
-    const int number = ++count;
-    // The eleventh and thirteenth come over a connection used before, and find it closed.
-    return number == 11 || number == 13 ? std::string() : LoopbackServer::answer("");
-  });
+// An upload that went out again by itself would be counted twice.
+TEST(CurlHttpClient, SendsAgainWhenAKeptConnectionIsGoneButNoUpload) {
+  std::atomic<bool> closes = false;
+  LoopbackServer server(
+      [&](const WireRequest&) { return closes.exchange(false) ? std::string() : LoopbackServer::answer(""); });
   CurlHttpClient client;
   for (int i = 0; i < 10; ++i) EXPECT_TRUE(client.fetch(post(server.url("/"), "small", i % 2 == 1)).ok());
   EXPECT_EQ(server.connections(), 1u);
 
-  const std::string body(300'000, 'r');
+  const auto requestsOf = [&](const HttpRequest& request, bool answered) {
+    EXPECT_TRUE(client.fetch(get(server.url("/"))).ok());
+    const std::size_t before = server.requests().size();
+    closes = true;
+    const HttpResponse response = client.fetch(request);
+    EXPECT_EQ(response.error, answered ? "" : "connection closed without an answer");
+    return server.requests().size() - before;
+  };
+  EXPECT_EQ(requestsOf(get(server.url("/")), true), 2u);
   for (const bool stream : {false, true}) {
-    EXPECT_EQ(client.fetch(post(server.url("/"), body, stream)).error, "");
-    EXPECT_TRUE(server.requests().back().body == body);
+    EXPECT_EQ(requestsOf(post(server.url("/"), std::string(300'000, 'r'), stream), false), 1u) << stream;
+    EXPECT_EQ(requestsOf(post(server.url("/"), "", stream), false), 1u) << stream;
   }
-  EXPECT_EQ(server.connections(), 3u);
 }
 
 TEST(CurlHttpClient, OpensAtMostSixConnectionsToAHost) {

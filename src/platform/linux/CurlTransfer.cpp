@@ -90,8 +90,6 @@ void CurlTransfer::prepareBody() {
     curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
     curl_easy_setopt(easy, CURLOPT_READFUNCTION, &onRead);
     curl_easy_setopt(easy, CURLOPT_READDATA, this);
-    curl_easy_setopt(easy, CURLOPT_SEEKFUNCTION, &onSeek);
-    curl_easy_setopt(easy, CURLOPT_SEEKDATA, this);
   } else if (request_.body || sends) {
     const std::string_view body = request_.body ? std::string_view(*request_.body) : std::string_view("");
     curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
@@ -103,6 +101,10 @@ void CurlTransfer::prepareBody() {
     curl_easy_setopt(easy, CURLOPT_MAXREDIRS, kMaxRedirects);
   }
   curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request_.method.c_str());
+  if (request_.method != "GET" && request_.method != "HEAD") {
+    curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &onStart);
+    curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
+  }
 }
 
 std::string CurlTransfer::prepareHeaders() {
@@ -141,6 +143,8 @@ HttpResponse CurlTransfer::response(CURLcode result) {
   HttpResponse response;
   if (tooLarge_ || result == CURLE_FILESIZE_EXCEEDED) {
     response.error = "answer larger than 8 MiB";
+  } else if (result == CURLE_ABORTED_BY_CALLBACK || result == CURLE_SEND_FAIL_REWIND) {
+    response.error = "connection closed without an answer";
   } else if (result != CURLE_OK) {
     response.error = error_[0] != '\0' ? error_.data() : curl_easy_strerror(result);
   } else {
@@ -156,6 +160,7 @@ HttpClient::Completion CurlTransfer::finish() {
   request_ = {};
   answer_ = {};
   tooLarge_ = false;
+  started_ = false;
   sent_ = 0;
   error_[0] = '\0';
   return std::exchange(completion_, nullptr);
@@ -182,14 +187,10 @@ std::size_t CurlTransfer::onRead(char* data, std::size_t size, std::size_t count
   return length;
 }
 
-/// libcurl starts over when a connection that it took up again turns out to be closed.
-int CurlTransfer::onSeek(void* self, curl_off_t offset, int origin) {
-  auto& transfer = *static_cast<CurlTransfer*>(self);
-  if (origin != SEEK_SET || offset < 0 || static_cast<std::size_t>(offset) > transfer.request_.body->size()) {
-    return CURL_SEEKFUNC_CANTSEEK;
-  }
-  transfer.sent_ = static_cast<std::size_t>(offset);
-  return CURL_SEEKFUNC_OK;
+/// libcurl starts over when a connection that it took up again ends without an answer. By then the server may have
+/// what it was sent, so what changes something there goes out once.
+int CurlTransfer::onStart(void* self, char*, char*, int, int) {
+  return std::exchange(static_cast<CurlTransfer*>(self)->started_, true) ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
 }  // namespace zul::platform

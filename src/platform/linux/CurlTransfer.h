@@ -50,13 +50,14 @@ class CurlTransfer {
 
   static std::size_t onAnswer(char* data, std::size_t size, std::size_t count, void* self);
   static std::size_t onRead(char* data, std::size_t size, std::size_t count, void* self);
-  static int onSeek(void* self, curl_off_t offset, int origin);
+  static int onStart(void* self, char* ownAddress, char* address, int ownPort, int port);
 
   std::unique_ptr<curl_slist, Free> headers_;
   HttpRequest request_;
   HttpClient::Completion completion_;
   std::string answer_;
   bool tooLarge_ = false;
+  bool started_ = false;
   std::size_t sent_ = 0;
   std::array<char, CURL_ERROR_SIZE> error_{};
   std::unique_ptr<CURL, Free> easy_;  // last, so that it is gone before what it points at

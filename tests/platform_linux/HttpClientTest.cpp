@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <atomic>
 #include <chrono>
@@ -172,6 +173,48 @@ TEST(CurlHttpClient, EndsWhenNobodyAnswers) {
     gate.open();
   }
   EXPECT_NE(client.fetch(get(refused)).error, "");
+}
+
+TEST(CurlHttpClient, WaitsForAsLongAsBytesMove) {
+  using namespace std::chrono_literals;
+  constexpr int kRoom = 65536;
+  test::LoopbackPort port;
+  setsockopt(port.socket.get(), SOL_SOCKET, SO_RCVBUF, &kRoom, sizeof kRoom);
+  port.listen();
+  const auto accepted = [&] {
+    return test::Descriptor(::accept4(port.socket.get(), nullptr, nullptr, SOCK_CLOEXEC), "connection");
+  };
+  CurlHttpClient client(600ms);
+  const std::string url = "http://" + port.host() + "/";
+
+  // Header and body come byte by byte, and together take several times the patience.
+  auto answer = send(client, get(url));
+  {
+    const test::Descriptor connection = accepted();
+    EXPECT_TRUE(sendAll(connection, "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n"));
+    for (const char byte : std::string("A: b\r\nC: d\r\n\r\nslowly")) {
+      std::this_thread::sleep_for(70ms);
+      EXPECT_TRUE(sendAll(connection, std::string(1, byte)));
+    }
+    const HttpResponse response = await(std::move(answer));
+    EXPECT_EQ(response.error, "");
+    EXPECT_EQ(response.body, "slowly");
+  }
+
+  // A body is taken in slowly; an answer never comes.
+  std::string body(2 << 20, 'x');
+  const std::size_t size = body.size();
+  answer = send(client, post(url, std::move(body)));
+  const test::Descriptor connection = accepted();
+  std::vector<char> part(100'000);
+  for (std::size_t taken = 0; taken < size;) {
+    std::this_thread::sleep_for(50ms);
+    const ssize_t count = ::recv(connection.get(), part.data(), part.size(), 0);
+    ASSERT_GT(count, 0);
+    taken += static_cast<std::size_t>(count);
+  }
+  EXPECT_EQ(answer.wait_for(50ms), std::future_status::timeout);
+  EXPECT_THAT(await(std::move(answer)).error, HasSubstr("imeout"));
 }
 
 TEST(CurlHttpClient, KeepsCookiesForThoseWhoWantThem) {

@@ -18,7 +18,7 @@ constexpr auto kReleasePatience = 2s;
 
 }  // namespace
 
-CurlHttpClient::CurlHttpClient() : loop_(std::make_shared<CurlLoop>()) {
+CurlHttpClient::CurlHttpClient(std::chrono::milliseconds idle) : loop_(std::make_shared<CurlLoop>(idle)) {
   // Whoever uses OpenSSL first decides whether it tears itself down at exit, where our thread may still use it. Here
   // rather than with the first request: by then the host may have come first, after we asked to be told of the exit.
   OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);

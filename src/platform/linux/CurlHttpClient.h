@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 
 #include "zul/platform/HttpClient.h"
@@ -10,14 +11,14 @@ namespace zul::platform {
 /// next request. The thread starts with the first request. Certificates are always verified. Cookies are kept in
 /// memory for as long as the client lives. Redirects are followed for GET alone.
 ///
-/// A request fails after 60 seconds without a connection, after 60 seconds without a byte, or after 600 seconds (or
-/// `HttpRequest::timeout`, where that is shorter) in all.
+/// A request fails after 60 seconds without a connection, after `idle` without a byte in either direction, or after
+/// `HttpRequest::timeout` (by default seven days) in all.
 ///
 /// Any thread may call it. stop() may also be called while the process exits: the thread then stays where it is,
 /// touching nothing, until the process is gone. The destructor ends it, waiting at most two seconds.
 class CurlHttpClient final : public HttpClient {
  public:
-  CurlHttpClient();
+  explicit CurlHttpClient(std::chrono::milliseconds idle = std::chrono::seconds(60));
   ~CurlHttpClient() override;
   CurlHttpClient(const CurlHttpClient&) = delete;
   CurlHttpClient& operator=(const CurlHttpClient&) = delete;

@@ -173,7 +173,8 @@ bool CurlLoop::transfer(Work& work) {
     complete(work, message->easy_handle, message->data.result);
     hasRoom = true;
   }
-  if (!hasRoom) curl_multi_poll(work.multi.get(), nullptr, 0, kPollMilliseconds, nullptr);
+  const int patience = endIdle(work);
+  if (!hasRoom) curl_multi_poll(work.multi.get(), nullptr, 0, patience, nullptr);
   return true;
 }
 
@@ -220,6 +221,22 @@ void CurlLoop::begin(Work& work, Host& host, Incoming incoming) {
   transfer->setCompletion(std::move(incoming.completion));
   work.active.push_back({std::move(transfer), &host});
   ++host.active;
+}
+
+/// Ends what has not moved a byte for too long. How many milliseconds later to look again.
+int CurlLoop::endIdle(Work& work) {
+  const auto now = std::chrono::steady_clock::now();
+  Duration next = std::chrono::milliseconds(kPollMilliseconds);
+  for (std::size_t i = work.active.size(); i-- > 0;) {  // the last takes the place of one that ends
+    const Duration left = work.active[i].transfer->idleSince(now) + idle_ - now;
+    if (left <= Duration::zero()) {
+      complete(work, work.active[i].transfer->handle(), CURLE_OPERATION_TIMEDOUT);
+      next = Duration::zero();
+    } else {
+      next = std::min(next, left);
+    }
+  }
+  return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(next).count());
 }
 
 void CurlLoop::complete(Work& work, CURL* handle, CURLcode result) {

@@ -27,6 +27,8 @@ class CurlLoop : public std::enable_shared_from_this<CurlLoop> {
  public:
   using Duration = std::chrono::steady_clock::duration;
 
+  explicit CurlLoop(Duration idle) : idle_(idle) {}
+
   void send(HttpRequest request, HttpClient::Completion completion);
   HttpResponse fetch(HttpRequest request);
 
@@ -76,10 +78,12 @@ class CurlLoop : public std::enable_shared_from_this<CurlLoop> {
   void takeIn(Work& work) ZUL_REQUIRES(mutex_);
   void beginWaiting(Work& work);
   void begin(Work& work, Host& host, Incoming incoming);
+  int endIdle(Work& work);
   void complete(Work& work, CURL* handle, CURLcode result);
   void endAll(Work& work);
   bool isOwnThread();
 
+  const Duration idle_;
   Mutex mutex_;
   Condition changed_;  // any of the flags, or the outcome of a fetch
   std::vector<Incoming> inbox_ ZUL_GUARDED_BY(mutex_);

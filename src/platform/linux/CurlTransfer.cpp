@@ -1,6 +1,9 @@
 #include "CurlTransfer.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <strings.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -13,8 +16,7 @@ namespace zul::platform {
 namespace {
 
 constexpr long kConnectSeconds = 60;
-constexpr long kIdleSeconds = 60;
-constexpr double kWholeSeconds = 600;
+constexpr double kWholeSeconds = 7 * 86400;
 constexpr double kMostSeconds = 1e6;  // what fits libcurl's milliseconds everywhere
 constexpr long kMaxRedirects = 10;
 
@@ -35,6 +37,13 @@ bool isToken(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
     return static_cast<unsigned char>(c) > ' ' && c != ':' && static_cast<unsigned char>(c) < 0x7f;
   });
+}
+
+/// libcurl counts as sent what the system has taken. On a slow line the system must not take minutes' worth.
+int onSocket(void*, curl_socket_t socket, curlsocktype) {
+  constexpr int kMostWaiting = 128 * 1024;
+  setsockopt(socket, IPPROTO_TCP, TCP_NOTSENT_LOWAT, &kMostWaiting, sizeof kMostWaiting);
+  return CURL_SOCKOPT_OK;
 }
 
 }  // namespace
@@ -66,8 +75,9 @@ std::string CurlTransfer::prepare(HttpRequest request, CURLSH* jar) {
   const double seconds = request_.timeout > 0 ? std::min(request_.timeout, kMostSeconds) : kWholeSeconds;
   curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, std::max(1L, static_cast<long>(seconds * 1000)));
   curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
-  curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, kIdleSeconds);
+  curl_easy_setopt(easy, CURLOPT_SOCKOPTFUNCTION, &onSocket);
+  moved_ = {};
+  movedAt_ = std::chrono::steady_clock::now();
 
   if (!request_.caFile.empty()) {
     curl_easy_setopt(easy, CURLOPT_CAINFO, request_.caFile.c_str());
@@ -137,6 +147,20 @@ CurlTransfer& CurlTransfer::of(CURL* handle) {
   char* self = nullptr;
   curl_easy_getinfo(handle, CURLINFO_PRIVATE, &self);
   return *reinterpret_cast<CurlTransfer*>(self);
+}
+
+CurlTransfer::Time CurlTransfer::idleSince(Time now) {
+  curl_off_t sent = 0;
+  curl_off_t received = 0;
+  long asked = 0;
+  long headers = 0;
+  curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+  curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_DOWNLOAD_T, &received);
+  curl_easy_getinfo(easy_.get(), CURLINFO_REQUEST_SIZE, &asked);
+  curl_easy_getinfo(easy_.get(), CURLINFO_HEADER_SIZE, &headers);
+  const std::array<curl_off_t, 4> moved = {sent, received, asked, headers};
+  if (std::exchange(moved_, moved) != moved) movedAt_ = now;
+  return movedAt_;
 }
 
 HttpResponse CurlTransfer::response(CURLcode result) {

@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <array>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -31,6 +32,12 @@ class CurlTransfer {
   /// The transfer that `prepare` set `handle` up for.
   static CurlTransfer& of(CURL* handle);
 
+  using Time = std::chrono::steady_clock::time_point;
+
+  /// Since when no byte has moved, in either direction, as far as that is known at `now`. An answer's headers count
+  /// by the line.
+  Time idleSince(Time now);
+
   /// What came of the request that libcurl ended with `result`.
   HttpResponse response(CURLcode result);
 
@@ -58,6 +65,8 @@ class CurlTransfer {
   std::string answer_;
   bool tooLarge_ = false;
   bool started_ = false;
+  std::array<curl_off_t, 4> moved_{};  // bytes of bodies and headers, both ways
+  Time movedAt_;
   std::size_t sent_ = 0;
   std::array<char, CURL_ERROR_SIZE> error_{};
   std::unique_ptr<CURL, Free> easy_;  // last, so that it is gone before what it points at

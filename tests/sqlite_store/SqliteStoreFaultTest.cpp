@@ -162,6 +162,25 @@ TEST_F(SqliteStoreFaultTest, NeitherAnEmptyFileNorOneOfALaterVersionIsDamaged) {
   EXPECT_THAT(setAsideDatabases(), IsEmpty());
 }
 
+TEST_F(SqliteStoreFaultTest, TheLogOfAnEmptyDatabaseIsReadOrSetAside) {
+  ASSERT_EQ(SqliteStore(folder).commit(Writes{{Table::queue, "1", "all in the log"}}), Status::ok);
+  std::filesystem::resize_file(database, 0);
+  EXPECT_THAT(SqliteStore(folder).loadAll(Table::queue).rows, ElementsAre(StoredRow{"1", "all in the log"}));
+  std::filesystem::remove(database);
+  EXPECT_THAT(SqliteStore(folder).loadAll(Table::queue).rows, ElementsAre(StoredRow{"1", "all in the log"}));
+  EXPECT_THAT(setAsideDatabases(), IsEmpty());
+
+  fill();
+  const std::string log = contents(database + "-wal");
+  ASSERT_GT(log.size(), 4096u);
+  std::filesystem::resize_file(database, 0);
+  SqliteStore store(folder);
+  EXPECT_EQ(store.loadAll(Table::queue).status, Status::corrupt);
+  ASSERT_THAT(setAsideDatabases(), SizeIs(1));
+  EXPECT_EQ(contents(setAsideDatabases().front() + "-wal"), log);
+  EXPECT_EQ(store.commit(Writes{{Table::documents, "new", "1"}}), Status::ok) << store.lastError();
+}
+
 TEST_F(SqliteStoreFaultTest, GoesOnWhenTheFolderBecomesUsable) {
   std::ofstream(folder / "file").flush();
   SqliteStore store(folder / "file" / "inner");

@@ -71,6 +71,17 @@ void createDatabaseFile(const std::string& path) {
   }
 }
 
+bool keepLogOfEmptyDatabase(const std::string& path) {
+  constexpr off_t kLogHeader = 32;
+  constexpr off_t kPage = 4096;
+  struct stat database {};
+  struct stat log {};
+  if (::stat(path.c_str(), &database) != 0 || database.st_size != 0) return false;
+  if (::stat((path + "-wal").c_str(), &log) != 0 || log.st_size <= kLogHeader) return false;
+  if (::truncate(path.c_str(), kPage) != 0) fail(SQLITE_IOERR, "unable to write the file", errno);
+  return true;
+}
+
 std::string renameCorruptDatabase(const std::string& path) {
   const std::string base = path + ".corrupt-" + utcStamp();
   std::string target = base;

@@ -8,6 +8,10 @@ namespace zul::platform {
 /// to its owner alone; SQLite gives its companions the same mode. Throws SqliteError.
 void createDatabaseFile(const std::string& path);
 
+/// Makes an empty database file as long as its first page when a log with anything in it lies beside it; true if it
+/// did. SQLite would delete the log, and now reads it instead. Throws SqliteError.
+bool keepLogOfEmptyDatabase(const std::string& path);
+
 /// Renames a database, with its log and index, to "<path>.corrupt-<UTC time>", under a number of its own
 /// where that is taken, so that the set can still be opened. All files are renamed or none; connections
 /// that are still open go on with the renamed ones. Returns the new path; throws SqliteError.

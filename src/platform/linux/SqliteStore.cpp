@@ -204,6 +204,10 @@ void SqliteStore::open() {
   if (::access(path_.c_str(), F_OK) != 0) {
     createDatabaseFile(path_);
   }
+  // What a power cut leaves of a database that was never synced. The log then has all of it, or is damaged.
+  if (keepLogOfEmptyDatabase(path_) && isDamaged(path_)) {
+    throw SqliteError(SQLITE_CORRUPT, "the database is empty, and its log does not have it whole");
+  }
   auto connection = std::make_unique<SqliteConnection>(path_);
   sqlite3_busy_timeout(connection->handle(), kBusyMilliseconds);
 

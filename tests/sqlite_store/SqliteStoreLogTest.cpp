@@ -92,6 +92,44 @@ TEST_F(SqliteStoreLogTest, OnlyTheMaintainingThreadSyncs) {
   expectAll(reopened);
 }
 
+TEST_F(SqliteStoreLogTest, TheLogStaysBoundedUnderSteadyCommits) {
+  SqliteStore store(folder);
+  commit(store, 1);
+  const int before = syncsOfThisThread();
+  std::atomic<bool> done = false;
+  std::thread maintainer([&] {
+    while (!done) {
+      if (store.needsMaintenance()) store.maintain();
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  });
+  std::uintmax_t most = 0;
+  for (int i = 0; i < 10'000; ++i) {
+    commit(store, 1);
+    most = std::max(most, logSize());
+  }
+  done = true;
+  maintainer.join();
+  EXPECT_LT(most, 50u << 20) << "of more than 80 MB that were written";
+  EXPECT_EQ(syncsOfThisThread(), before);
+  expectAll(store);
+}
+
+TEST_F(SqliteStoreLogTest, ACommitThatWaitsForLongAsksForMaintenance) {
+  SqliteStore store(folder, std::chrono::milliseconds(50));
+  commit(store, 1);
+  store.maintain();
+  std::this_thread::sleep_for(std::chrono::milliseconds(60));
+  EXPECT_FALSE(store.needsMaintenance()) << "with an empty log";
+  commit(store, 1);
+  std::this_thread::sleep_for(std::chrono::milliseconds(60));
+  commit(store, 1);
+  EXPECT_TRUE(store.needsMaintenance());
+  store.maintain();
+  EXPECT_FALSE(store.needsMaintenance());
+  EXPECT_EQ(logSize(), 0u);
+}
+
 // A log that is copied whole but not emptied would be restarted by the next commit, without a sync.
 TEST_F(SqliteStoreLogTest, ALogThatSomebodyReadsIsContinued) {
   SqliteStore store(folder);

@@ -23,6 +23,9 @@ constexpr const char* kFileName = "ZULLocalDB.sqlite";
 // at the next start.
 constexpr int kLogPages = 512;
 
+// Above this a commit may wait for the log to be emptied.
+constexpr int kMostLogPages = 4 * kLogPages;
+
 // Commits that come while the first pass waits for the disk leave the next one little to copy, so it has
 // a good chance to end before the following commit.
 constexpr int kMaintenancePasses = 3;
@@ -125,15 +128,12 @@ bool turnLogOn(SqliteConnection& connection) {
   return query.step() && query.text(0) == "wal";
 }
 
-int noteLogPages(void* logPages, sqlite3*, const char*, int pages) {
-  static_cast<std::atomic<int>*>(logPages)->store(pages);
-  return SQLITE_OK;
-}
-
 }  // namespace
 
-SqliteStore::SqliteStore(std::string folder)
-    : path_((std::filesystem::path(std::move(folder)) / kFileName).string()), maintainAbove_(kLogPages) {}
+SqliteStore::SqliteStore(std::string folder, Clock::duration mostAge)
+    : path_((std::filesystem::path(std::move(folder)) / kFileName).string()),
+      mostAge_(mostAge),
+      maintainAbove_(kLogPages) {}
 
 SqliteStore::~SqliteStore() = default;
 
@@ -229,10 +229,17 @@ void SqliteStore::open() {
     maintainAbove_ = 0;  // the first commit asks for the sync of what was created
   }
   // Takes the place of SQLite's own hook, which checkpoints on the committing thread.
-  sqlite3_wal_hook(connection->handle(), noteLogPages, &logPages_);
+  sqlite3_wal_hook(connection->handle(), &noteLogPages, this);
 
   connection_ = std::move(connection);
   ++generation_;
+}
+
+int SqliteStore::noteLogPages(void* self, sqlite3*, const char*, int pages) {
+  auto& store = *static_cast<SqliteStore*>(self);
+  if (store.logPages_ == 0) store.waitingSince_ = Clock::now();
+  store.logPages_ = pages;
+  return SQLITE_OK;
 }
 
 DocumentStore::Status SqliteStore::failed(const char* operation, const SqliteError& error) {
@@ -279,7 +286,7 @@ void SqliteStore::describe(const char* operation, const SqliteError& error) {
 }
 
 bool SqliteStore::needsMaintenance() const {
-  return logPages_ > maintainAbove_;
+  return logPages_ > maintainAbove_ || (logPages_ > 0 && Clock::now() - waitingSince_.load() > mostAge_);
 }
 
 void SqliteStore::maintain() {
@@ -296,6 +303,7 @@ void SqliteStore::maintain() {
   }
   // A log that could not be emptied is left alone until there is as much to do again.
   maintainAbove_ = kLogPages + (emptied ? 0 : logPages_.load());
+  if (!emptied) waitingSince_ = Clock::now();
 }
 
 bool SqliteStore::emptyLog() {
@@ -326,8 +334,11 @@ bool SqliteStore::emptyLog() {
     const MutexLock lock(mutex_);
     reader.execute("COMMIT");
     // The log itself tells, since not every commit changes something and makes it longer.
-    if (generation_ == generation && logPages_ == logPages) {
-      truncated = copied && truncateLog(checkpointer);
+    if (generation_ != generation) continue;
+    const bool unchanged = copied && logPages_ == logPages;
+    const bool tooLong = pass + 1 == kMaintenancePasses && logPages_ > kMostLogPages;
+    if (unchanged || tooLong) {
+      truncated = truncateLog(checkpointer);
       break;
     }
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -9,6 +10,8 @@
 
 #include "Mutex.h"
 #include "zul/platform/DocumentStore.h"
+
+struct sqlite3;
 
 namespace zul::platform {
 
@@ -33,12 +36,18 @@ class SqliteError;
 /// 3. If nothing was appended meanwhile, the log is truncated under the mutex; there is nothing left to
 ///    copy, hence nothing to sync. Otherwise the log has frames that are not copied yet, and as long as
 ///    it has, no writer restarts it.
-/// 4. The empty log is synced, outside the mutex.
+/// 4. Where commits come so steadily that this never ends, and the log has grown to 8 MB, what little came since the
+///    last copy is copied, with its syncs, under the mutex, so that nothing can be appended; then the log is
+///    truncated. Only there a commit waits, on its mutex, for as long as the disk takes over some pages.
+/// 5. The empty log is synced, outside the mutex.
 ///
-/// A new database is created in the same way, and its first commit asks for `maintain`.
+/// `maintain` is asked for by the first commit of a new database, which is created in the same way; then when the log
+/// has 2 MB, or when a commit has been in it for `mostAge`.
 class SqliteStore final : public DocumentStore {
  public:
-  explicit SqliteStore(std::string folder);
+  using Clock = std::chrono::steady_clock;
+
+  explicit SqliteStore(std::string folder, Clock::duration mostAge = std::chrono::minutes(1));
   ~SqliteStore() override;
   SqliteStore(const SqliteStore&) = delete;
   SqliteStore& operator=(const SqliteStore&) = delete;
@@ -72,7 +81,11 @@ class SqliteStore final : public DocumentStore {
   std::uint64_t generation_ ZUL_GUARDED_BY(mutex_) = 0;
   std::string lastError_ ZUL_GUARDED_BY(mutex_);
 
-  std::atomic<int> logPages_{0};  // as of the latest commit that made it longer
+  static int noteLogPages(void* self, sqlite3* db, const char* name, int pages);
+
+  const Clock::duration mostAge_;
+  std::atomic<int> logPages_{0};                 // as of the latest commit that made it longer
+  std::atomic<Clock::time_point> waitingSince_;  // what is in the log, for the disk
   std::atomic<int> maintainAbove_;
   Mutex maintaining_;  // held over maintain()
 };

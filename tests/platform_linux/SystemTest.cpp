@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -162,6 +163,20 @@ TEST(StderrSink, KeepsLinesWholeAndOutlivesItsReader) {
   sigset_t pending;
   sigpending(&pending);
   EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+}
+
+TEST(LinuxPlatform, OutlivesThePluginThatStartedIt) {
+  const TemporaryFolder folder;
+  test::Child host([&] {
+    void* const plugin = dlopen(ZUL_UNLOADED_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+    if (plugin == nullptr) return 2;
+    reinterpret_cast<void (*)(const char*)>(dlsym(plugin, "startLibrary"))(folder.path().c_str());
+    if (dlclose(plugin) != 0) return 3;
+    if (dlopen(ZUL_UNLOADED_PLUGIN, RTLD_NOW | RTLD_NOLOAD) != nullptr) return 4;
+    usleep(1'500'000);  // the threads go on, the session's timer among them
+    return 0;
+  });
+  EXPECT_EQ(host.exitStatus(), 0);
 }
 
 TEST(LinuxPlatform, StaysInItsFoldersAndStartsNothing) {

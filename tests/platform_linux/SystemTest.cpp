@@ -165,6 +165,23 @@ TEST(StderrSink, KeepsLinesWholeAndOutlivesItsReader) {
   EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
 }
 
+TEST(StderrSink, EndsALineThatAFullPipeHasCut) {
+  test::Pipe pipe;
+  ASSERT_EQ(fcntl(pipe.write.get(), F_SETFL, O_NONBLOCK), 0);
+  std::string text(1 << 20, ' ');
+  const auto drained = [&] {
+    return text.substr(0, static_cast<std::size_t>(read(pipe.read.get(), text.data(), text.size())));
+  };
+  StderrSink sink;
+  const Redirected redirected(pipe.write);
+  sink.write(std::string(300'000, 'x') + '\n');
+  sink.write("dropped, for the pipe is full\n");
+  EXPECT_EQ(drained().find_first_not_of('x'), std::string::npos);
+  sink.write("one\n");
+  sink.write("two\n");
+  EXPECT_EQ(drained(), "\none\ntwo\n");
+}
+
 TEST(LinuxPlatform, OutlivesThePluginThatStartedIt) {
   const TemporaryFolder folder;
   test::Child host([&] {

@@ -2,8 +2,10 @@
 
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 
@@ -12,19 +14,32 @@ namespace zul::platform {
 namespace {
 
 /// Returns false when the reader of a pipe or socket is gone.
-bool writeAll(std::string_view line) noexcept {
-  while (!line.empty()) {
-    const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
+bool writeAll(std::string_view line, std::atomic<bool>& cut) noexcept {
+  const bool endsCut = cut.exchange(false);
+  iovec parts[2] = {{const_cast<char*>("\n"), endsCut ? 1u : 0u}, {const_cast<char*>(line.data()), line.size()}};
+  bool begun = false;
+  while (parts[1].iov_len > 0) {
+    const ssize_t written = ::writev(STDERR_FILENO, parts, 2);
     if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return errno != EPIPE;
-    line.remove_prefix(static_cast<std::size_t>(written));
+    if (written < 0) {
+      if (begun || endsCut) cut = true;
+      return errno != EPIPE;
+    }
+    auto left = static_cast<std::size_t>(written);
+    for (iovec& part : parts) {
+      const std::size_t taken = std::min(left, part.iov_len);
+      part.iov_base = static_cast<char*>(part.iov_base) + taken;
+      part.iov_len -= taken;
+      left -= taken;
+    }
+    begun = true;
   }
   return true;
 }
 
 /// Nobody reading our log is no reason for the host to die: the signal that the write raises is blocked on this
 /// thread and taken away, unless one was pending before, which is then the host's own.
-void writeWithoutSignal(std::string_view line) noexcept {
+void writeWithoutSignal(std::string_view line, std::atomic<bool>& cut) noexcept {
   sigset_t pipe;
   sigset_t pending;
   sigset_t before;
@@ -35,7 +50,7 @@ void writeWithoutSignal(std::string_view line) noexcept {
   const bool wasPending = sigismember(&pending, SIGPIPE) == 1;
 
   if (!wasPending) pthread_sigmask(SIG_BLOCK, &pipe, &before);
-  const bool hasReader = writeAll(line);
+  const bool hasReader = writeAll(line, cut);
   if (wasPending) return;
   if (!hasReader) {
     constexpr timespec kAtOnce{};
@@ -53,9 +68,9 @@ void StderrSink::write(std::string_view line) noexcept {
   struct stat stream {};
   const bool known = ::fstat(STDERR_FILENO, &stream) == 0;
   if (known && (S_ISFIFO(stream.st_mode) || S_ISSOCK(stream.st_mode))) {
-    writeWithoutSignal(line);
+    writeWithoutSignal(line, cut_);
   } else if (known) {
-    writeAll(line);
+    writeAll(line, cut_);
   }
   errno = error;
 }

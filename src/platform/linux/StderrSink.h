@@ -1,14 +1,20 @@
 #pragma once
 
+#include <atomic>
+
 #include "zul/platform/LogSink.h"
 
 namespace zul::platform {
 
 /// Writes log lines to the standard error stream, each in one write so that lines of several threads and
-/// processes do not mix. A line that cannot be written is dropped. Any thread may call it.
+/// processes do not mix. A line that cannot be written is dropped, and one that can only in part, because the stream
+/// does not wait for its reader, is cut, and ended before the next. Any thread may call it.
 class StderrSink final : public LogSink {
  public:
   void write(std::string_view line) noexcept override;
+
+ private:
+  std::atomic<bool> cut_ = false;  // the last line has no end yet
 };
 
 }  // namespace zul::platform

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <chrono>
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include "AsioDispatcher.h"
+#include "Child.h"
 #include "Patience.h"
 
 namespace zul::platform {
@@ -108,6 +111,36 @@ TEST(AsioDispatcher, NeitherASleepingMainQueueNorABlockedWorkerHoldsUpAGlobalTim
   dispatcher.after(0.05, Queue::global, [&fired] { fired.set_value(); });
   EXPECT_TRUE(arrives(fired.get_future()));
   release.set_value();
+}
+
+// Too little room for a stack stands for a system that has no thread left.
+TEST(AsioDispatcher, RunsWhatCouldNotGetAThreadAsSoonAsThereIsOne) {
+  if (test::kSanitized) GTEST_SKIP() << "a sanitizer has the address space for itself";
+  test::Child child([] {
+    pthread_attr_t large;
+    pthread_attr_init(&large);
+    pthread_attr_setstacksize(&large, 512u << 20);
+    pthread_setattr_default_np(&large);
+    rlimit before{};
+    getrlimit(RLIMIT_AS, &before);
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    const rlimit tight{pages * 4096 + (64u << 20), before.rlim_max};
+    setrlimit(RLIMIT_AS, &tight);
+
+    std::atomic<int> told = 0;
+    std::atomic<int> ran = 0;
+    AsioDispatcher dispatcher({}, [&](const std::string&) { ++told; });
+    const auto queue = dispatcher.serialQueue();
+    dispatcher.async(Queue::main, [&] { ++ran; });
+    dispatcher.async(Queue::global, [&] { ++ran; });
+    queue->async([&] { ++ran; });
+    if (ran != 0 || told != 1) return 2;
+    setrlimit(RLIMIT_AS, &before);
+    queue->async([&] { ++ran; });
+    return test::eventually([&] { return ran == 4; }) && told == 1 ? 0 : 1;
+  });
+  EXPECT_EQ(child.exitStatus(), 0);
 }
 
 TEST(AsioDispatcher, RunsTimersInTheOrderTheyFallDue) {

@@ -61,6 +61,7 @@ void AsioCore::post(const std::shared_ptr<Serial>& serial, Task task) {
   const MutexLock lock(mutex_);
   if (stopped_) return;
   serial->tasks.push_back(std::move(task));
+  ensureThread(Queue::global);
   if (!std::exchange(serial->scheduled, true)) enqueueGlobal([this, serial] { runTurn(serial); });
 }
 
@@ -239,20 +240,31 @@ void AsioCore::sleep(Duration duration) {
 
 // ---- threads
 
+/// Also tries again for the other queue, whose tasks may have come when there was no thread to be had.
 void AsioCore::ensureThread(Queue queue) {
-  if (queue == Queue::main && !hasMainThread_) hasMainThread_ = startOwn("zul-main", &AsioCore::runMain, *main_);
-  if (queue == Queue::global && workers_ == 0 && startOwn("zul-work", &AsioCore::runWorker, *global_)) ++workers_;
+  (queue == Queue::main ? wantsMain_ : wantsWorker_) = true;
+  if (wantsMain_ && !hasMainThread_) hasMainThread_ = startOwn("zul-main", &AsioCore::runMain, *main_);
+  if (wantsWorker_ && workers_ == 0 && startOwn("zul-work", &AsioCore::runWorker, *global_)) ++workers_;
 }
 
-/// Starts a thread; when there is none to be had, whoever needs it next tries again.
 bool AsioCore::startOwn(const char* name, void (AsioCore::*body)(Context&), Context& context) {
   try {
     startThread(name, [self = shared_from_this(), body, &context] { ((*self).*body)(context); });
-  } catch (const std::exception&) {
+  } catch (const std::exception& error) {
+    if (trouble_.empty()) {
+      trouble_ = error.what();
+      hasTrouble_ = true;
+    }
     return false;
   }
   ++threads_;
   return true;
+}
+
+std::string AsioCore::takeTrouble() {
+  if (!hasTrouble_ || !hasTrouble_.exchange(false)) return {};
+  const MutexLock lock(mutex_);
+  return trouble_;
 }
 
 void AsioCore::runMain(Context& main) {
@@ -272,7 +284,7 @@ void AsioCore::runWorker(Context& global) {
     {
       const MutexLock lock(mutex_);
       if (stopped_) break;
-      last = workers_ == 1;
+      last = workers_ == 1 && hasMainThread_ == wantsMain_;
     }
     try {
       if ((last ? global.run_one() : global.run_one_for(kIdleLife)) > 0) continue;
@@ -280,7 +292,9 @@ void AsioCore::runWorker(Context& global) {
       continue;
     }
     const MutexLock lock(mutex_);
-    if (stopped_ || workers_ == 1) continue;
+    if (stopped_) continue;
+    ensureThread(Queue::global);  // nobody else might come to try again for the main queue
+    if (workers_ == 1) continue;
     --workers_;
     if (isHeldUp()) {  // what came meanwhile counts on this worker
       ++workers_;

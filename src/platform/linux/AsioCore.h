@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -54,6 +55,10 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   void cancel(const std::shared_ptr<Repeating>& repeating);
   std::shared_ptr<Serial> makeSerial();
   void sleep(Duration duration);
+
+  /// Why there was no thread to be had, the first time that this happened; empty when it has been given. To be asked
+  /// after each of the above: the core itself tells nobody.
+  std::string takeTrouble();
 
   /// No task starts after this. Waits for running ones, save the one it is called from, at most `patience`.
   void stop(Duration patience) noexcept;
@@ -101,6 +106,8 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   bool stopped_ ZUL_GUARDED_BY(mutex_) = false;
   bool released_ ZUL_GUARDED_BY(mutex_) = false;
   bool late_ ZUL_GUARDED_BY(mutex_) = false;  // released before the threads had ended
+  bool wantsMain_ ZUL_GUARDED_BY(mutex_) = false;
+  bool wantsWorker_ ZUL_GUARDED_BY(mutex_) = false;
   bool hasMainThread_ ZUL_GUARDED_BY(mutex_) = false;
   bool watching_ ZUL_GUARDED_BY(mutex_) = false;
   int threads_ ZUL_GUARDED_BY(mutex_) = 0;
@@ -111,6 +118,8 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   int waiting_ ZUL_GUARDED_BY(mutex_) = 0;     // global tasks that no worker has taken up
   int timed_ ZUL_GUARDED_BY(mutex_) = 0;       // global tasks whose time has not come
   bool begun_ ZUL_GUARDED_BY(mutex_) = false;  // a worker took something up since the last look
+  std::string trouble_ ZUL_GUARDED_BY(mutex_);
+  std::atomic<bool> hasTrouble_ = false;  // trouble_ waits to be taken
   std::vector<std::weak_ptr<Serial>> serials_ ZUL_GUARDED_BY(mutex_);
   std::vector<std::weak_ptr<Repeating>> repeatings_ ZUL_GUARDED_BY(mutex_);
 };

@@ -51,22 +51,32 @@ class AsioSerialQueue final : public SerialQueue {
 
 }  // namespace
 
-AsioDispatcher::AsioDispatcher(HostLoop hostLoop) : core_(std::make_shared<AsioCore>(std::move(hostLoop))) {}
+AsioDispatcher::AsioDispatcher(HostLoop hostLoop, OnTrouble onTrouble)
+    : core_(std::make_shared<AsioCore>(std::move(hostLoop))), onTrouble_(std::move(onTrouble)) {}
 
 AsioDispatcher::~AsioDispatcher() {
   core_->release(kReleasePatience);
 }
 
+void AsioDispatcher::tell() const {
+  const std::string why = core_->takeTrouble();
+  if (!why.empty() && onTrouble_) onTrouble_(why);
+}
+
 void AsioDispatcher::async(Queue queue, Task task) {
   core_->post(queue, std::move(task));
+  tell();
 }
 
 void AsioDispatcher::after(double seconds, Queue queue, Task task) {
   core_->after(span(seconds, 0), queue, std::move(task));
+  tell();
 }
 
 std::unique_ptr<Timer> AsioDispatcher::repeat(double seconds, Task task) {
-  return std::make_unique<AsioTimer>(core_, core_->repeat(span(seconds, 0.001), std::move(task)));
+  auto timer = std::make_unique<AsioTimer>(core_, core_->repeat(span(seconds, 0.001), std::move(task)));
+  tell();
+  return timer;
 }
 
 std::shared_ptr<SerialQueue> AsioDispatcher::serialQueue() {

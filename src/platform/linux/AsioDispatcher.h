@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "zul/platform/Dispatcher.h"
 
@@ -15,6 +16,9 @@ namespace zul::platform {
 ///   only when something waits while every worker is blocked, and ends when it stays idle.
 /// - Serial queues run on the global queue's workers.
 ///
+/// Where the system has no thread left, tasks wait until one can be had, which is tried again with each that is
+/// posted; `onTrouble` is told once.
+///
 /// Any thread may call it. stop() may also be called while the process exits: the threads then stay where they
 /// are, touching nothing, until the process is gone. The destructor ends them, waiting for running tasks at most
 /// two seconds; tasks that were never started are destroyed with it.
@@ -22,7 +26,9 @@ class AsioDispatcher final : public Dispatcher {
  public:
   using HostLoop = std::function<void(Task)>;
 
-  explicit AsioDispatcher(HostLoop hostLoop = {});
+  using OnTrouble = std::function<void(const std::string& why)>;
+
+  explicit AsioDispatcher(HostLoop hostLoop = {}, OnTrouble onTrouble = {});
   ~AsioDispatcher() override;
   AsioDispatcher(const AsioDispatcher&) = delete;
   AsioDispatcher& operator=(const AsioDispatcher&) = delete;
@@ -35,7 +41,10 @@ class AsioDispatcher final : public Dispatcher {
   void stop() noexcept override;
 
  private:
+  void tell() const;
+
   std::shared_ptr<class AsioCore> core_;
+  const OnTrouble onTrouble_;
 };
 
 }  // namespace zul::platform

@@ -14,6 +14,7 @@
 #include "LinuxDevice.h"
 #include "LinuxFiles.h"
 #include "LinuxUserDefaults.h"
+#include "Log.h"
 #include "NetlinkReachability.h"
 #include "SqliteStore.h"
 #include "StderrSink.h"
@@ -77,14 +78,17 @@ Platform linuxPlatform(const LinuxOptions& options) {
 
   Platform pieces;
   pieces.clock = std::make_shared<platform::LinuxClock>();
-  pieces.dispatcher = std::make_shared<platform::AsioDispatcher>(options.mainLoop);
+  pieces.log = std::make_shared<platform::StderrSink>();
+  pieces.dispatcher = std::make_shared<platform::AsioDispatcher>(
+      options.mainLoop, [log = Log(pieces.clock, pieces.log)](const std::string& why) {
+        log.error("no thread to be had, the work waits: " + why, ZUL_HERE);
+      });
   pieces.store = std::make_shared<platform::SqliteStore>(data);
   pieces.http = std::make_shared<platform::CurlHttpClient>();
   pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId);
   pieces.reachability = std::make_shared<platform::NetlinkReachability>();
   pieces.device = std::make_shared<platform::LinuxDevice>(applicationId);
   pieces.userDefaults = std::make_shared<platform::LinuxUserDefaults>(config + "/defaults.json");
-  pieces.log = std::make_shared<platform::StderrSink>();
   pieces.lifeCycle = std::make_shared<platform::HostLifeCycle>();
   return pieces;
 }

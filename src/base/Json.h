@@ -17,6 +17,8 @@ namespace zul::json {
 
 /// Levels of nesting that an honest text stays below.
 constexpr std::size_t kMaxDepth = 64;
+/// The same of a payload, whose host may have nested pairs by hand.
+constexpr std::size_t kMaxPayloadDepth = 1024;
 
 /// The value of a whole text, in the memory of `storage`; none when the text is not valid JSON or is nested too deep.
 /// Throws std::bad_alloc where memory is short, which is no verdict on the text.
@@ -52,6 +54,10 @@ std::optional<std::string> string(const boost::json::object& object, std::string
 std::optional<double> number(const boost::json::object& object, std::string_view key) noexcept;
 std::int64_t integer(const boost::json::object& object, std::string_view key) noexcept;
 bool boolean(const boost::json::object& object, std::string_view key) noexcept;
+
+/// Whether two values are the same, kinds included, whatever the order of members. Takes no memory.
+bool equal(const boost::json::value& a, const boost::json::value& b) noexcept;
+bool equal(const boost::json::object& a, const boost::json::object& b) noexcept;
 
 /// A double as a 64-bit integer, cut off towards zero and held within the type's range; 0 for NaN.
 std::int64_t truncate(double value) noexcept;

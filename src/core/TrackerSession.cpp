@@ -33,7 +33,8 @@ void Tracker::oneSecondTimerTick() {
   services_.db.transaction([&] {
     if (NTPtimeGetDone_) return;  // the start-up's completion was first
     services_.db.update(install::kDocument, [&](MutableDocument& document) {
-      if (firstExcute_) document.setDouble(network * 1000, install::kInstallTime);
+      const bool known = document.numberForKey(install::kInstallTime).has_value();  // though unreadable at the start
+      if (firstExcute_ && !known) document.setDouble(network * 1000, install::kInstallTime);
       document.setDouble((network - device) * 1000, install::kTimeOffset);
     });
     NTPtimeGetDone_ = taken = true;

@@ -236,7 +236,11 @@ void Tracker::setLocalInstallTime() {
 
 // A record that does not exist yet reads the install time when it is made.
 void Tracker::storeInstallTime(double milliseconds) {
-  services_.record.set<&SessionJson::installTime>(milliseconds);
+  services_.db.transaction([&] {
+    // A start that could not read it does not take the place of the first one.
+    if (services_.db.documentWithID(install::kDocument).numberForKey(install::kInstallTime)) return;
+    services_.record.set<&SessionJson::installTime>(milliseconds);
+  });
 }
 
 // ---- parallel variant

@@ -54,15 +54,19 @@ void UploadQueue::send(std::vector<std::string> payloads) {
       }
     }
   }
-  if (!own.empty()) db_.enqueue(own);
-  {
+  try {
+    if (!own.empty()) db_.enqueue(own);
     const MutexLock lock(mutex_);
     if (waiting_.empty() || open_ + static_cast<int>(waiting_.size()) <= kMostOpen) {
-      waiting_.push_back(std::move(own));
+      waiting_.push_back(own);
     } else {
       auto& last = waiting_.back();
       last.insert(last.end(), own.begin(), own.end());
     }
+  } catch (...) {  // what is accepted all the same waits in its row for the next send
+    const MutexLock lock(mutex_);
+    for (const auto& payload : own) underWay_.erase(payload);
+    throw;
   }
   if (!removed.empty()) log_.info("REMOVE Object: [" + removed + "]", ZUL_HERE);
   tasks_.async([this] { pump(); }, ZUL_HERE);

@@ -19,7 +19,7 @@ constexpr std::int64_t kOne = 1;
 
 constexpr Field kept(From from, std::string_view name, const Member& member, Sent sent, std::string_view document,
                      std::string_view key, std::string_view meaning, WhenAbsent whenAbsent = {}) {
-  return {name, {}, member, from, sent, document, key, whenAbsent, meaning};
+  return {name, {}, member, from, sent, document, key, key, whenAbsent, meaning};
 }
 constexpr Field stored(std::string_view name, const Member& member, Sent sent, std::string_view document,
                        std::string_view key, std::string_view meaning, WhenAbsent whenAbsent = {}) {
@@ -33,14 +33,22 @@ constexpr Field sentAs(std::string_view payloadKey, Field field) {
   return field;
 }
 
-// The three fields of a campaign slot, which are read from the keys of slot `from`.
-#define ZUL_SLOT(n, from)                                                                                           \
-  stored("inrc" #n, at<&S::inrc, n - 1, &S::CampaignSlot::inrc>(), Sent::whenSet, campaign::kDocument,              \
-         campaign::kInrc[from - 1], "id of internal campaign " #n),                                                 \
-      stored("inrcTime" #n, at<&S::inrc, n - 1, &S::CampaignSlot::inrcTime>(), Sent::withText, campaign::kDocument, \
-             campaign::kInrcTime[from - 1], "when internal campaign " #n " was set, ms since 1970"),                \
-      stored("inrcDt" #n, at<&S::inrc, n - 1, &S::CampaignSlot::inrcDt>(), Sent::withText, campaign::kDocument,     \
-             campaign::kInrcDt[from - 1], "days for which internal campaign " #n " counts")
+constexpr Field readFrom(std::string_view key, Field field) {
+  field.readKey = key;
+  return field;
+}
+
+// The three fields of a campaign slot, which a record that is made reads from the keys of slot `from`.
+#define ZUL_SLOT(n, from)                                                                                              \
+  readFrom(campaign::kInrc[from - 1],                                                                                  \
+           stored("inrc" #n, at<&S::inrc, n - 1, &S::CampaignSlot::inrc>(), Sent::whenSet, campaign::kDocument,        \
+                  campaign::kInrc[n - 1], "id of internal campaign " #n)),                                             \
+      readFrom(campaign::kInrcTime[from - 1], stored("inrcTime" #n, at<&S::inrc, n - 1, &S::CampaignSlot::inrcTime>(), \
+                                                     Sent::withText, campaign::kDocument, campaign::kInrcTime[n - 1],  \
+                                                     "when internal campaign " #n " was set, ms since 1970")),         \
+      readFrom(campaign::kInrcDt[from - 1], stored("inrcDt" #n, at<&S::inrc, n - 1, &S::CampaignSlot::inrcDt>(),       \
+                                                   Sent::withText, campaign::kDocument, campaign::kInrcDt[n - 1],      \
+                                                   "days for which internal campaign " #n " counts"))
 
 constexpr Field kFields[] = {
     // Library

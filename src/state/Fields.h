@@ -71,6 +71,7 @@ struct Field {
   Sent sent;
   std::string_view document;  ///< where it is kept; empty: nowhere
   std::string_view key;
+  std::string_view readKey;  ///< of a record that is made; `key` but for a campaign slot that is filled from another
   WhenAbsent whenAbsent;
   std::string_view meaning;  ///< for people
 

@@ -156,7 +156,7 @@ void SessionRecord::make(SessionJson& record, const Identity& identity) {
       if (field.from != From::store) continue;
       withPlace(field, [&]<typename T>(const InRecord<T>& place) {
         auto& value = place.edit(record);
-        value = read<T>(db_.documentWithID(field.document), field.key);
+        value = read<T>(db_.documentWithID(field.document), field.readKey);
         applyDefault(value, field.whenAbsent);
       });
     }

@@ -72,7 +72,13 @@ LocalDB::Members LocalDB::members(std::string_view id, bool& readable) {
 
 // ---- writing
 
+// An edit of the queue's document is one of all its rows.
+void LocalDB::prepareEdit(std::string_view id) {
+  if (id == keys::queue::kDocument && !inTransaction()) loadQueue();
+}
+
 void LocalDB::update(std::string_view id, const Edit& edit) {
+  prepareEdit(id);
   transaction([&] {
     MutableDocument document(*pendingDocument(id, true));
     edit(document);
@@ -80,6 +86,7 @@ void LocalDB::update(std::string_view id, const Edit& edit) {
 }
 
 void LocalDB::updateExisting(std::string_view id, const Edit& edit) {
+  prepareEdit(id);
   transaction([&] {
     if (auto* members = pendingDocument(id, false)) {
       MutableDocument document(*members);
@@ -89,6 +96,7 @@ void LocalDB::updateExisting(std::string_view id, const Edit& edit) {
 }
 
 void LocalDB::replace(std::string_view id, const Edit& fill) {
+  prepareEdit(id);
   transaction([&] {
     auto& members = *pendingDocument(id, true);
     members.clear();

@@ -107,6 +107,7 @@ class LocalDB {
   void assertInTransaction() const ZUL_ASSERT_CAPABILITY(writing_) {}  // for clang, which does not look into `work`
   Members cached(std::string_view id, bool& known) const;
   Members members(std::string_view id, bool& readable);
+  void prepareEdit(std::string_view id);
   boost::json::object* pendingDocument(std::string_view id, bool create);
   static Store::Write asideRow(std::string_view name, std::string text);
 

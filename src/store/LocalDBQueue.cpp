@@ -187,7 +187,7 @@ void LocalDB::join(LeftOver leftOver) {
   std::vector<Payload> unreadable;
   for (auto& row : leftOver.rows) {
     auto payload = std::make_shared<const std::string>(std::move(row.text));
-    const auto value = json::parse(*payload, 2 * json::kMaxDepth);
+    const auto value = json::parse(*payload, json::kMaxPayloadDepth);
     if (!value || !value->is_object() || value->get_object().empty()) unreadable.push_back(payload);
     rows.push_back({rowId(row.key), std::move(payload), !leftOver.damaged});
   }

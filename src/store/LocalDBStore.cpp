@@ -33,7 +33,7 @@ void LocalDB::commit() {
   for (auto& [id, object] : pending_.documents) {
     bool known = false;
     const auto before = cached(id, known);
-    if (before && *before == object) continue;  // nothing new to keep
+    if (before && json::equal(*before, object)) continue;  // nothing new to keep
     writes.push_back({Store::Table::documents, id, json::text(object)});
     changed.emplace_back(id, std::make_shared<const boost::json::object>(std::move(object)));
   }

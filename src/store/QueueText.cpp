@@ -29,7 +29,7 @@ std::optional<ParsedQueue> parseQueue(std::string_view text) {
   // Whatever could be accepted as a payload is readable within the list, a few levels further in. The tree is large
   // and short-lived, so its memory is taken and given back in large pieces.
   boost::json::monotonic_resource memory(text.size());
-  const auto list = json::parse(text, 2 * json::kMaxDepth, &memory);
+  const auto list = json::parse(text, json::kMaxPayloadDepth, &memory);
   if (!list || !list->is_array()) return std::nullopt;
   const auto texts = json::elements(text);
   for (std::size_t n = 0; n < texts.size(); ++n) {

@@ -7,6 +7,7 @@
 #include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
 #include <cstdlib>
+#include <new>
 #include <utility>
 
 #include "AESCrypt.h"
@@ -177,12 +178,16 @@ void NetworkManager::start(Success success, Completion completion, const std::fu
     log.guard(
         [&] {
           const bool good = response.ok() && (success == Success::noError || response.body);
-          tasks.async(
-              Tasks::Queue::global,
-              [=, response = std::move(response)]() mutable {
-                if (completion) completion(good, std::move(response));
-              },
-              ZUL_HERE);
+          try {
+            tasks.async(
+                Tasks::Queue::global,
+                [=, response = std::move(response)]() mutable {
+                  if (completion) completion(good, std::move(response));
+                },
+                ZUL_HERE);
+          } catch (const std::bad_alloc&) {  // whoever waits for it must learn that it is over
+            if (completion) completion(false, {"no memory for the answer", 0, std::nullopt});
+          }
         },
         ZUL_HERE);
   };

@@ -36,6 +36,16 @@ TEST_F(StartTest, ALateTokenBringsTheSettingsIntoTheRecord) {
   EXPECT_EQ(session.string("_accessToken"), "late");
 }
 
+TEST_F(StartTest, AStoredInstallTimeOutlivesAStartThatCannotReadIt) {
+  phone.store("Install", R"({"installTime":1.0})");
+  phone.boot();
+  phone.sim.store->setUnreadable(true);
+  phone.initialize();
+  phone.sim.store->setUnreadable(false);
+  phone.sim.dispatcher->advance(6);
+  EXPECT_EQ(phone.document("Install").at("installTime"), 1.0);
+}
+
 TEST_F(StartTest, WhatIsWrongWithTheConfigurationIsToldOnce) {
   for (const auto& [settings, told] :
        std::vector<std::pair<std::string, std::string>>{{"{}", "no dictionary \"zulAuthorizationKey\""},

@@ -182,6 +182,15 @@ TEST_F(UploadTest, TheQueueDocumentCanBeWrittenWhileTheProcessRuns) {
   EXPECT_EQ(sent().back(), "cd");
 }
 
+TEST_F(UploadTest, TheQueueDocumentIsWrittenWholeAlsoBeforeItsRowsAreRead) {
+  answers({kUnreachable});
+  event("a");
+  phone.boot();
+  phone.process().db().update("Json", [](MutableDocument& document) { document.setString("", "QueueJsonList"); });
+  EXPECT_EQ(phone.queuedRows(), 0U);
+  EXPECT_EQ(queued(), "");
+}
+
 // A failed send writes nothing, and the rows keep the order of acceptance over overlapping sends and restarts.
 TEST_F(UploadTest, TheOrderIsThatOfAcceptance) {
   answers({after(5, kUnreachable), kUnreachable});

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Runtime.h"
+#include "Json.h"
 #include "SessionRecord.h"
 #include "SimulatedPhone.h"
 
@@ -85,6 +86,17 @@ TEST_F(SessionRecordTest, ClearedMeansMadeAnewFromTheStore) {
   EXPECT_EQ(record.getSharedInstance(), nullptr);
   EXPECT_EQ(record.sharedInstance()->mbid, std::nullopt);
   EXPECT_EQ(record.sharedInstance()->uuid, first->uuid);
+}
+
+// What a slot is set to goes under its own keys, also that of the slot which a new record fills from another's.
+TEST_F(SessionRecordTest, TheSecondSlotIsStoredUnderItsOwnKeys) {
+  phone.store("InternalCampaign", R"({"inrc1":"one"})");
+  phone.boot();
+  auto& record = phone.process().record();
+  record.sharedInstance();
+  record.set<&SessionJson::inrc, 1, &SessionJson::CampaignSlot::inrc>("two");
+  EXPECT_EQ(record.sharedInstance()->inrc[1].inrc, "two");
+  EXPECT_EQ(json::text(phone.document("InternalCampaign")), R"({"inrc1":"one","inrc2":"two"})");
 }
 
 // Without consent the device is not even asked for what it takes.

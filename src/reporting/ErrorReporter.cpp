@@ -20,7 +20,8 @@ boost::json::object ErrorReporter::getErrorLogParamsDictionaryWithErrlog(const s
        {&fieldOf(at<&SessionJson::qzref>()), &fieldOf(at<&SessionJson::installReferrer>()),
         &fieldOf(at<&SessionJson::advtId>()), &fieldOf(at<&SessionJson::lng>()), &fieldOf(at<&SessionJson::cntr>()),
         &fieldOf(at<&SessionJson::tz>()), &fieldOf(at<&SessionJson::os>()), &fieldOf(at<&SessionJson::phone>()),
-        &fieldOf(at<&SessionJson::apVr>()), &fieldOf(at<&SessionJson::plat>()), &fieldOf(at<&SessionJson::vendorId>())}) {
+        &fieldOf(at<&SessionJson::apVr>()), &fieldOf(at<&SessionJson::plat>()),
+        &fieldOf(at<&SessionJson::vendorId>())}) {
     const auto& value = std::get<InRecord<SessionJson::Text>>(field->member).get(*record);
     if (value) params[field->payloadKey()] = *value;
   }

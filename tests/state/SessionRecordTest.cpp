@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "Runtime.h"
 #include "Json.h"
+#include "Runtime.h"
 #include "SessionRecord.h"
 #include "SimulatedPhone.h"
 

@@ -64,8 +64,7 @@ void UploadQueue::send(std::vector<std::string> payloads) {
       last.insert(last.end(), own.begin(), own.end());
     }
   } catch (...) {  // what is accepted all the same waits in its row for the next send
-    const MutexLock lock(mutex_);
-    for (const auto& payload : own) underWay_.erase(payload);
+    release(own);
     throw;
   }
   if (!removed.empty()) log_.info("REMOVE Object: [" + removed + "]", ZUL_HERE);
@@ -94,39 +93,53 @@ void UploadQueue::pump() {
 
 void UploadQueue::startRequest(const Payloads& own) {
   // Without a queue to join, the payload waits in its row for the next send.
-  const auto list = db_.takeUnreadableQueue() ? Payloads() : listWith(own);
+  const auto list = db_.takeUnreadableQueue() ? Payloads() : takeList(own);
   if (list.empty()) {
     log_.info("No finalJsonList data for send: []", ZUL_HERE);
     endRequest(own);
     return;
   }
-  const auto text = indented(list);
-  log_.info("REQ [SDK -> COLLECTOR] " + text, ZUL_HERE);
-  network_.sendDocument(text, owner_.sender(), [this, list, own](bool success, const auto& response) {
-    log_.guard([&] { complete(list, success, response); }, ZUL_HERE);
-    log_.debug("[Data Sending Status] : Completed. ", ZUL_HERE);
-    endRequest(own);
-    owner_.completed();
-  });
+  try {
+    const auto text = indented(list);
+    log_.info("REQ [SDK -> COLLECTOR] " + text, ZUL_HERE);
+    network_.sendDocument(text, owner_.sender(), [this, list, own](bool success, const auto& response) {
+      log_.guard([&] { complete(list, success, response); }, ZUL_HERE);
+      log_.debug("[Data Sending Status] : Completed. ", ZUL_HERE);
+      release(list);
+      endRequest(own);
+      owner_.completed();
+    });
+  } catch (...) {
+    release(list);
+    throw;
+  }
 }
 
-// The rows in their order, save those whose first request is another one.
-UploadQueue::Payloads UploadQueue::listWith(const Payloads& own) {
-  auto list = db_.queue();
-  std::unordered_set<Payload> others;
-  {
-    const MutexLock lock(mutex_);
-    others = underWay_;
+// The rows in their order, save those that are another request's; these are now this one's.
+UploadQueue::Payloads UploadQueue::takeList(const Payloads& own) {
+  const auto rows = db_.queue();
+  const std::unordered_set<Payload> mine(own.begin(), own.end());
+  Payloads list;
+  list.reserve(rows.size());
+  const MutexLock lock(mutex_);
+  for (const auto& payload : rows) {
+    if (mine.contains(payload) || !underWay_.contains(payload)) list.push_back(payload);
   }
-  for (const auto& payload : own) others.erase(payload);
-  std::erase_if(list, [&](const auto& payload) { return others.contains(payload); });
+  std::unordered_set<Payload> taken(list.begin(), list.end());
+  underWay_.reserve(underWay_.size() + taken.size());
+  underWay_.merge(taken);
   return list;
 }
 
+void UploadQueue::release(const Payloads& payloads) noexcept {
+  const MutexLock lock(mutex_);
+  for (const auto& payload : payloads) underWay_.erase(payload);
+}
+
 void UploadQueue::endRequest(const Payloads& own) {
+  release(own);
   {
     const MutexLock lock(mutex_);
-    for (const auto& payload : own) underWay_.erase(payload);
     --open_;
     if (waiting_.empty()) return;
   }

@@ -23,7 +23,7 @@ namespace zul {
 /// send writes nothing.
 ///
 /// Where sends overlap, an answer concerns the payloads that its own request carried and no others, and a payload
-/// whose first request is open is in no other: it can go out twice but never vanish. At most four requests are open;
+/// is in one request at a time: what a failed one carried waits for the next send. At most four requests are open;
 /// while they are, further payloads gather and leave together in the next one.
 ///
 /// Any thread may call `send`. The lock covers list operations only.
@@ -58,8 +58,9 @@ class UploadQueue {
 
   void pump();
   void startRequest(const Payloads& own);
-  Payloads listWith(const Payloads& own);
+  Payloads takeList(const Payloads& own);
   void complete(const Payloads& list, bool success, const platform::HttpResponse& response);
+  void release(const Payloads& payloads) noexcept;
   void endRequest(const Payloads& own);
 
   LocalDB& db_;
@@ -70,7 +71,7 @@ class UploadQueue {
 
   Mutex mutex_;
   std::deque<Payloads> waiting_ ZUL_GUARDED_BY(mutex_);          // sends that have no request yet
-  std::unordered_set<Payload> underWay_ ZUL_GUARDED_BY(mutex_);  // their first request is to come, or open
+  std::unordered_set<Payload> underWay_ ZUL_GUARDED_BY(mutex_);  // their request is to come, or open
   int open_ ZUL_GUARDED_BY(mutex_) = 0;                          // requests
 };
 

@@ -14,6 +14,12 @@ namespace {
 constexpr std::size_t kMaxPlist = 4 << 20;
 constexpr std::size_t kMaxResource = 8 << 20;
 
+Dictionary readPropertyList(const std::string& path, std::string& error) {
+  const auto text = readFile(path, kMaxPlist, &error);
+  auto object = text ? parseInfoPlist(*text, error) : std::nullopt;
+  return object ? DictionaryAccess::wrap(std::move(*object)) : Dictionary();
+}
+
 }  // namespace
 
 Dictionary LinuxBundle::infoDictionary() {
@@ -30,6 +36,13 @@ std::optional<std::string> LinuxBundle::resource(const std::string& name) {
   return readFile(path(name), kMaxResource);
 }
 
+Dictionary LinuxBundle::propertyList(const std::string& name, std::string* error) {
+  std::string why;
+  auto values = readPropertyList(path(name + ".plist"), why);
+  if (error != nullptr) *error = std::move(why);
+  return values;
+}
+
 std::string LinuxBundle::lastError() const {
   return info().error;
 }
@@ -41,11 +54,7 @@ std::string LinuxBundle::path(const std::string& name) const {
 }
 
 const LinuxBundle::Info& LinuxBundle::info() const {
-  std::call_once(once_, [this] {
-    const auto text = readFile(path("Info.plist"), kMaxPlist, &info_.error);
-    if (!text) return;
-    if (auto object = parseInfoPlist(*text, info_.error)) info_.dictionary = DictionaryAccess::wrap(std::move(*object));
-  });
+  std::call_once(once_, [this] { info_.dictionary = readPropertyList(path("Info.plist"), info_.error); });
   return info_;
 }
 

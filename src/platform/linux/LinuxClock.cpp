@@ -1,6 +1,7 @@
 #include "LinuxClock.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <ctime>
@@ -14,8 +15,17 @@ constexpr double kFarthest = 6e16;
 
 constexpr int kFarthestYear = 1'900'000'000;
 
+// localtime_r alone would stay with the TZ that it found first. To look costs much more than to convert, so that a
+// change counts within a second.
+void followZone() {
+  static std::atomic<std::time_t> looked{-1};
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  if (looked.exchange(now.tv_sec, std::memory_order_relaxed) != now.tv_sec) tzset();
+}
+
 std::tm local(double seconds) {
-  tzset();  // localtime_r alone would stay with the TZ that it found first
+  followZone();
   const double whole = std::isnan(seconds) ? 0 : std::clamp(std::floor(seconds), -kFarthest, kFarthest);
   const auto time = static_cast<std::time_t>(whole);
   std::tm fields{};

@@ -48,7 +48,8 @@ Runtime::Runtime(Platform platform)
       util_(platform_.clock, networkClock_),
       reachability_(platform_.reachability, platform_.deployment),
       db_(platform_.store, tasks_, log_),
-      identifiers_(db_, platform_.device, platform_.bundle, platform_.http, platform_.deployment, log_),
+      identifiers_({&db_, platform_.device, platform_.keychain, platform_.bundle, platform_.http}, platform_.deployment,
+                   log_),
       record_(db_, identifiers_, {&db_, platform_.device, platform_.clock, platform_.bundle, &reachability_},
               platform_.deployment, log_),
       attribution_(db_),
@@ -99,8 +100,8 @@ Tracker& Runtime::tracker() {
   bool made = false;
   std::call_once(trackerOnce_, [&] {
     tracker_ = std::make_unique<Tracker>(TrackerServices{
-        tasks_, platform_.http, platform_.bundle, platform_.deployment, db_, record_, util_, reachability_,
-        networkClock_, attribution_, deferredLinks_, webView_, debugMode_, stopping_, log_});
+        tasks_, platform_.http, platform_.bundle, platform_.deployment, db_, identifiers_, record_, util_,
+        reachability_, networkClock_, attribution_, deferredLinks_, webView_, debugMode_, stopping_, log_});
     madeTracker_ = tracker_.get();
     made = true;
   });

@@ -98,7 +98,7 @@ void Tracker::start(const Launch& launchOptions) {
 
 bool Tracker::mustWaitForTrackingAnswer() {
   if (!zulAuthorizationKey_.boolean("ATTPopup")) return false;
-  if (services_.db.documentWithID(identify::kDocument).stringForKey(identify::kAttPopupDone) == "Y") return false;
+  if (trackingAnswered()) return false;
   if (facebookAppIdCheck_.value_or("").empty()) return false;
   const MutexLock lock(mutex_);
   return ATTAlertCheked_ == kNoAnswer;

@@ -76,6 +76,13 @@ Sender Environment::sender() const {
   return {getPhone(), getOs(), appInfo.stringForKey(keys::appinfo::kAccessToken)};
 }
 
+double Environment::getInch(std::string& error) const {
+  constexpr double kUsual = 3.5;
+  if (!place_) return 0;
+  const auto map = sources_.bundle->propertyList("DeviceDisplayMap", &error);
+  return json::number(DictionaryAccess::object(map.dictionary(place_->model)), "size").value_or(kUsual);
+}
+
 std::int64_t Environment::getIsWifi() const {
   switch (sources_.reachability->isConnectedToNetworkOfType()) {
     case 0:

@@ -49,6 +49,9 @@ class Environment {
   std::optional<std::string> getCari() const;  ///< carrier; "ios" without one; with consent
   std::int64_t getIsWifi() const;              ///< 2 Wi-Fi or cable, 1 cellular, 0 none; asks the system at each call
   std::string getPlatfrom() const { return "IOS"; }
+  /// Diagonal of the screen in inches: what the bundle's property list "DeviceDisplayMap" has for the model, else 3.5;
+  /// 0 without consent. `error` says why the list could not be read; it stays empty where there is none.
+  double getInch(std::string& error) const;
 
   std::int64_t ATTAuthStatus() const { return ATTAuthStatus_; }
 

@@ -245,19 +245,7 @@ void SessionController::updateSesssionAboutEnvironment() {
     log_.debug("SessionJson is nil yet", ZUL_HERE);
     return;
   }
-  const auto environment = record_.environment();
-  const auto isWifi = environment.getIsWifi();  // asks the system, which the record's lock is not held over
-  record_.editExisting([&](SessionJson& record) {
-    record.lng = environment.getLng();
-    record.cntr = environment.getCntr();
-    record.osvr = environment.getOsvr();
-    record.os = environment.getOs();
-    record.phone = environment.getPhone();
-    record.cari = environment.getCari();
-    record.tz = environment.getTz();
-    record.isWifi = isWifi;
-    record.sr = environment.getSr();
-  });
+  record_.refreshEnvironment();
 }
 
 }  // namespace zul

@@ -75,6 +75,8 @@ void setEnvironment(SessionJson& record, const Environment& environment) {
 void setIdentity(SessionJson& record, const Identity& identity) {
   record.advtId = identity.advtId;
   record.advtFlag = identity.advtFlag;
+  if (identity.aidChange) record.aidChange = identity.aidChange;
+  if (identity.uptAfv) record.uptAfv = identity.uptAfv;
   record.keychainUUID = identity.keychainUUID;
   record.uuid = identity.uuid;
   record.vendorId = identity.vendorId;
@@ -130,6 +132,21 @@ void SessionRecord::clearInstance() {
 void SessionRecord::edit(const Edit& edit) {
   sharedInstance();
   editExisting(edit);
+}
+
+void SessionRecord::refreshEnvironment() {
+  SessionJson values;
+  const auto environment = this->environment();
+  setEnvironment(values, environment);  // asks the system, which the lock is not held over
+  std::string error;
+  values.inch = environment.getInch(error);
+  if (!error.empty() && !toldDisplayMap_.exchange(true)) log_.error("DeviceDisplayMap.plist: " + error, ZUL_HERE);
+  editExisting([&](SessionJson& record) {
+    for (const auto& field : fields()) {
+      if (field.from != From::device) continue;
+      withPlace(field, [&](const auto& place) { place.edit(record) = place.get(values); });
+    }
+  });
 }
 
 void SessionRecord::editExisting(const Edit& edit) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -68,6 +69,9 @@ class SessionRecord {
   /// The same for all that is kept in a document.
   void showDocument(std::string_view document);
 
+  /// Looks at the device anew and has the current record, if there is one, show what it saw.
+  void refreshEnvironment();
+
   /// A fresh look at the device.
   Environment environment() const { return Environment(sources_); }
 
@@ -82,6 +86,7 @@ class SessionRecord {
   const Environment::Sources sources_;
   const std::string collectorBaseUrl_;
   const Log log_;
+  std::atomic<bool> toldDisplayMap_{false};
 
   mutable Mutex mutex_;
   Current current_ ZUL_GUARDED_BY(mutex_);

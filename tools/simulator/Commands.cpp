@@ -140,9 +140,15 @@ void Simulator::info(Arguments& arguments) {
 
 void Simulator::resource(Arguments& arguments) {
   const auto name = arguments.word("the name");
-  auto text = arguments.text("the text");
+  auto& bundle = *phone_.sim.bundle;
+  if (const auto content = arguments.value("the content"); content.is_object()) {
+    bundle.propertyLists[name] = DictionaryAccess::wrap(content.get_object());
+  } else if (content.is_string()) {
+    bundle.resources[name] = std::string(content.get_string());
+  } else {
+    throw CommandError("the content must be a text or an object");
+  }
   arguments.end();
-  phone_.sim.bundle->resources[name] = std::move(text);
 }
 
 void Simulator::clock(Arguments& arguments) {
@@ -253,6 +259,11 @@ void Simulator::reinstall(Arguments& arguments) {
   phone_.reinstall();
 }
 
+void Simulator::wipe(Arguments& arguments) {
+  reinstall(arguments);
+  phone_.sim.keychain->clear();
+}
+
 // ---- inside
 
 void Simulator::document(Arguments& arguments) {
@@ -268,8 +279,23 @@ void Simulator::document(Arguments& arguments) {
   phone_.sim.store->put(platform::DocumentStore::Table::documents, id, json::text(members));
 }
 
-void Simulator::keychain(Arguments&) {
-  notBuilt("the keychain");
+void Simulator::keychain(Arguments& arguments) {
+  auto& keychain = *phone_.sim.keychain;
+  const auto name = arguments.word("the item");
+  if (name == "lock" || name == "unlock") {
+    arguments.end();
+    keychain.setLocked(name == "lock");
+    return;
+  }
+  const auto item = arguments.value("the item's attributes");
+  arguments.end();
+  if (item.is_null()) {
+    keychain.remove(name);
+  } else if (item.is_object()) {
+    keychain.put(name, readKeychainItem(item.get_object()));
+  } else {
+    throw CommandError("the item's attributes must be an object, or null");
+  }
 }
 
 void Simulator::show(Arguments& arguments) {
@@ -297,7 +323,7 @@ value Simulator::documentView(const std::string& name) {
 value Simulator::view(const std::string& what) {
   auto& sim = phone_.sim;
   if (what == "documents") return phone_.documents();
-  if (what == "keychain") notBuilt("the keychain");
+  if (what == "keychain") return keychainView(*sim.keychain);
   if (what == "payload") return DictionaryAccess::object(running().tracker().getSessionData());
   if (what == "record") {
     const auto record = running().record().getSharedInstance();

@@ -219,7 +219,6 @@ Operation missing(std::string_view name, std::string_view capability) {
 }
 
 constexpr std::string_view kAttribution = "attribution";
-constexpr std::string_view kConsent = "tracking consent";
 constexpr std::string_view kPush = "push";
 constexpr std::string_view kCampaigns = "internal campaigns";
 constexpr std::string_view kMember = "the member profile";
@@ -254,9 +253,9 @@ const std::vector<Operation>& operations() {
       missing("setUserLogout", kMember),
       missing("setPushToken", kPush),
       missing("setInternalCampaign", kCampaigns),
-      missing("setIDFA", kConsent),
-      missing("denyATT", kConsent),
-      missing("setATTAuthorizationStatus", kConsent),
+      operation<&T::setIDFA>("setIDFA"),
+      operation<&T::denyATT>("denyATT"),
+      operation<&T::setATTAuthorizationStatus>("setATTAuthorizationStatus"),
       {"ZULDebugger.debugMode", "INTEGER", "", debugMode},
       {"ZULDebugger.isDebug", "", "", isDebug},
 
@@ -267,6 +266,10 @@ const std::vector<Operation>& operations() {
       operation<&T::setLocalInstallTime>("Tracker.setLocalInstallTime"),
       operation<&T::addObservers>("Tracker.addObservers"),
       operation<&T::setATTAlertCheked>("Tracker.setATTAlertCheked"),
+      operation<&T::setIDFA>("Tracker.setIDFA"),
+      operation<&T::denyATT>("Tracker.denyATT"),
+      operation<&T::checkIDFAChange>("Tracker.checkIDFAChange"),
+      operation<&T::setATTAuthorizationStatus>("Tracker.setATTAuthorizationStatus"),
       operation<&T::asyncMultiTask>("Tracker.asyncMultiTask"),
       operation<&T::doAyncTask>("Tracker.doAyncTask"),
       operation<&T::createUpdateTimer>("Tracker.createUpdateTimer"),
@@ -312,9 +315,6 @@ const std::vector<Operation>& operations() {
       missing("Tracker.parseAttributionLinkToGetDeeplinkUrl", kAttribution),
       missing("Tracker.setFacebookreferrerData", kAttribution),
       missing("Tracker.selfValidation", kAttribution),
-      missing("Tracker.setIDFA", kConsent),
-      missing("Tracker.denyATT", kConsent),
-      missing("Tracker.setATTAuthorizationStatus", kConsent),
       missing("Tracker.setInternalCampaign", kCampaigns),
       missing("Tracker.setUser", kMember),
       missing("Tracker.setUserLogout", kMember),

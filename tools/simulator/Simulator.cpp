@@ -135,7 +135,8 @@ const std::vector<Simulator::Command>& Simulator::commands() {
       {"config", "{...}", "the application's service settings, the dictionary \"zulAuthorizationKey\"", &S::config,
        nullptr},
       {"info", "{...}", "other entries of the Info.plist; null removes one", &S::info, nullptr},
-      {"resource", "NAME \"TEXT\"", "a file of the application's bundle", &S::resource, nullptr},
+      {"resource", "NAME \"TEXT\"|{...}", "a file of the application's bundle, or a property list without its suffix",
+       &S::resource, nullptr},
       {"clock", "2024-01-31T10:00:00 [ZONE] | += 90s | -= 90s",
        "sets the wall clock and the time zone, or moves the clock without time passing", &S::clock, nullptr},
       {"network", "wifi|cellular|offline", "how the network is reached, and whether requests get through", &S::network,
@@ -154,11 +155,12 @@ const std::vector<Simulator::Command>& Simulator::commands() {
       {"advance", "6s", "lets time pass: ms, s, m, h or d", &S::advance, nullptr},
       {"restart", "", "ends the process; what is stored stays", &S::restart, nullptr},
       {"reinstall", "", "ends the process and empties the store", &S::reinstall, nullptr},
-      {"wipe", "", "ends the process and empties the store and the keychain",
-       &S::reinstall,  // there is no keychain yet
-       nullptr},
+      {"wipe", "", "ends the process and empties the store and the keychain", &S::wipe, nullptr},
       {"document", "NAME {...}", "replaces a stored document", &S::document, nullptr},
-      {"keychain", "NAME {...}", "replaces an item of the keychain; not built yet", &S::keychain, nullptr},
+      {"keychain", "NAME {...}|NAME null|lock|unlock",
+       "replaces or deletes an item of the keychain, whose \"account\" holds the library's identifiers; a locked one "
+       "answers nothing",
+       &S::keychain, nullptr},
       {"show", "documents|document NAME|keychain|payload|record|requests|log|clock|timers [PATH]",
        "looks inside; requests and log tell what is new since they were last shown; PATH, a JSON pointer, picks one "
        "value and leaves them new",

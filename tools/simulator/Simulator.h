@@ -70,6 +70,7 @@ class Simulator {
   void advance(Arguments& arguments);
   void restart(Arguments& arguments);
   void reinstall(Arguments& arguments);
+  void wipe(Arguments& arguments);
   void document(Arguments& arguments);
   void keychain(Arguments& arguments);
   void show(Arguments& arguments);

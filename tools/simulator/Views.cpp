@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <utility>
 
+#include "Arguments.h"
 #include "Contract.h"
 #include "SimulatedPlatform.h"
 
@@ -20,7 +23,44 @@ std::string target(std::string_view url, std::string_view baseUrl) {
   return std::string(url.substr(std::min(path, url.size())));
 }
 
+// The attributes of a keychain item, as they are called here.
+using platform::Keychain;
+constexpr std::pair<std::string_view, std::string_view> kAttributes[] = {
+    {"account", Keychain::kSecAttrAccount},
+    {"label", Keychain::kSecAttrLabel},
+    {"description", Keychain::kSecAttrDescription},
+    {"value", Keychain::kSecValueData},
+};
+
 }  // namespace
+
+boost::json::object keychainView(const platform::SimulatedKeychain& keychain) {
+  boost::json::object view;
+  for (const auto& [identifier, item] : keychain.items()) {
+    boost::json::object attributes;
+    for (const auto& [name, attribute] : kAttributes) {
+      const auto found = item.find(attribute);
+      attributes[name] = found == item.end() ? "" : found->second;
+    }
+    view[identifier] = std::move(attributes);
+  }
+  return view;
+}
+
+Keychain::Dictionary readKeychainItem(const boost::json::object& item) {
+  Keychain::Dictionary read;
+  for (const auto& [name, attribute] : kAttributes) read.emplace(attribute, "");
+  for (const auto& [key, value] : item) {
+    const std::string_view wanted = key;
+    const auto* const known = std::find_if(std::begin(kAttributes), std::end(kAttributes),
+                                           [&](const auto& one) { return one.first == wanted; });
+    if (known == std::end(kAttributes) || !value.is_string()) {
+      throw CommandError("an item has the texts account, label, description and value");
+    }
+    read[std::string(known->second)] = std::string(value.get_string());
+  }
+  return read;
+}
 
 boost::json::object requestView(const platform::HttpRequest& request, std::string_view baseUrl) {
   collector::HttpRequest arrived;

@@ -70,10 +70,9 @@ std::map<std::string, Keychain::Dictionary> SimulatedKeychain::items() const {
   return found;
 }
 
-void SimulatedKeychain::put(const std::string& identifier, const std::string& account) {
-  auto& item = items_[{identifier, ""}];
-  item[std::string(kSecAttrGeneric)] = identifier;
-  item[std::string(kSecAttrAccount)] = account;
+void SimulatedKeychain::put(const std::string& identifier, Dictionary attributes) {
+  attributes.insert_or_assign(std::string(kSecAttrGeneric), identifier);
+  items_.insert_or_assign({identifier, ""}, std::move(attributes));
 }
 
 }  // namespace zul::platform

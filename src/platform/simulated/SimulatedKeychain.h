@@ -22,8 +22,9 @@ class SimulatedKeychain final : public Keychain {
 
   /// The items by identifier, those without an access group.
   std::map<std::string, Dictionary> items() const;
-  /// Writes an item's account, as an earlier installation would have.
-  void put(const std::string& identifier, const std::string& account);
+  /// Replaces an item, as an earlier installation would have left it.
+  void put(const std::string& identifier, Dictionary attributes);
+  void remove(const std::string& identifier) { items_.erase({identifier, ""}); }
   void clear() { items_.clear(); }
 
   int writes() const { return writes_; }

@@ -11,6 +11,7 @@ std::optional<std::string> SimulatedBundle::resource(const std::string& name) {
 }
 
 Dictionary SimulatedBundle::propertyList(const std::string& name, std::string* error) {
+  ++listsRead;
   if (error != nullptr) error->clear();
   const auto found = propertyLists.find(name);
   return found == propertyLists.end() ? Dictionary() : found->second;

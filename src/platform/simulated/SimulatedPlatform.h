@@ -31,6 +31,7 @@ class SimulatedBundle final : public Bundle {
   Dictionary info;
   std::map<std::string, std::string> resources;
   std::map<std::string, Dictionary> propertyLists;
+  int listsRead = 0;
 };
 
 class SimulatedDevice final : public Device {

@@ -6,6 +6,7 @@
 #include "Json.h"
 #include "Keys.h"
 #include "LocalDB.h"
+#include "NetworkManager.h"
 #include "Uuid.h"
 #include "zul/Deployment.h"
 #include "zul/platform/Bundle.h"
@@ -81,7 +82,7 @@ boost::json::value Identifiers::lookUpAppId(const std::string& pkg) const {
   const auto response = http_->fetch(std::move(request));
   if (!response.ok() || !response.body) return nullptr;
 
-  const auto answer = json::parseObject(*response.body);
+  const auto answer = NetworkManager::getResponseDictionary(response.body);
   const auto* results = answer ? json::find(*answer, "results") : nullptr;
   if (!answer) {
     log_.error("Error: InvalidAnswerthe look-up's answer is not a JSON object", ZUL_HERE);

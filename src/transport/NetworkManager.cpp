@@ -41,9 +41,12 @@ void setIfPresent(boost::json::object& object, std::string_view key, const std::
   if (value) object[key] = *value;
 }
 
+// Numbers and booleans as a push service's own applications write them: 2.5, 2 for 2.0, 1 for true.
 std::string textOrNull(const boost::json::object& params, std::string_view key) {
   const auto* value = json::find(params, key);
   if (value && (value->is_int64() || value->is_uint64())) return json::text(*value);
+  if (value && value->is_double()) return fmt::format("{}", value->get_double());
+  if (value && value->is_bool()) return value->get_bool() ? "1" : "0";
   return orNull(json::string(params, key));
 }
 
@@ -51,6 +54,20 @@ std::string textOrNull(const boost::json::object& params, std::string_view key) 
 std::int64_t integerOf(const boost::json::object& params, std::string_view key) {
   if (const auto text = json::string(params, key)) return std::strtoll(text->c_str(), nullptr, 10);
   return json::integer(params, key);
+}
+
+// The characters that a URL may have; whoever puts others into it has to encode them.
+bool isUrlText(std::string_view url) {
+  constexpr std::string_view kSigns = "-._~:/?#[]@!$&'()*+,;=%";
+  return std::all_of(url.begin(), url.end(), [&](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || kSigns.find(c) != kSigns.npos;
+  });
+}
+
+// Some servers begin a text with it.
+std::string_view withoutByteOrderMark(std::string_view text) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  return text.starts_with(kMark) ? text.substr(kMark.size()) : text;
 }
 
 std::string userAgent(const Sender& sender) {
@@ -139,11 +156,11 @@ std::optional<std::string> NetworkManager::changeURLEncoding(std::string_view te
 }
 
 std::optional<boost::json::object> NetworkManager::getResponseDictionary(const std::optional<std::string>& body) {
-  return body ? json::parseObject(*body) : std::nullopt;
+  return body ? json::parseObject(withoutByteOrderMark(*body)) : std::nullopt;
 }
 
 std::optional<boost::json::array> NetworkManager::getResponseArray(const std::optional<std::string>& body) {
-  auto value = body ? json::parse(*body) : std::nullopt;
+  auto value = body ? json::parse(withoutByteOrderMark(*body)) : std::nullopt;
   if (!value || !value->is_array()) return std::nullopt;
   return std::move(value->get_array());
 }
@@ -191,14 +208,19 @@ void NetworkManager::start(Success success, Completion completion, const std::fu
         },
         ZUL_HERE);
   };
-  bool sent = false;
+  std::string problem = "the request could not be made";
   log_.guard(
       [&] {
-        sdkUrlSession_->send(make(), deliver);
-        sent = true;
+        auto request = make();
+        if (isUrlText(request.url)) {
+          sdkUrlSession_->send(std::move(request), deliver);
+          problem.clear();
+        } else {
+          problem = "this is no URL: " + request.url;
+        }
       },
       ZUL_HERE);
-  if (!sent) deliver({"the request could not be made", 0, std::nullopt});
+  if (!problem.empty()) deliver({problem, 0, std::nullopt});
 }
 
 }  // namespace zul

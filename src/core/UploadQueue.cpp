@@ -12,7 +12,9 @@ namespace {
 
 constexpr std::string_view kNoKeys = "{}";
 
-constexpr int kMostOpen = 4;
+constexpr std::size_t kMostOpen = 4;
+// The HTTP client ends a request after seven days at the latest.
+constexpr double kLostAfter = 8 * 86400.0;  // seconds
 
 // The list as it is sent: an indented JSON array.
 std::string indented(const std::vector<LocalDB::Payload>& list) {
@@ -57,7 +59,7 @@ void UploadQueue::send(std::vector<std::string> payloads) {
   try {
     if (!own.empty()) db_.enqueue(own);
     const MutexLock lock(mutex_);
-    if (waiting_.empty() || open_ + static_cast<int>(waiting_.size()) <= kMostOpen) {
+    if (waiting_.empty() || open_.size() + waiting_.size() <= kMostOpen) {
       waiting_.push_back(own);
     } else {
       auto& last = waiting_.back();
@@ -74,38 +76,56 @@ void UploadQueue::send(std::vector<std::string> payloads) {
 
 void UploadQueue::pump() {
   db_.loadQueue();  // what cannot be read now joins at a later send
+  giveUpLostRequests();
   while (true) {
-    Payloads own;
+    const auto request = std::make_shared<Request>();
+    request->since = owner_.now();
     {
       const MutexLock lock(mutex_);
-      if (waiting_.empty() || open_ >= kMostOpen) return;
-      own = std::move(waiting_.front());
+      if (waiting_.empty() || open_.size() >= kMostOpen) return;
+      open_.push_back(request);
+      request->own = std::move(waiting_.front());
       waiting_.pop_front();
-      ++open_;
     }
     try {
-      startRequest(own);
+      startRequest(request);
     } catch (...) {
-      endRequest(own);
+      endRequest(request);
       throw;
     }
   }
 }
 
-void UploadQueue::startRequest(const Payloads& own) {
+// Else a client that loses an answer would take a slot away for good, and with the fourth end all uploads.
+void UploadQueue::giveUpLostRequests() {
+  const double now = owner_.now();
+  std::vector<RequestPtr> lost;
+  {
+    const MutexLock lock(mutex_);
+    for (const auto& request : open_) {
+      if (now - request->since > kLostAfter) lost.push_back(request);
+    }
+  }
+  for (const auto& request : lost) {
+    log_.error("An upload has not ended for eight days: it is given up, and its payloads are sent anew.", ZUL_HERE);
+    endRequest(request);
+  }
+}
+
+void UploadQueue::startRequest(const RequestPtr& request) {
   // Without a queue to join, the payload waits in its row for the next send.
-  const auto list = db_.takeUnreadableQueue() ? Payloads() : listWith(own);
+  const auto list = db_.takeUnreadableQueue() ? Payloads() : listWith(request->own);
   if (list.empty()) {
     log_.info("No finalJsonList data for send: []", ZUL_HERE);
-    endRequest(own);
+    endRequest(request);
     return;
   }
   const auto text = indented(list);
   log_.info("REQ [SDK -> COLLECTOR] " + text, ZUL_HERE);
-  network_.sendDocument(text, owner_.sender(), [this, list, own](bool success, const auto& response) {
+  network_.sendDocument(text, owner_.sender(), [this, list, request](bool success, const auto& response) {
     log_.guard([&] { complete(list, success, response); }, ZUL_HERE);
     log_.debug("[Data Sending Status] : Completed. ", ZUL_HERE);
-    endRequest(own);
+    endRequest(request);
     owner_.completed();
   });
 }
@@ -123,11 +143,12 @@ UploadQueue::Payloads UploadQueue::listWith(const Payloads& own) {
   return list;
 }
 
-void UploadQueue::endRequest(const Payloads& own) {
+// Once or, after it was given up, twice.
+void UploadQueue::endRequest(const RequestPtr& request) {
   {
     const MutexLock lock(mutex_);
-    for (const auto& payload : own) underWay_.erase(payload);
-    --open_;
+    for (const auto& payload : request->own) underWay_.erase(payload);
+    std::erase(open_, request);
     if (waiting_.empty()) return;
   }
   tasks_.async([this] { pump(); }, ZUL_HERE);

@@ -25,11 +25,8 @@ namespace {
 using platform::HttpRequest;
 using platform::HttpResponse;
 
-// Leaves out a value that is absent, and one that would break the line and so forge further headers.
 void addHeader(HttpRequest& request, std::string_view name, std::optional<std::string> value) {
-  constexpr std::string_view kLineBreakers("\r\n\0", 3);
-  if (!value || value->find_first_of(kLineBreakers) != value->npos) return;
-  request.headers.emplace_back(name, *std::move(value));
+  if (value && NetworkManager::fitsHeader(*value)) request.headers.emplace_back(name, *std::move(value));
 }
 
 // How the collector knows an absent query value.
@@ -148,6 +145,10 @@ void NetworkManager::requestFingerPrintWithQzno(const FingerprintQuery& query, c
     fingerPrint.body = std::move(body);
     return fingerPrint;
   });
+}
+
+bool NetworkManager::fitsHeader(std::string_view value) {
+  return value.find_first_of(std::string_view("\r\n\0", 3)) == value.npos;
 }
 
 std::optional<std::string> NetworkManager::changeURLEncoding(std::string_view text) {

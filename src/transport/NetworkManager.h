@@ -78,6 +78,9 @@ class NetworkManager {
   /// Percent-encodes everything but ASCII letters, digits and "-._~"; none when `text` is not UTF-8.
   static std::optional<std::string> changeURLEncoding(std::string_view text);
 
+  /// False for a text with a line break or a NUL, which could forge further headers: a header with it is left out.
+  static bool fitsHeader(std::string_view value);
+
   /// An answer's body as the kind of JSON that the caller expects; none when it is anything else. A byte-order mark
   /// before it does not count.
   static std::optional<boost::json::object> getResponseDictionary(const std::optional<std::string>& body);

@@ -34,6 +34,11 @@ std::string LinuxBundle::lastError() const {
   return info().error;
 }
 
+std::string LinuxBundle::infoName() const {
+  if (!given_.empty()) return "LinuxOptions::info";
+  return path("Info.plist") + (info().missing ? " (there is no such file)" : "");
+}
+
 std::string LinuxBundle::path(const std::string& name) const {
   if (!folder_.empty()) return folder_ + "/" + name;
   const std::string executable = executablePath();
@@ -42,7 +47,12 @@ std::string LinuxBundle::path(const std::string& name) const {
 
 const LinuxBundle::Info& LinuxBundle::info() const {
   std::call_once(once_, [this] {
+    if (!given_.empty()) {
+      info_.dictionary = given_;
+      return;
+    }
     const auto text = readFile(path("Info.plist"), kMaxPlist, &info_.error);
+    info_.missing = !text && info_.error.empty();
     if (!text) return;
     if (auto object = parseInfoPlist(*text, info_.error)) info_.dictionary = DictionaryAccess::wrap(std::move(*object));
   });

@@ -24,23 +24,23 @@ constexpr double kLookUpTimeout = 60;                                           
 
 Identifiers::Identifiers(LocalDB& db, std::shared_ptr<platform::Device> device,
                          std::shared_ptr<platform::Bundle> bundle, std::shared_ptr<platform::HttpClient> http,
-                         const Deployment& deployment, Log log)
+                         const Deployment& deployment, Log log, std::optional<Background> background)
     : db_(db),
       device_(std::move(device)),
       bundle_(std::move(bundle)),
       http_(std::move(http)),
       lookupHost_(deployment.appStoreLookupHost),
-      log_(std::move(log)) {}
+      log_(std::move(log)),
+      background_(std::move(background)) {}
 
 Identity Identifiers::refresh() {
   const auto system = device_->system();
-  const auto stored = db_.documentWithID(keys::identify::kDocument);
   Identity identity;
   identity.advtId = getIdfa();
   identity.advtFlag = device_->advertising().trackingEnabled ? 0 : 1;
   identity.keychainUUID = system.vendorIdentifier;
   identity.vendorId = getVendorId();
-  identity.pkg = stored.stringForKey(keys::identify::kPkgname).value_or(bundle_->bundleIdentifier());
+  identity.pkg = pkg();
   identity.appId = getAppId(identity.pkg);
   identity.ip = system.ipv4Address.value_or("0.0.0.0");
   db_.update(keys::identify::kDocument, [&](MutableDocument& identify) {
@@ -70,9 +70,44 @@ std::optional<std::string> Identifiers::getIdfa() const {
   return identifier;
 }
 
-boost::json::value Identifiers::getAppId(const std::string& pkg) const {
+std::string Identifiers::pkg() const {
+  const auto stored = db_.documentWithID(keys::identify::kDocument).stringForKey(keys::identify::kPkgname);
+  return stored ? *stored : bundle_->bundleIdentifier();
+}
+
+boost::json::value Identifiers::getAppId(const std::string& pkg) {
   auto stored = db_.documentWithID(keys::identify::kDocument).valueForKey(keys::identify::kAppId);
-  return stored.is_string() || stored.is_number() ? stored : lookUpAppId(pkg);
+  if (stored.is_string() || stored.is_number()) return stored;
+  if (!background_) return lookUpAppId(pkg);
+  lookUpInBackground(pkg);
+  return nullptr;
+}
+
+// ---- the look-up
+
+void Identifiers::lookUpEarly() {
+  if (!background_) return;
+  background_->tasks.async(
+      Tasks::Queue::global, [this] { getAppId(pkg()); }, ZUL_HERE);
+}
+
+void Identifiers::lookUpInBackground(const std::string& pkg) {
+  if (lookingUp_.exchange(true)) return;
+  background_->tasks.async(
+      Tasks::Queue::global,
+      [this, pkg] {
+        log_.guard([&] { storeFound(pkg); }, ZUL_HERE);
+        lookingUp_ = false;
+      },
+      ZUL_HERE);
+}
+
+void Identifiers::storeFound(const std::string& pkg) {
+  const auto found = lookUpAppId(pkg);
+  if (found.is_null()) return;
+  db_.update(keys::identify::kDocument,
+             [&](MutableDocument& identify) { identify.setValue(found, keys::identify::kAppId); });
+  background_->stored();
 }
 
 boost::json::value Identifiers::lookUpAppId(const std::string& pkg) const {

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <atomic>
 #include <boost/json/value.hpp>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "Log.h"
+#include "Tasks.h"
 
 namespace zul {
 
@@ -34,12 +37,23 @@ struct Identity {
 /// Any thread may call it.
 class Identifiers {
  public:
+  /// Has the app store asked in the background.
+  struct Background {
+    Tasks tasks;
+    std::function<void()> stored;  ///< called when an application id has been found and stored
+  };
+
+  /// Without `background` whoever needs the application id asks for it.
   Identifiers(LocalDB& db, std::shared_ptr<platform::Device> device, std::shared_ptr<platform::Bundle> bundle,
-              std::shared_ptr<platform::HttpClient> http, const Deployment& deployment, Log log);
+              std::shared_ptr<platform::HttpClient> http, const Deployment& deployment, Log log,
+              std::optional<Background> background);
 
   /// Brings all of them up to date and stores them. Without a stored application id this waits for the app store, at
-  /// most 60 seconds, on the calling thread and without a lock.
+  /// most 60 seconds, on the calling thread and without a lock; or it has it asked in the background, and goes without.
   [[nodiscard]] Identity refresh();
+
+  /// Asks the app store now, in the background, if that is where it is asked and there is something to ask.
+  void lookUpEarly();
 
   /// The stored install UUID, or a new random one, which is not stored.
   std::string getUUID() const;
@@ -47,11 +61,15 @@ class Identifiers {
   std::string getVendorId() const;
   /// The advertising identifier; none when the device gives the all-zero one.
   std::optional<std::string> getIdfa() const;
-  /// The stored application id; where there is none, what the app store answers: a number, or null.
-  boost::json::value getAppId(const std::string& pkg) const;
+  /// The stored application id; where there is none, what the app store answers: a number, or null, as always where it
+  /// is asked in the background.
+  boost::json::value getAppId(const std::string& pkg);
 
  private:
+  std::string pkg() const;
   boost::json::value lookUpAppId(const std::string& pkg) const;
+  void lookUpInBackground(const std::string& pkg);
+  void storeFound(const std::string& pkg);
 
   LocalDB& db_;
   const std::shared_ptr<platform::Device> device_;
@@ -59,6 +77,8 @@ class Identifiers {
   const std::shared_ptr<platform::HttpClient> http_;
   const std::string lookupHost_;
   const Log log_;
+  const std::optional<Background> background_;
+  std::atomic<bool> lookingUp_{false};  // in the background
 };
 
 }  // namespace zul

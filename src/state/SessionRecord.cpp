@@ -167,6 +167,7 @@ void SessionRecord::make(SessionJson& record, const Identity& identity) {
       });
     }
     const auto identify = db_.documentWithID(keys::identify::kDocument);
+    if (record.appId.is_null()) record.appId = identify.valueForKey(keys::identify::kAppId);  // found since
     record.buildMode = identify.booleanForKey(keys::identify::kBuildMode) ? "dev" : "prod";
   });
   setEnvironment(record, environment());

@@ -149,6 +149,7 @@ void Tracker::completeStart() {
         "Because the BlockingLogEventCallBeforeSdkInitComplete value is YES , the entireExceptionData was ignored.",
         ZUL_HERE);
     earlyEvents_.setExceptionDataSend();
+    log_.info("With them this process sends no further event of its own.", ZUL_HERE);
   } else {
     releaseEventsBeforeInit();
   }
@@ -160,6 +161,7 @@ void Tracker::releaseEventsBeforeInit() {
       kEarlyEventsAfter, Queue::global,
       [this] {
         earlyEvents_.setExceptionDataSend();
+        log_.info("From now on this process sends the recorded events in the place of its own.", ZUL_HERE);
         sendToServerWithPageYN(false);
       },
       ZUL_HERE);

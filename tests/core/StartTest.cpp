@@ -158,6 +158,21 @@ TEST_F(StartTest, EventsRecordedBeforeInitializationAreSentInTheSessionThatBegin
   EXPECT_EQ(list[1], (boost::json::object{{"n", 2}}));
 }
 
+TEST_F(StartTest, WhatIsNotSentIsTold) {
+  phone.boot();
+  phone.tracker().setBlockingLogEventCallBeforeSdkInitComplete(true);
+  phone.tracker().sendTransaction();
+  phone.tracker().sendTransaction();
+  EXPECT_EQ(logged("this event is not sent, nor is any until it has"), 1U);
+  phone.initialize();
+  phone.sim.dispatcher->advance(6);
+  EXPECT_EQ(logged("this process sends no further event of its own"), 1U);
+  phone.tracker().sendTransaction();
+  phone.sim.dispatcher->run();
+  EXPECT_EQ(phone.uploads().size(), 1U);  // the visit that the start-up began
+  EXPECT_EQ(phone.queuedRows(), 0U);
+}
+
 TEST_F(StartTest, TheParallelVariantEndsOnTheMainQueueOnce) {
   phone.boot();
   phone.tracker().asyncMultiTask(std::nullopt);

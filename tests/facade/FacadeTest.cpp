@@ -158,6 +158,7 @@ TEST(ZULSessionTest, TheStaticOperationsReachTheProcessesLibrary) {
   EXPECT_EQ(ZULSession::getSessionData().json(), "{}");  // the mode is not known yet
   EXPECT_EQ(Tracker::getSharedInstance(), &Tracker::sharedInstance());
   EXPECT_FALSE(ZULSession::setPlatform(phone.sim.platform()));
+  EXPECT_EQ(phone.sim.log->count("setPlatform comes too late"), 1U);
 
   ZULSession::checkDebugMode(true);
   ZULSession::setBlockingLogEventCallBeforeSdkInitComplete(true);

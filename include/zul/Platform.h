@@ -90,7 +90,8 @@ struct ZUL_EXPORT LinuxOptions {
   /// the other 10 seconds on the main queue.
   bool waitInBackground = false;
 
-  /// Lines below it are not written. They are many, and quote payloads in full.
+  /// The library's lines below it are not written: there are many, and they quote payloads in full. What a host prints
+  /// with ZULDebugger has no level.
   LogLevel logLevel = LogLevel::debug;
 
   /// Takes the log lines, each with its line feed, from any thread, the host's own among them; it must not call the

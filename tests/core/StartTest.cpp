@@ -158,6 +158,12 @@ TEST_F(StartTest, EventsRecordedBeforeInitializationAreSentInTheSessionThatBegin
   EXPECT_EQ(list[1], (boost::json::object{{"n", 2}}));
 }
 
+TEST_F(StartTest, HowTheApplicationIsIdentifiedIsTold) {
+  phone.sim.bundle->hint = "the executable's name";
+  phone.startUp();
+  EXPECT_EQ(logged("the executable's name"), 1U);
+}
+
 TEST_F(StartTest, WhatIsNotSentIsTold) {
   phone.boot();
   phone.tracker().setBlockingLogEventCallBeforeSdkInitComplete(true);

@@ -25,8 +25,10 @@ class SimulatedBundle final : public Bundle {
   Dictionary infoDictionary() override { return info; }
   std::string bundleIdentifier() override { return info.string("CFBundleIdentifier").value_or("com.example.app"); }
   std::optional<std::string> resource(const std::string& name) override;
+  std::string remark() const override { return hint; }
 
   Dictionary info;
+  std::string hint;  ///< on how the application is identified
   std::map<std::string, std::string> resources;
 };
 

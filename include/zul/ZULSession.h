@@ -69,9 +69,9 @@ class ZUL_EXPORT ZULSession {
   /// - A process whose start-up found recorded early events sends those, from one second later until it ends, at each
   ///   event in the place of the event's own payload, every time anew and with the "sid" and "vtTz" of the visit that
   ///   the event belongs to. Pairs of "uuid" and "vtTz" stay right, sums over payloads do not.
-  /// - A process that has blocked them (setBlockingLogEventCallBeforeSdkInitComplete) sends nothing in that place:
-  /// after
-  ///   the payload with which the start-up may begin a visit, its events and further visits reach nobody.
+  /// - A process that has blocked them (setBlockingLogEventCallBeforeSdkInitComplete) sends nothing in that place. Of
+  /// it
+  ///   the collector sees the visit with which its start-up may begin, and neither its events nor its further visits.
   static void sendTransaction() noexcept;
 
   static void setUser(const User& user) noexcept;

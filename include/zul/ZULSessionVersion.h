@@ -22,7 +22,7 @@ namespace zul {
 extern "C" {
 /// The build's own name for itself.
 ZUL_EXPORT extern const char ZULSessionVersionString[];
-/// 1.0, whatever the version above: both symbols are what tools of the trade look for.
+/// 1.0, as in the text: the version above is another matter.
 ZUL_EXPORT extern const double ZULSessionVersionNumber;
 }
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 #include "Tracker.h"
 #include "zul/platform/Dispatcher.h"
@@ -21,9 +22,11 @@ struct Process {
   std::atomic<Runtime*> runtime{nullptr};
 };
 
-Process& theProcess() {
-  static auto* const process = new Process;
-  return *process;
+static_assert(std::is_trivially_destructible_v<Process>);
+
+Process& theProcess() noexcept {
+  static Process process;
+  return process;
 }
 
 Platform complete(Platform platform) {

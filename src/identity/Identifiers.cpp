@@ -93,13 +93,18 @@ void Identifiers::lookUpEarly() {
 
 void Identifiers::lookUpInBackground(const std::string& pkg) {
   if (lookingUp_.exchange(true)) return;
-  background_->tasks.async(
-      Tasks::Queue::global,
-      [this, pkg] {
-        log_.guard([&] { storeFound(pkg); }, ZUL_HERE);
-        lookingUp_ = false;
-      },
-      ZUL_HERE);
+  try {
+    background_->tasks.async(
+        Tasks::Queue::global,
+        [this, pkg] {
+          log_.guard([&] { storeFound(pkg); }, ZUL_HERE);
+          lookingUp_ = false;
+        },
+        ZUL_HERE);
+  } catch (...) {
+    lookingUp_ = false;
+    throw;
+  }
 }
 
 void Identifiers::storeFound(const std::string& pkg) {

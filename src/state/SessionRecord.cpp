@@ -167,7 +167,8 @@ void SessionRecord::make(SessionJson& record, const Identity& identity) {
       });
     }
     const auto identify = db_.documentWithID(keys::identify::kDocument);
-    if (record.appId.is_null()) record.appId = identify.valueForKey(keys::identify::kAppId);  // found since
+    const auto& appId = identify.valueForKey(keys::identify::kAppId);
+    if (record.appId.is_null() && appId.is_number()) record.appId = appId;  // found since
     record.buildMode = identify.booleanForKey(keys::identify::kBuildMode) ? "dev" : "prod";
   });
   setEnvironment(record, environment());

@@ -14,15 +14,16 @@ thread_local bool noMemory = false;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined, or the compiler sees a free() of what a new has made.
+__attribute__((noinline)) void* operator new(std::size_t size) {
   void* const room = noMemory ? nullptr : std::malloc(size);
   if (room == nullptr) throw std::bad_alloc();
   return room;
 }
-void operator delete(void* room) noexcept {
+__attribute__((noinline)) void operator delete(void* room) noexcept {
   std::free(room);
 }
-void operator delete(void* room, std::size_t) noexcept {
+__attribute__((noinline)) void operator delete(void* room, std::size_t) noexcept {
   std::free(room);
 }
 

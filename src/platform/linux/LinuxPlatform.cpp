@@ -97,7 +97,7 @@ Platform linuxPlatform(const LinuxOptions& options) {
   std::string remark;
   if (options.applicationId.empty()) {
     remark = "No application id was given: the executable's name, " + applicationId +
-             ", is the application's identity, and names the folder " + data + ".";
+             ", is the application's identity. Its store is in " + data;
   }
 
   Platform pieces;

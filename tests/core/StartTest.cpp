@@ -167,9 +167,10 @@ TEST_F(StartTest, HowTheApplicationIsIdentifiedIsTold) {
 TEST_F(StartTest, WhatIsNotSentIsTold) {
   phone.boot();
   phone.tracker().setBlockingLogEventCallBeforeSdkInitComplete(true);
-  phone.tracker().sendTransaction();
-  phone.tracker().sendTransaction();
-  EXPECT_EQ(logged("this event is not sent, nor is any until it has"), 1U);
+  for (int n = 0; n < 2; ++n) {
+    phone.tracker().sendTransaction();
+    EXPECT_EQ(logged("this event is not sent, nor is any until it has"), 1U);
+  }
   phone.initialize();
   phone.sim.dispatcher->advance(6);
   EXPECT_EQ(logged("this process sends no further event of its own"), 1U);

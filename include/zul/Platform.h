@@ -19,6 +19,7 @@ class Device;
 class Dispatcher;
 class DocumentStore;
 class HttpClient;
+class Keychain;
 class LifeCycle;
 class LogSink;
 class Reachability;
@@ -36,6 +37,7 @@ struct ZUL_EXPORT Platform {
   std::shared_ptr<platform::Reachability> reachability;
   std::shared_ptr<platform::Device> device;
   std::shared_ptr<platform::UserDefaults> userDefaults;
+  std::shared_ptr<platform::Keychain> keychain;
   std::shared_ptr<platform::LogSink> log;
   std::shared_ptr<platform::LifeCycle> lifeCycle;
   Deployment deployment;

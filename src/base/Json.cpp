@@ -2,7 +2,6 @@
 
 #include <array>
 #include <boost/json/object.hpp>
-#include <boost/json/parse.hpp>
 #include <boost/json/value.hpp>
 #include <charconv>
 #include <cmath>
@@ -107,21 +106,6 @@ void newLine(std::string& out, int depth) {
 }
 
 }  // namespace
-
-std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDepth, boost::json::storage_ptr storage) {
-  boost::json::error_code error;
-  boost::json::parse_options options;
-  options.max_depth = maxDepth;
-  auto value = boost::json::parse(text, error, std::move(storage), options);
-  if (error) return std::nullopt;
-  return value;
-}
-
-std::optional<boost::json::object> parseObject(std::string_view text) {
-  auto value = parse(text);
-  if (!value || !value->is_object()) return std::nullopt;
-  return std::move(value->get_object());
-}
 
 std::vector<std::string_view> elements(std::string_view array) {
   std::vector<std::string_view> found;

@@ -28,13 +28,8 @@ Payloads::Payload Payloads::createSessionJson() {
   return session;
 }
 
-Payloads::Payload Payloads::createPageJson() {
+Payloads::Payload Payloads::createPageJson(const Pairs& pairs) {
   auto session = createSessionJson();
-  std::optional<boost::json::object> pairs;
-  {
-    const MutexLock lock(mutex_);
-    pairs = tempPairingData_;
-  }
   log_.debug("self.tempPairingData :" + (pairs ? json::text(*pairs) : "(null)"), ZUL_HERE);
   if (!pairs || pairs->empty()) return session;
   auto object = json::parseObject(*session).value_or(boost::json::object());
@@ -58,6 +53,11 @@ Payloads::Payload Payloads::entireJson() const {
 void Payloads::setEntireJson(Payload payload) {
   const MutexLock lock(mutex_);
   entireJson_.swap(payload);
+}
+
+Payloads::Pairs Payloads::tempPairingData() const {
+  const MutexLock lock(mutex_);
+  return tempPairingData_;
 }
 
 void Payloads::setTempPairingData(const std::optional<Dictionary>& pairs) {

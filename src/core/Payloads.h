@@ -23,13 +23,14 @@ class Payloads {
  public:
   /// The text of a session payload.
   using Payload = std::shared_ptr<const std::string>;
+  using Pairs = std::optional<boost::json::object>;
 
   Payloads(SessionRecord& record, const CustomWKWebViewConfiguration& webView, Log log);
 
   /// Builds the session payload from the current record.
   Payload createSessionJson();
-  /// The same with the pairing data in it.
-  Payload createPageJson();
+  /// The same with `pairs` in it.
+  Payload createPageJson(const Pairs& pairs);
 
   /// The session payload that was built last; null before the first.
   Payload sessionJsonDict() const;
@@ -38,6 +39,7 @@ class Payloads {
   void setEntireJson(Payload payload);
 
   /// Key/value pairs that page payloads carry.
+  Pairs tempPairingData() const;
   void setTempPairingData(const std::optional<Dictionary>& pairs);
 
  private:
@@ -48,7 +50,7 @@ class Payloads {
   mutable Mutex mutex_;
   Payload sessionJsonDict_ ZUL_GUARDED_BY(mutex_);
   Payload entireJson_ ZUL_GUARDED_BY(mutex_);
-  std::optional<boost::json::object> tempPairingData_ ZUL_GUARDED_BY(mutex_) = boost::json::object();
+  Pairs tempPairingData_ ZUL_GUARDED_BY(mutex_) = boost::json::object();
   PayloadExtras extras_ ZUL_GUARDED_BY(mutex_);
 };
 

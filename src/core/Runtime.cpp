@@ -79,7 +79,8 @@ Runtime::~Runtime() {
 }
 
 void Runtime::stop() noexcept {
-  stopping_ = true;  // first: requests that end because of it are no news for the host
+  if (stopping_.exchange(true)) return;  // first: requests that end because of it are no news for the host
+  if (auto* const tracker = trackerIfMade()) tracker->announceLoss();
   platform_.http->stop();
   platform_.dispatcher->stop();
 }

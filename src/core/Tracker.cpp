@@ -29,9 +29,11 @@ Tracker::Tracker(TrackerServices services)
       earlyEvents_(services_.db),
       uploads_(services_.db, networkManager_, services_.tasks, log_, uploadOwner()) {
   // Every process starts without a page trace.
-  services_.db.update(behavior::kDocument, [](MutableDocument& document) {
-    document.setString("", behavior::kPiTrace);
-    document.setNumber(std::nullopt, behavior::kPageStartTime);
+  services_.db.whenReadable([&db = services_.db] {
+    db.update(behavior::kDocument, [](MutableDocument& document) {
+      document.setString("", behavior::kPiTrace);
+      document.setNumber(std::nullopt, behavior::kPageStartTime);
+    });
   });
 }
 
@@ -66,8 +68,10 @@ void Tracker::tell(const std::string& what, const std::string& problem) {
 }
 
 void Tracker::checkDebugMode(bool dev) {
-  services_.db.update(identify::kDocument,
-                      [&](MutableDocument& document) { document.setBoolean(dev, identify::kBuildMode); });
+  services_.db.whenReadable([&db = services_.db, dev] {
+    db.update(identify::kDocument,
+              [dev](MutableDocument& document) { document.setBoolean(dev, identify::kBuildMode); });
+  });
 }
 
 Dictionary Tracker::getAttributedInfo() {
@@ -75,6 +79,7 @@ Dictionary Tracker::getAttributedInfo() {
 }
 
 Dictionary Tracker::getSessionData() {
+  if (!services_.db.isReadable()) return {};
   return Dictionary::fromJson(*payloads_.createSessionJson()).value_or(Dictionary());
 }
 

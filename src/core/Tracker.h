@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "EarlyEvents.h"
 #include "ErrorReporter.h"
@@ -73,10 +74,14 @@ class Tracker {
 
   /// Tells the log what it was made with; to be called once, right after.
   void announce();
+  /// Tells the log which events still wait: the process exits, and they are lost.
+  void announceLoss() noexcept;
 
   // ---- start-up (TrackerStart.cpp)
 
-  /// The start-up sequence. Schedules the step that completes it, 5 seconds later in the background.
+  /// The start-up sequence. Schedules the step that completes it, 5 seconds later in the background. While the stored
+  /// state cannot be read it waits, and so do the events that `sendTransaction` and its like
+  /// report.
   void initEnd(const Launch& launchOptions);
   /// Stores `token`, or asks the collector for one when there is none.
   void authorizationCheckWithAuthToken(const std::optional<std::string>& token);
@@ -127,6 +132,7 @@ class Tracker {
 
   void setTempPairingData(const std::optional<Dictionary>& pairs) { payloads_.setTempPairingData(pairs); }
   void createSessionJson() { payloads_.createSessionJson(); }
+  /// The session payload; empty while the stored state cannot be read.
   Dictionary getSessionData();
   Object getErrorLogParamsDictionaryWithErrlog(const std::optional<std::string>& text) {
     return errors_.getErrorLogParamsDictionaryWithErrlog(text);
@@ -139,6 +145,13 @@ class Tracker {
  private:
   using Payload = Payloads::Payload;
 
+  struct Event {
+    bool byPage = false;
+    Payloads::Pairs pairs = std::nullopt;
+  };
+
+  bool mustWaitForStore();
+  void initAgain();
   void start(const Launch& launchOptions);
   void shortStart();
   bool mustWaitForTrackingAnswer();
@@ -146,6 +159,9 @@ class Tracker {
   void followLink();
   void completeStart();
   void releaseEventsBeforeInit();
+  bool waitsForStore(const Event& event);
+  void sendEventsThatWaited();
+  void report(const Event& event);
   void takeToken(const std::optional<std::string>& token);
   void requestToken();
   void storeInstallTime(double milliseconds);
@@ -154,7 +170,7 @@ class Tracker {
   void beginSessionIfExpired(int type);
   void sendNewSession();
   void makeJson(bool initialized);
-  void makeJsonByPage(bool initialized);
+  void makeJsonByPage(const Payloads::Pairs& pairs, bool initialized);
   void wrapAndSend(const Payload& session, bool initialized);
   void upload(const Payload& entireJson);
   void keepAccepted();
@@ -189,6 +205,8 @@ class Tracker {
   Launch launchOptions_ ZUL_GUARDED_BY(mutex_);
   std::string ATTAlertCheked_ ZUL_GUARDED_BY(mutex_) = "Undefined";
   int observers_ ZUL_GUARDED_BY(mutex_) = 0;
+  // That came while the start-up had to wait for the store; none: it did not have to.
+  std::optional<std::vector<Event>> eventsWaiting_ ZUL_GUARDED_BY(mutex_);
   std::unique_ptr<platform::Timer> oneSecondTimer_ ZUL_GUARDED_BY(mutex_);
 };
 

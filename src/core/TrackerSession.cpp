@@ -33,8 +33,7 @@ void Tracker::oneSecondTimerTick() {
   services_.db.transaction([&] {
     if (NTPtimeGetDone_) return;  // the start-up's completion was first
     services_.db.update(install::kDocument, [&](MutableDocument& document) {
-      const bool known = document.numberForKey(install::kInstallTime).has_value();  // though unreadable at the start
-      if (firstExcute_ && !known) document.setDouble(network * 1000, install::kInstallTime);
+      if (firstExcute_) document.setDouble(network * 1000, install::kInstallTime);
       document.setDouble((network - device) * 1000, install::kTimeOffset);
     });
     NTPtimeGetDone_ = taken = true;
@@ -99,17 +98,24 @@ void Tracker::sendNewSession() {
 }
 
 // The flag is read once: a start-up that completes in between would let a payload out without its session.
-bool Tracker::sendTransaction() {
+void Tracker::report(const Event& event) {
   const bool initialized = ZULinitYN_;
+  if (!initialized && waitsForStore(event)) return;
   if (checkNewSession() && initialized) beginSessionIfExpired(2);
-  makeJson(initialized);
+  if (event.byPage) {
+    makeJsonByPage(event.pairs, initialized);
+  } else {
+    makeJson(initialized);
+  }
+}
+
+bool Tracker::sendTransaction() {
+  report({});
   return true;
 }
 
 bool Tracker::sendTransactionByPage() {
-  const bool initialized = ZULinitYN_;
-  if (checkNewSession() && initialized) beginSessionIfExpired(2);
-  makeJsonByPage(initialized);
+  report({true, payloads_.tempPairingData()});
   return true;
 }
 
@@ -125,11 +131,11 @@ void Tracker::makeJson(bool initialized) {
 }
 
 void Tracker::makeJsonByPage() {
-  makeJsonByPage(ZULinitYN_);
+  makeJsonByPage(payloads_.tempPairingData(), ZULinitYN_);
 }
 
-void Tracker::makeJsonByPage(bool initialized) {
-  wrapAndSend(payloads_.createPageJson(), initialized);
+void Tracker::makeJsonByPage(const Payloads::Pairs& pairs, bool initialized) {
+  wrapAndSend(payloads_.createPageJson(pairs), initialized);
 }
 
 void Tracker::createEntireJson() {

@@ -42,8 +42,35 @@ void Tracker::initEnd(const Launch& launchOptions) {
     log_.debug("======already init done========", ZUL_HERE);
     return;
   }
+  if (mustWaitForStore()) return;
   start(launchOptions);
   uploads_.start();  // last, so that its reading does not hold up the start's
+}
+
+// Whether this is a first run, and whose, is for the stored state to say. An unreadable one says nothing.
+bool Tracker::mustWaitForStore() {
+  if (services_.db.isReadable()) return false;
+  {
+    const MutexLock lock(mutex_);
+    if (eventsWaiting_) return true;
+    eventsWaiting_.emplace();
+  }
+  services_.db.whenReadable([this] { initAgain(); });
+  return true;
+}
+
+void Tracker::initAgain() {
+  services_.tasks.async(
+      Queue::main,
+      [this] {
+        Launch launchOptions;
+        {
+          const MutexLock lock(mutex_);
+          launchOptions = launchOptions_;
+        }
+        initEnd(launchOptions);
+      },
+      ZUL_HERE);
 }
 
 void Tracker::start(const Launch& launchOptions) {
@@ -93,17 +120,7 @@ void Tracker::setATTAlertCheked(const std::string& answer) {
   }
   for (int n = 0; n < observers; ++n) {
     log_.debug("NSKeyValueChangeNewKey observer success : " + answer, ZUL_HERE);
-    services_.tasks.async(
-        Queue::main,
-        [this] {
-          Launch launchOptions;
-          {
-            const MutexLock lock(mutex_);
-            launchOptions = launchOptions_;
-          }
-          initEnd(launchOptions);
-        },
-        ZUL_HERE);
+    initAgain();
   }
 }
 
@@ -150,9 +167,43 @@ void Tracker::completeStart() {
         ZUL_HERE);
     earlyEvents_.setExceptionDataSend();
     log_.info("With them this process sends no further event of its own.", ZUL_HERE);
+    const MutexLock lock(mutex_);
+    eventsWaiting_.reset();
   } else {
     releaseEventsBeforeInit();
   }
+  if (ZULinitYN_) sendEventsThatWaited();
+}
+
+bool Tracker::waitsForStore(const Event& event) {
+  const MutexLock lock(mutex_);
+  if (eventsWaiting_) eventsWaiting_->push_back(event);
+  return eventsWaiting_.has_value();
+}
+
+void Tracker::sendEventsThatWaited() {
+  std::optional<std::vector<Event>> events;
+  {
+    const MutexLock lock(mutex_);
+    events.swap(eventsWaiting_);
+  }
+  if (!events) return;
+  for (const auto& event : *events) report(event);
+}
+
+void Tracker::announceLoss() noexcept {
+  std::size_t lost = 0;
+  {
+    const MutexLock lock(mutex_);
+    if (eventsWaiting_) lost = eventsWaiting_->size();
+  }
+  if (lost == 0) return;
+  log_.guard(
+      [&] {
+        log_.error(std::to_string(lost) + " events are lost: the local database could not be read until the end.",
+                   ZUL_HERE);
+      },
+      ZUL_HERE);
 }
 
 void Tracker::releaseEventsBeforeInit() {
@@ -243,11 +294,7 @@ void Tracker::setLocalInstallTime() {
 
 // A record that does not exist yet reads the install time when it is made.
 void Tracker::storeInstallTime(double milliseconds) {
-  services_.db.transaction([&] {
-    // A start that could not read it does not take the place of the first one.
-    if (services_.db.documentWithID(install::kDocument).numberForKey(install::kInstallTime)) return;
-    services_.record.set<&SessionJson::installTime>(milliseconds);
-  });
+  services_.record.set<&SessionJson::installTime>(milliseconds);
 }
 
 // ---- parallel variant

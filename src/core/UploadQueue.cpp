@@ -67,7 +67,7 @@ void UploadQueue::send(std::vector<std::string> payloads) {
     }
   } catch (...) {  // what is accepted all the same waits in its row for the next send
     const MutexLock lock(mutex_);
-    for (const auto& payload : own) underWay_.erase(payload);
+    release(own);
     throw;
   }
   if (!removed.empty()) log_.info("REMOVE Object: [" + removed + "]", ZUL_HERE);
@@ -84,7 +84,7 @@ void UploadQueue::pump() {
       const MutexLock lock(mutex_);
       if (waiting_.empty() || open_.size() >= kMostOpen) return;
       open_.push_back(request);
-      request->own = std::move(waiting_.front());
+      request->payloads = std::move(waiting_.front());
       waiting_.pop_front();
     }
     try {
@@ -114,41 +114,50 @@ void UploadQueue::giveUpLostRequests() {
 
 void UploadQueue::startRequest(const RequestPtr& request) {
   // Without a queue to join, the payload waits in its row for the next send.
-  const auto list = db_.takeUnreadableQueue() ? Payloads() : listWith(request->own);
-  if (list.empty()) {
+  const bool joins = !db_.takeUnreadableQueue();
+  if (joins) takeList(*request);
+  if (!joins || request->payloads.empty()) {
     log_.info("No finalJsonList data for send: []", ZUL_HERE);
     endRequest(request);
     return;
   }
-  const auto text = indented(list);
+  const auto text = indented(request->payloads);
   log_.info("REQ [SDK -> COLLECTOR] " + text, ZUL_HERE);
-  network_.sendDocument(text, owner_.sender(), [this, list, request](bool success, const auto& response) {
-    log_.guard([&] { complete(list, success, response); }, ZUL_HERE);
+  network_.sendDocument(text, owner_.sender(), [this, request](bool success, const auto& response) {
+    log_.guard([&] { complete(request->payloads, success, response); }, ZUL_HERE);
     log_.debug("[Data Sending Status] : Completed. ", ZUL_HERE);
     endRequest(request);
     owner_.completed();
   });
 }
 
-// The rows in their order, save those whose first request is another one.
-UploadQueue::Payloads UploadQueue::listWith(const Payloads& own) {
-  auto list = db_.queue();
-  std::unordered_set<Payload> others;
-  {
-    const MutexLock lock(mutex_);
-    others = underWay_;
+// The rows in their order, save those that are another request's; these are now this one's.
+void UploadQueue::takeList(Request& request) {
+  const auto rows = db_.queue();
+  const std::unordered_set<Payload> mine(request.payloads.begin(), request.payloads.end());
+  Payloads list;
+  list.reserve(rows.size());
+  const MutexLock lock(mutex_);
+  for (const auto& payload : rows) {
+    if (mine.contains(payload) || !underWay_.contains(payload)) list.push_back(payload);
   }
-  for (const auto& payload : own) others.erase(payload);
-  std::erase_if(list, [&](const auto& payload) { return others.contains(payload); });
-  return list;
+  std::unordered_set<Payload> taken(list.begin(), list.end());
+  underWay_.reserve(underWay_.size() + taken.size());
+  for (const auto& payload : mine) underWay_.erase(payload);  // one that has no row any more
+  underWay_.merge(taken);
+  request.payloads.swap(list);
 }
 
-// Once or, after it was given up, twice.
+void UploadQueue::release(const Payloads& payloads) {
+  for (const auto& payload : payloads) underWay_.erase(payload);
+}
+
+// A request that was given up may end a second time.
 void UploadQueue::endRequest(const RequestPtr& request) {
   {
     const MutexLock lock(mutex_);
-    for (const auto& payload : request->own) underWay_.erase(payload);
-    std::erase(open_, request);
+    if (std::erase(open_, request) == 0) return;
+    release(request->payloads);
     if (waiting_.empty()) return;
   }
   tasks_.async([this] { pump(); }, ZUL_HERE);

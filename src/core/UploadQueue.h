@@ -24,7 +24,7 @@ namespace zul {
 /// send writes nothing.
 ///
 /// Where sends overlap, an answer concerns the payloads that its own request carried and no others, and a payload
-/// whose first request is open is in no other: it can go out twice but never vanish. At most four requests are open;
+/// is in one request at a time: what a failed one carried waits for the next send. At most four requests are open;
 /// while they are, further payloads gather and leave together in the next one. A request that the HTTP client never
 /// ends is given up after eight days.
 ///
@@ -61,16 +61,17 @@ class UploadQueue {
   using Payloads = std::vector<Payload>;
 
   struct Request {
-    Payloads own;  // which it is the first to carry
+    Payloads payloads;  // its own, and then the whole list
     double since = 0;
   };
-  using RequestPtr = std::shared_ptr<const Request>;
+  using RequestPtr = std::shared_ptr<Request>;
 
   void pump();
   void giveUpLostRequests();
   void startRequest(const RequestPtr& request);
-  Payloads listWith(const Payloads& own);
+  void takeList(Request& request);
   void complete(const Payloads& list, bool success, const platform::HttpResponse& response);
+  void release(const Payloads& payloads) ZUL_REQUIRES(mutex_);
   void endRequest(const RequestPtr& request);
 
   LocalDB& db_;
@@ -81,7 +82,7 @@ class UploadQueue {
 
   Mutex mutex_;
   std::deque<Payloads> waiting_ ZUL_GUARDED_BY(mutex_);          // sends that have no request yet
-  std::unordered_set<Payload> underWay_ ZUL_GUARDED_BY(mutex_);  // their first request is to come, or open
+  std::unordered_set<Payload> underWay_ ZUL_GUARDED_BY(mutex_);  // their request is to come, or open
   std::vector<RequestPtr> open_ ZUL_GUARDED_BY(mutex_);
 };
 

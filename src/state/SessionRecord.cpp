@@ -191,7 +191,11 @@ void SessionRecord::showDocument(std::string_view document) {
 void SessionRecord::show(const Field& field) {
   db_.afterCommit([this, &field] {
     withPlace(field, [&]<typename T>(const InRecord<T>& place) {
-      const auto stored = [&] { return read<T>(db_.documentWithID(field.document), field.key); };
+      const auto stored = [&] {
+        auto value = read<T>(db_.documentWithID(field.document), field.key);
+        applyDefault(value, field.whenAbsent);
+        return value;
+      };
       std::optional<T> shown;
       for (auto value = stored(); !shown || !same(*shown, value); value = stored()) {
         editExisting([&](SessionJson& record) { place.edit(record) = value; });

@@ -1,5 +1,7 @@
 #include "LocalDB.h"
 
+#include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "Json.h"
@@ -7,16 +9,43 @@
 
 namespace zul {
 
+namespace {
+
+constexpr std::int64_t kHighestId = std::int64_t{1} << 62;  // a damaged id must not be counted on from
+
+}  // namespace
+
 LocalDB::LocalDB(std::shared_ptr<platform::DocumentStore> store, Tasks tasks, Log log)
     : store_(std::move(store)), tasks_(std::move(tasks)), log_(std::move(log)) {}
 
 // ---- reading
 
-LocalDB::Members LocalDB::cached(std::string_view id, bool& known) const {
+bool LocalDB::isReadable() {
+  if (!loaded_ && !unreadable_) {
+    transaction([this] {
+      assertInTransaction();
+      load();
+    });
+  }
+  return loaded_;
+}
+
+void LocalDB::whenReadable(std::function<void()> task) {
+  bool waits = false;
+  if (!isReadable()) {
+    transaction([&] {
+      assertInTransaction();
+      waits = !loaded_;
+      if (waits) waiting_.push_back(task);
+    });
+  }
+  if (!waits) task();
+}
+
+LocalDB::Members LocalDB::cached(std::string_view id) const {
   const MutexLock lock(reading_);
   const auto found = documents_.find(id);
-  known = found != documents_.end();
-  return known ? found->second : nullptr;
+  return found != documents_.end() ? found->second : nullptr;
 }
 
 Document LocalDB::documentWithID(std::string_view id) {
@@ -27,47 +56,66 @@ Document LocalDB::documentWithID(std::string_view id) {
     if (found != edited.end()) return Document(std::make_shared<const boost::json::object>(found->second));
   }
   if (id == keys::queue::kDocument) return Document(queueDocument());
-  bool readable = false;
-  return Document(members(id, readable));
+  return Document(isReadable() ? cached(id) : nullptr);
 }
 
-LocalDB::Members LocalDB::members(std::string_view id, bool& readable) {
-  if (auto members = cached(id, readable); readable) return members;
-
-  if (unreadable_) return nullptr;
-  auto loaded = store_->load(Store::Table::documents, id);
-  readable = loaded.status != Store::Status::failed;
-  if (!readable) {  // not remembered: a later read tries again
+// All or nothing, so that what is told of one document is never decided without another.
+bool LocalDB::load() {
+  if (loaded_) return true;
+  auto stored = store_->loadAll(Store::Table::documents);
+  bool damaged = stored.status == Store::Status::corrupt;
+  const auto last = stored.status == Store::Status::failed ? std::nullopt : readLastId(damaged);
+  if (!last) {
+    tellOnce("The local database cannot be read", "nothing is decided or sent until it can be, and events wait");
+    retryLater();
     unreadable_ = true;
-    transaction([this] {
-      assertInTransaction();
-      fallBehind("read");
-    });
-    return nullptr;
+    return false;
   }
-  if (loaded.status == Store::Status::corrupt) {
-    transaction([this] {
-      assertInTransaction();
-      rewriteEverything();
-    });
-  }
-  Members members;
-  if (!loaded.rows.empty()) {
-    auto object = json::parseObject(loaded.rows.front().text);
-    if (object) {
-      members = std::make_shared<const boost::json::object>(std::move(*object));
-    } else {
-      transaction([&] {
-        assertInTransaction();
-        pending_.rows.push_back(asideRow(id, std::move(loaded.rows.front().text)));
-      });
-      afterCommit([this, name = std::string(id)] {
-        log_.error("Document \"" + name + "\" could not be read and was set aside.", ZUL_HERE);
-      });
+  decltype(documents_) documents;
+  std::list<Writes> aside(1);
+  for (auto& row : stored.rows) {
+    if (row.key == keys::queue::kDocument) continue;  // an older library's, for `loadQueue`
+    if (auto object = json::parseObject(row.text)) {
+      documents.emplace(row.key, std::make_shared<const boost::json::object>(std::move(*object)));
+      continue;
     }
+    pending_.afterwards.emplace_back([this, name = row.key] {
+      log_.error("Document \"" + name + "\" could not be read and was set aside.", ZUL_HERE);
+    });
+    aside.front().push_back({Store::Table::documents, row.key, std::nullopt});
+    aside.front().push_back(asideRow(row.key, std::move(row.text)));
   }
-  const MutexLock lock(reading_);
-  return documents_.try_emplace(std::string(id), std::move(members)).first->second;  // a writer may have been first
+  {
+    const MutexLock lock(reading_);
+    documents_ = std::move(documents);
+  }
+  lastId_ = lastLeftId_ = *last;
+  loaded_ = true;
+  toldFailure_ = false;
+  if (damaged) rewriteEverything();
+  if (!aside.front().empty()) settle(toStore(aside.front()), aside);
+  return true;
+}
+
+// The ids of this process's rows follow those that are stored. None when they cannot be read.
+std::optional<std::int64_t> LocalDB::readLastId(bool& damaged) {
+  while (true) {
+    auto loaded = store_->loadLast(Store::Table::queue);
+    if (loaded.status == Store::Status::failed) return std::nullopt;
+    if (loaded.status == Store::Status::corrupt) damaged = true;
+    if (loaded.rows.empty()) return 0;
+    auto& row = loaded.rows.front();
+    const auto last = rowId(row.key);
+    if (last <= kHighestId) return std::max<std::int64_t>(last, 0);
+    const Writes writes = {{Store::Table::queue, row.key, std::nullopt}, asideRow("queue." + row.key, row.text)};
+    const auto status = toStore(writes);
+    if (status == Store::Status::failed) return std::nullopt;
+    if (status == Store::Status::corrupt) damaged = true;
+  }
+}
+
+void LocalDB::requireReadable() {
+  if (!isReadable()) throw std::runtime_error("the local database cannot be read yet");
 }
 
 // ---- writing
@@ -107,13 +155,12 @@ void LocalDB::replace(std::string_view id, const Edit& fill) {
 
 boost::json::object* LocalDB::pendingDocument(std::string_view id, bool create) {
   assertInTransaction();
+  requireReadable();
   auto& edited = pending_.documents;
   const auto found = edited.find(id);
   if (found != edited.end()) return &found->second;
-  bool readable = true;
-  const auto stored = id == keys::queue::kDocument ? queueDocument() : members(id, readable);
+  const auto stored = id == keys::queue::kDocument ? queueDocument() : cached(id);
   if (!stored && !create) return nullptr;
-  if (!readable) detached_.emplace(id);
   return &edited.emplace(id, stored ? *stored : boost::json::object()).first->second;
 }
 

@@ -2,13 +2,11 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <functional>
-#include <limits>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -28,10 +26,13 @@ namespace zul {
 /// until the collector has it. The document "Json" is no row of its own: it is computed from the payloads' rows, and
 /// what is written to it becomes such rows.
 ///
-/// Any thread may call it. Reads come from immutable snapshots in memory, touch the disk once a document,
-/// and never wait for a write. Writes are atomic read-modify-writes, one after the other; `transaction`
-/// makes several of them one commit. Inside a transaction the thread sees its own writes, and nothing may
-/// wait, log or call another owner: `afterCommit` is for that.
+/// The documents are read once, all together; from then on memory has them. Until that has succeeded nothing is known
+/// about this installation, and so nothing can be decided or written: reads find no document, and writes throw.
+/// `whenReadable` is for whoever may come that early.
+///
+/// Any thread may call it. Reads come from immutable snapshots in memory and never wait for a write. Writes are atomic
+/// read-modify-writes, one after the other; `transaction` makes several of them one commit. Inside a transaction the
+/// thread sees its own writes, and nothing may wait, log or call another owner: `afterCommit` is for that.
 ///
 /// When the store fails, the state lives on in memory; the log says so once, and everything that could not be
 /// written is tried again in the background every second.
@@ -42,6 +43,12 @@ class LocalDB {
   using Payload = std::shared_ptr<const std::string>;
 
   LocalDB(std::shared_ptr<platform::DocumentStore> store, Tasks tasks, Log log);
+
+  /// True once the stored documents are known. Reads them unless an earlier attempt failed: then the background alone
+  /// tries again, every second.
+  bool isReadable();
+  /// Runs `task` as soon as they are: at once, or later in the background, in the order of the calls.
+  void whenReadable(std::function<void()> task);
 
   Document documentWithID(std::string_view id);
 
@@ -79,43 +86,51 @@ class LocalDB {
   using Members = std::shared_ptr<const boost::json::object>;
   using Writes = std::vector<Store::Write>;
 
-  // In the place of an id, where the store could not tell its last one yet.
-  static constexpr std::int64_t kUnplaced = std::numeric_limits<std::int64_t>::min();
-
   struct Hash {
     using is_transparent = void;
     std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
   };
 
   struct Row {
-    std::int64_t id = kUnplaced;  // its order
+    std::int64_t id;  // its order
     Payload payload;
-    bool stored = false;
+    bool stored;
   };
+  using Rows = std::list<Row>;  // a list, since rows must come and go without taking memory
 
   // The writes of the transaction that is open.
   struct Pending {
     std::map<std::string, boost::json::object, std::less<>> documents;
     std::vector<Payload> accepted;
     std::vector<Payload> delivered;
-    Writes rows;  // as they stand
+    Rows leftOver;  // to stand before all others
+    Writes rows;    // as they stand
     std::vector<std::function<void()>> afterwards;
+  };
+
+  // The same, made ready: to take it over needs no more memory.
+  struct Change {
+    std::list<Writes> writes{1};  // one
+    std::vector<std::pair<std::string, Members>> documents;
+    std::vector<Rows::iterator> removed;
+    Rows leftOver;
+    Rows added;
   };
 
   // LocalDB.cpp: reading and transactions
   bool inTransaction() const { return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
   void assertInTransaction() const ZUL_ASSERT_CAPABILITY(writing_) {}  // for clang, which does not look into `work`
-  Members cached(std::string_view id, bool& known) const;
-  Members members(std::string_view id, bool& readable);
+  Members cached(std::string_view id) const;
+  bool load() ZUL_REQUIRES(writing_);
+  std::optional<std::int64_t> readLastId(bool& damaged) ZUL_REQUIRES(writing_);
+  void requireReadable();
   void prepareEdit(std::string_view id);
   boost::json::object* pendingDocument(std::string_view id, bool create);
   static Store::Write asideRow(std::string_view name, std::string text);
 
   // LocalDBQueue.cpp: the rows
   static std::int64_t rowId(const std::string& key);
-  void changeRows(Writes& writes) ZUL_REQUIRES(writing_);
-  bool knowLastId() ZUL_REQUIRES(writing_);
-  void placeRows() ZUL_REQUIRES(writing_);
+  void changeRows(Change& change) ZUL_REQUIRES(writing_);
   Members queueDocument();
   void replaceQueue(const boost::json::object& document) ZUL_REQUIRES(writing_);
   void noteUnreadableQueue(std::string text) ZUL_REQUIRES(writing_);
@@ -130,15 +145,18 @@ class LocalDB {
 
   // LocalDBStore.cpp: what goes to the store
   void commit() ZUL_REQUIRES(writing_);
-  void write(Writes writes) ZUL_REQUIRES(writing_);
+  Change readyChange() ZUL_REQUIRES(writing_);
+  void takeOver(Change& change) noexcept ZUL_REQUIRES(writing_);
+  Store::Status toStore(const Writes& writes) noexcept;
+  void settle(Store::Status status, std::list<Writes>& writes) noexcept ZUL_REQUIRES(writing_);
+  void keepUnsaved(std::list<Writes>& writes) noexcept ZUL_REQUIRES(writing_);
   void maintainIfDue();
-  void keepUnsaved(Writes& writes) ZUL_REQUIRES(writing_);
-  void fallBehind(const char* cannotBe) ZUL_REQUIRES(writing_);
+  void tellOnce(const char* problem, const char* consequence) ZUL_REQUIRES(writing_);
   void retryLater() ZUL_REQUIRES(writing_);
   void retry();
+  void catchUp() ZUL_REQUIRES(writing_);
   Writes everythingUnsaved() ZUL_REQUIRES(writing_);
   void noteSaved() ZUL_REQUIRES(writing_);
-  void joinDetached(Writes& writes) ZUL_REQUIRES(writing_);
   void rewriteEverything() ZUL_REQUIRES(writing_);
 
   const std::shared_ptr<Store> store_;
@@ -148,29 +166,25 @@ class LocalDB {
   Mutex writing_;                         // held over a commit
   std::atomic<std::thread::id> owner_{};  // the thread whose transaction is open
   Pending pending_ ZUL_GUARDED_BY(writing_);
-  // In memory only: their stored form could not be read.
-  std::set<std::string, std::less<>> detached_ ZUL_GUARDED_BY(writing_);
-  std::optional<std::int64_t> lastId_ ZUL_GUARDED_BY(writing_);      // of a row; none: the store could not tell yet
-  std::optional<std::int64_t> lastLeftId_ ZUL_GUARDED_BY(writing_);  // the last row's that an earlier process left
-  bool behind_ ZUL_GUARDED_BY(writing_) = false;                     // the store lacks something that memory has
+  std::vector<std::function<void()>> waiting_ ZUL_GUARDED_BY(writing_);  // for the documents to be known
+  std::int64_t lastId_ ZUL_GUARDED_BY(writing_) = 0;                     // of a row
+  std::atomic<std::int64_t> lastLeftId_{0};                              // the last row's that an earlier process left
+  bool behind_ ZUL_GUARDED_BY(writing_) = false;                         // the store lacks something that memory has
   bool retryDue_ ZUL_GUARDED_BY(writing_) = false;
-  std::vector<std::int64_t> unsavedRemovals_ ZUL_GUARDED_BY(writing_);
-  Writes unsavedAside_ ZUL_GUARDED_BY(writing_);
-  bool dropQueueDocument_ ZUL_GUARDED_BY(writing_) = false;  // the stored "Json" has become rows
-  bool failureReported_ ZUL_GUARDED_BY(writing_) = false;
+  std::list<Writes> unsaved_ ZUL_GUARDED_BY(writing_);  // no state of ours: texts set aside, rows to be removed
+  bool toldFailure_ ZUL_GUARDED_BY(writing_) = false;
 
   mutable Mutex reading_;  // held for a look-up; taken after writing_
-  // Null: known not to exist.
   std::unordered_map<std::string, Members, Hash, std::equal_to<>> documents_ ZUL_GUARDED_BY(reading_);
 
-  mutable Mutex listing_;                          // held for a pass over the rows; taken after writing_
-  std::deque<Row> rows_ ZUL_GUARDED_BY(listing_);  // in order; changed in transactions alone
+  mutable Mutex listing_;               // held for a pass over the rows; taken after writing_
+  Rows rows_ ZUL_GUARDED_BY(listing_);  // in order; changed in transactions alone
 
   Mutex loading_;  // one at a time reads what was left; taken before writing_
   bool queueLoaded_ ZUL_GUARDED_BY(loading_) = false;
   std::atomic<bool> unreadableQueue_{false};
-  // A read failed: until the background has reached the store again, nobody else waits for it.
-  std::atomic<bool> unreadable_{false};
+  std::atomic<bool> loaded_{false};      // the documents are known, and the last row
+  std::atomic<bool> unreadable_{false};  // an attempt to read them failed: the next one is the background's
   std::atomic<bool> maintaining_{false};
 };
 

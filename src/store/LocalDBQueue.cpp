@@ -16,8 +16,7 @@ namespace zul {
 
 namespace {
 
-constexpr std::size_t kPage = 64;                           // rows read at a time: a commit waits for no more
-constexpr std::int64_t kHighestId = std::int64_t{1} << 62;  // a damaged id must not be counted on from
+constexpr std::size_t kPage = 64;  // rows read at a time: a commit waits for no more
 
 }  // namespace
 
@@ -28,6 +27,7 @@ std::int64_t LocalDB::rowId(const std::string& key) {
 void LocalDB::enqueue(std::span<const Payload> payloads) {
   transaction([&] {
     assertInTransaction();
+    requireReadable();
     auto& accepted = pending_.accepted;
     accepted.insert(accepted.end(), payloads.begin(), payloads.end());
   });
@@ -51,59 +51,20 @@ std::vector<LocalDB::Payload> LocalDB::queue() const {
 
 // ---- changes
 
-// An unplaced row, whose id the store could not tell yet, waits in memory like one that could not be written.
-void LocalDB::changeRows(Writes& writes) {
-  auto& accepted = pending_.accepted;
-  const bool placed = accepted.empty() || knowLastId();
-  std::vector<Row> added;
-  for (auto& payload : accepted) {
-    Row row{placed ? *lastId_ + static_cast<std::int64_t>(added.size()) + 1 : kUnplaced, std::move(payload), placed};
-    if (placed) writes.push_back({Store::Table::queue, std::to_string(row.id), *row.payload});
-    added.push_back(std::move(row));
+void LocalDB::changeRows(Change& change) {
+  auto& writes = change.writes.front();
+  auto id = lastId_;
+  for (auto& payload : pending_.accepted) {
+    writes.push_back({Store::Table::queue, std::to_string(++id), *payload});
+    change.added.push_back({id, std::move(payload), true});
   }
+  if (pending_.delivered.empty()) return;
   const std::unordered_set<Payload> delivered(pending_.delivered.begin(), pending_.delivered.end());
-  {
-    const MutexLock lock(listing_);
-    if (!delivered.empty()) {
-      for (const auto& row : rows_) {
-        if (row.stored && delivered.contains(row.payload)) {
-          writes.push_back({Store::Table::queue, std::to_string(row.id), std::nullopt});
-        }
-      }
-      std::erase_if(rows_, [&](const auto& row) { return delivered.contains(row.payload); });
-    }
-    std::move(added.begin(), added.end(), std::back_inserter(rows_));
-  }
-  if (placed && !accepted.empty()) *lastId_ += static_cast<std::int64_t>(accepted.size());
-  if (!placed) fallBehind("read");
-}
-
-// The ids of this process's rows follow those that are stored.
-bool LocalDB::knowLastId() {
-  while (!lastId_) {
-    auto loaded = store_->loadLast(Store::Table::queue);
-    if (loaded.status == Store::Status::failed) return false;
-    if (loaded.status == Store::Status::corrupt) {
-      rewriteEverything();
-      break;
-    }
-    const auto last = loaded.rows.empty() ? 0 : rowId(loaded.rows.front().key);
-    if (last > kHighestId) {
-      auto& row = loaded.rows.front();
-      const Writes writes = {{Store::Table::queue, row.key, std::nullopt}, asideRow("queue." + row.key, row.text)};
-      if (store_->commit(writes) != Store::Status::ok) return false;
-      continue;
-    }
-    lastId_ = lastLeftId_ = std::max<std::int64_t>(last, 0);
-    placeRows();
-  }
-  return true;
-}
-
-void LocalDB::placeRows() {
   const MutexLock lock(listing_);
-  for (auto& row : rows_) {
-    if (row.id == kUnplaced) row.id = ++*lastId_;
+  for (auto row = rows_.begin(); row != rows_.end(); ++row) {
+    if (!delivered.contains(row->payload)) continue;
+    change.removed.push_back(row);
+    if (row->stored) writes.push_back({Store::Table::queue, std::to_string(row->id), std::nullopt});
   }
 }
 
@@ -146,13 +107,9 @@ void LocalDB::noteRemoved(std::string removed) {
 bool LocalDB::loadQueue() {
   const MutexLock lock(loading_);
   if (queueLoaded_) return true;
-  std::optional<std::int64_t> last;
-  transaction([&] {
-    assertInTransaction();
-    if (knowLastId()) last = lastLeftId_;
-  });
+  if (!isReadable()) return false;
   LeftOver leftOver;
-  if (!last || !readRows(*last, leftOver)) return false;
+  if (!readRows(lastLeftId_, leftOver)) return false;
   join(std::move(leftOver));
   queueLoaded_ = true;
   return true;
@@ -183,47 +140,49 @@ bool LocalDB::readRows(std::int64_t last, LeftOver& leftOver) {
 
 // An older library kept the queue in the document, and rows beside it for what came later.
 void LocalDB::join(LeftOver leftOver) {
-  std::vector<Row> rows;
-  std::vector<Payload> unreadable;
+  Rows rows;
+  Writes writes;
+  std::vector<std::function<void()>> news;
+  const bool stored = !leftOver.damaged;
   for (auto& row : leftOver.rows) {
-    auto payload = std::make_shared<const std::string>(std::move(row.text));
-    const auto value = json::parse(*payload, json::kMaxPayloadDepth);
-    if (!value || !value->is_object() || value->get_object().empty()) unreadable.push_back(payload);
-    rows.push_back({rowId(row.key), std::move(payload), !leftOver.damaged});
+    const auto value = json::parse(row.text, json::kMaxPayloadDepth);
+    if (value && value->is_object() && !value->get_object().empty()) {
+      rows.push_back({rowId(row.key), std::make_shared<const std::string>(std::move(row.text)), stored});
+      continue;
+    }
+    writes.push_back({Store::Table::queue, row.key, std::nullopt});
+    writes.push_back(asideRow("queue", std::move(row.text)));
+    news.emplace_back([this] { log_.error("A queued payload could not be read and was set aside.", ZUL_HERE); });
   }
   const auto& document = leftOver.document;
   const auto members = document ? json::parseObject(*document) : std::nullopt;
   auto text = members ? json::string(*members, keys::queue::kQueueJsonList).value_or("") : document.value_or("");
   auto parsed = parseQueue(text);
+  if (document) writes.push_back({Store::Table::documents, std::string(keys::queue::kDocument), std::nullopt});
+  if (parsed) {
+    auto id = rows.empty() ? lastLeftId_ + 1 : rows.front().id;
+    for (auto payload = parsed->payloads.rbegin(); payload != parsed->payloads.rend(); ++payload) {
+      writes.push_back({Store::Table::queue, std::to_string(--id), **payload});
+      rows.push_front({id, std::move(*payload), true});
+    }
+  }
   transaction([&] {
     assertInTransaction();
-    auto& change = pending_;
-    if (document) change.rows.push_back({Store::Table::documents, std::string(keys::queue::kDocument), std::nullopt});
+    pending_.leftOver = std::move(rows);
+    pending_.rows = std::move(writes);
+    pending_.afterwards = std::move(news);
     if (parsed) {
       noteRemoved(std::move(parsed->removed));
-      const auto first = rows.empty() ? *lastLeftId_ + 1 : rows.front().id;
-      auto id = first - static_cast<std::int64_t>(parsed->payloads.size());
-      std::vector<Row> older;
-      for (auto& payload : parsed->payloads) {
-        change.rows.push_back({Store::Table::queue, std::to_string(id), *payload});
-        older.push_back({id++, std::move(payload), true});
-      }
-      rows.insert(rows.begin(), std::make_move_iterator(older.begin()), std::make_move_iterator(older.end()));
     } else {
       noteUnreadableQueue(std::move(text));
     }
-    for (const auto& payload : unreadable) {
-      change.rows.push_back(asideRow("queue", *payload));
-      change.delivered.push_back(payload);
-      change.afterwards.emplace_back(
-          [this] { log_.error("A queued payload could not be read and was set aside.", ZUL_HERE); });
-    }
-    {
-      const MutexLock lock(listing_);
-      rows_.insert(rows_.begin(), std::make_move_iterator(rows.begin()), std::make_move_iterator(rows.end()));
-    }
-    if (leftOver.damaged) rewriteEverything();
   });
+  if (leftOver.damaged) {
+    transaction([this] {
+      assertInTransaction();
+      rewriteEverything();
+    });
+  }
 }
 
 }  // namespace zul

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <unordered_set>
 #include <utility>
 
 #include "Json.h"
@@ -12,59 +13,99 @@ namespace zul {
 
 namespace {
 
-using Writes = std::vector<platform::DocumentStore::Write>;
-
-void dropDocuments(Writes& writes, const std::set<std::string, std::less<>>& ids) {
-  std::erase_if(writes, [&](const auto& row) {
-    return row.table == platform::DocumentStore::Table::documents && ids.contains(row.key);
-  });
-}
+constexpr const char* kCannotBeWritten = "The local database cannot be written";
+constexpr const char* kStateInMemory = "the state is kept in memory";
 
 }  // namespace
 
+// All that needs memory comes first, so that a transaction takes place whole or not at all; from the store on nothing
+// can stop it half way.
 void LocalDB::commit() {
   if (const auto queue = pending_.documents.find(keys::queue::kDocument); queue != pending_.documents.end()) {
     const auto written = std::move(queue->second);
     pending_.documents.erase(queue);
     replaceQueue(written);
   }
-  Writes writes = std::move(pending_.rows);
-  std::vector<std::pair<std::string, Members>> changed;
+  auto change = readyChange();
+  auto status = Store::Status::ok;
+  if (const auto& writes = change.writes.front(); !writes.empty()) {
+    status = behind_ ? Store::Status::failed : toStore(writes);
+  }
+  // In this process the new state holds whether or not the disk took it.
+  takeOver(change);
+  settle(status, change.writes);
+}
+
+LocalDB::Change LocalDB::readyChange() {
+  Change change;
+  auto& writes = change.writes.front();
+  writes = std::move(pending_.rows);
   for (auto& [id, object] : pending_.documents) {
-    bool known = false;
-    const auto before = cached(id, known);
+    const auto before = cached(id);
     if (before && json::equal(*before, object)) continue;  // nothing new to keep
     writes.push_back({Store::Table::documents, id, json::text(object)});
-    changed.emplace_back(id, std::make_shared<const boost::json::object>(std::move(object)));
+    change.documents.emplace_back(id, std::make_shared<const boost::json::object>(std::move(object)));
+    const MutexLock lock(reading_);
+    documents_.try_emplace(id);  // its place
   }
-  // Readers see the new state whether or not the disk takes it: in this process it is what holds.
-  changeRows(writes);
+  change.leftOver = std::move(pending_.leftOver);
+  changeRows(change);
+  return change;
+}
+
+void LocalDB::takeOver(Change& change) noexcept {
   {
     const MutexLock lock(reading_);
-    for (auto& [id, members] : changed) documents_[id] = std::move(members);
+    for (auto& [id, members] : change.documents) documents_.find(id)->second.swap(members);
   }
-  if (behind_) {
-    keepUnsaved(writes);
-    if (!retryDue_) retryLater();
-  } else if (!writes.empty()) {
-    write(std::move(writes));
+  const MutexLock lock(listing_);
+  for (const auto& row : change.removed) rows_.erase(row);
+  rows_.splice(rows_.begin(), change.leftOver);
+  if (!change.added.empty()) lastId_ = change.added.back().id;
+  rows_.splice(rows_.end(), change.added);
+}
+
+platform::DocumentStore::Status LocalDB::toStore(const Writes& writes) noexcept {
+  try {
+    return store_->commit(writes);
+  } catch (...) {  // no memory, no commit: as with any other failure
+    return Store::Status::failed;
   }
 }
 
-void LocalDB::write(Writes writes) {
-  if (!detached_.empty()) joinDetached(writes);
-  auto status = Store::Status::failed;
-  try {
-    status = store_->commit(writes);
-  } catch (const std::bad_alloc&) {  // no memory, no commit: as with any other failure
-  }
-  if (status == Store::Status::corrupt) {
-    rewriteEverything();
-  } else if (status == Store::Status::failed) {
+// Keeps what the store did not take.
+void LocalDB::settle(Store::Status status, std::list<Writes>& writes) noexcept {
+  if (status != Store::Status::ok) {
+    behind_ = true;
     keepUnsaved(writes);
-    fallBehind("written");
   }
-  maintainIfDue();
+  log_.guard(
+      [&] {
+        assertInTransaction();
+        if (status == Store::Status::corrupt) rewriteEverything();
+        if (status == Store::Status::failed) {
+          tellOnce(kCannotBeWritten, kStateInMemory);
+          retryLater();
+        }
+        maintainIfDue();
+      },
+      ZUL_HERE);
+}
+
+// The documents are in memory anyway. Rows are marked, and what is no state of ours is kept.
+void LocalDB::keepUnsaved(std::list<Writes>& writes) noexcept {
+  auto& rows = writes.front();
+  {
+    const MutexLock lock(listing_);
+    for (const auto& row : rows) {
+      if (row.table != Store::Table::queue || !row.text) continue;
+      const auto id = rowId(row.key);
+      const auto found = std::find_if(rows_.rbegin(), rows_.rend(), [id](auto& r) { return r.id == id; });
+      if (found != rows_.rend()) found->stored = false;
+    }
+  }
+  std::erase_if(rows, [](auto& row) { return row.text && row.table != Store::Table::setAside; });
+  if (!rows.empty()) unsaved_.splice(unsaved_.end(), writes);
 }
 
 void LocalDB::maintainIfDue() {
@@ -89,77 +130,62 @@ void LocalDB::maintainIfDue() {
 
 // ---- a store that fails
 
-// The documents are in memory anyway. Rows are marked, and what is no state of ours is kept.
-void LocalDB::keepUnsaved(Writes& writes) {
-  const MutexLock lock(listing_);
-  for (auto& row : writes) {
-    if (row.table == Store::Table::setAside) {
-      unsavedAside_.push_back(std::move(row));
-    } else if (row.table == Store::Table::queue) {
-      const auto id = rowId(row.key);
-      if (!row.text) {
-        unsavedRemovals_.push_back(id);
-      } else if (const auto found = std::find_if(rows_.rbegin(), rows_.rend(), [id](auto& r) { return r.id == id; });
-                 found != rows_.rend()) {
-        found->stored = false;
-      }
-    } else if (!row.text) {
-      dropQueueDocument_ = true;
-    }
-  }
-}
-
-void LocalDB::fallBehind(const char* cannotBe) {
-  behind_ = true;
-  if (!failureReported_) {
-    failureReported_ = true;
-    pending_.afterwards.emplace_back([this, cannotBe, reason = store_->lastError()] {
-      log_.error(std::string("The local database cannot be ") + cannotBe + " (" + reason +
-                     "); the state is kept in memory, and another attempt made every second.",
-                 ZUL_HERE);
-    });
-  }
-  if (!retryDue_) retryLater();
+void LocalDB::tellOnce(const char* problem, const char* consequence) {
+  if (toldFailure_) return;
+  pending_.afterwards.emplace_back([this, problem, consequence, reason = store_->lastError()] {
+    log_.error(std::string(problem) + " (" + reason + "): " + consequence + ". Another attempt is made every second.",
+               ZUL_HERE);
+  });
+  toldFailure_ = true;
 }
 
 void LocalDB::retryLater() {
   constexpr double kRetryAfter = 1;  // seconds
+  if (retryDue_) return;
   tasks_.after(
       kRetryAfter, Tasks::Queue::global, [this] { retry(); }, ZUL_HERE);
   retryDue_ = true;
 }
 
 void LocalDB::retry() {
-  transaction([this] {
-    assertInTransaction();
-    retryDue_ = false;
-    if (!behind_) return;
-    if (!knowLastId()) {
+  try {
+    transaction([this] {
+      assertInTransaction();
+      retryDue_ = false;
+      if (load()) catchUp();
+    });
+  } catch (...) {  // short memory must not end the attempts: where none can be arranged for, the next caller makes it
+    unreadable_ = false;
+    const MutexLock lock(writing_);
+    retryLater();
+    throw;
+  }
+  std::vector<std::function<void()>> ready;
+  {
+    const MutexLock lock(writing_);
+    if (loaded_) ready.swap(waiting_);
+  }
+  for (const auto& task : ready) log_.guard(task, ZUL_HERE);
+}
+
+void LocalDB::catchUp() {
+  if (!behind_) return;
+  switch (toStore(everythingUnsaved())) {
+    case Store::Status::ok:
+      noteSaved();
+      break;
+    case Store::Status::corrupt:
+      rewriteEverything();
+      break;
+    case Store::Status::failed:
       retryLater();
-      return;
-    }
-    auto writes = everythingUnsaved();
-    if (!detached_.empty()) joinDetached(writes);
-    switch (store_->commit(writes)) {
-      case Store::Status::ok:
-        noteSaved();
-        break;
-      case Store::Status::corrupt:
-        rewriteEverything();
-        break;
-      case Store::Status::failed:
-        retryLater();
-        break;
-    }
-  });
+      break;
+  }
 }
 
 LocalDB::Writes LocalDB::everythingUnsaved() {
-  Writes writes = unsavedAside_;
-  if (dropQueueDocument_) {
-    writes.push_back({Store::Table::documents, std::string(keys::queue::kDocument), std::nullopt});
-  }
-  for (const auto id : unsavedRemovals_) writes.push_back({Store::Table::queue, std::to_string(id), std::nullopt});
+  Writes writes;
+  for (const auto& kept : unsaved_) writes.insert(writes.end(), kept.begin(), kept.end());
   {
     const MutexLock lock(reading_);
     for (const auto& [id, members] : documents_) {
@@ -174,68 +200,28 @@ LocalDB::Writes LocalDB::everythingUnsaved() {
 }
 
 void LocalDB::noteSaved() {
-  unsavedAside_.clear();
-  unsavedRemovals_.clear();
-  dropQueueDocument_ = false;
+  unsaved_.clear();
   behind_ = false;
-  unreadable_ = false;
-  failureReported_ = false;
+  toldFailure_ = false;
   const MutexLock lock(listing_);
   for (auto& row : rows_) row.stored = true;
 }
 
-// A document whose stored form could not be read was begun afresh in memory. Writing that over the stored
-// one would erase it, so the two are joined as soon as the stored one can be read, and until then nothing
-// is written.
-void LocalDB::joinDetached(Writes& writes) {
-  dropDocuments(writes, detached_);
-  for (auto id = detached_.begin(); id != detached_.end();) {
-    auto loaded = store_->load(Store::Table::documents, *id);
-    if (loaded.status == Store::Status::failed) {
-      ++id;
-      continue;
-    }
-    if (loaded.status == Store::Status::corrupt) {
-      rewriteEverything();
-      return;
-    }
-    bool known = false;
-    auto joined = loaded.rows.empty() ? std::nullopt : json::parseObject(loaded.rows.front().text);
-    if (!joined) {
-      joined.emplace();
-      if (!loaded.rows.empty()) writes.push_back(asideRow(*id, std::move(loaded.rows.front().text)));
-    }
-    if (const auto mine = cached(*id, known)) {
-      // Who this installation is, and since when, was decided before.
-      const bool storedWins = *id == keys::identify::kDocument || *id == keys::install::kDocument;
-      for (const auto& member : *mine) {
-        if (!storedWins || !joined->contains(member.key())) (*joined)[member.key()] = member.value();
-      }
-      writes.push_back({Store::Table::documents, *id, json::text(*joined)});
-      const MutexLock lock(reading_);
-      documents_[*id] = std::make_shared<const boost::json::object>(std::move(*joined));
-    }
-    id = detached_.erase(id);
-  }
-}
-
 // The damaged file has been set aside and a new one is in its place: what is known goes into it.
 void LocalDB::rewriteEverything() {
-  pending_.afterwards.emplace_back(
-      [this] { log_.error("The local database was damaged and has been set aside.", ZUL_HERE); });
-  detached_.clear();
-  unsavedRemovals_.clear();
-  dropQueueDocument_ = false;
-  if (!lastId_) lastId_ = lastLeftId_ = 0;
-  placeRows();
+  behind_ = true;
+  for (auto& kept : unsaved_) std::erase_if(kept, [](auto& row) { return !row.text; });
   {
     const MutexLock lock(listing_);
     for (auto& row : rows_) row.stored = false;
   }
-  if (store_->commit(everythingUnsaved()) == Store::Status::ok) {
+  pending_.afterwards.emplace_back(
+      [this] { log_.error("The local database was damaged and has been set aside.", ZUL_HERE); });
+  if (toStore(everythingUnsaved()) == Store::Status::ok) {
     noteSaved();
   } else {
-    fallBehind("written");
+    tellOnce(kCannotBeWritten, kStateInMemory);
+    retryLater();
   }
 }
 

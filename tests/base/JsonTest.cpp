@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
 #include <cmath>
 #include <limits>
+#include <random>
 
 #include "Json.h"
 
@@ -22,6 +24,18 @@ TEST(Json, NumbersComeBackAsTheKindTheyWere) {
   const auto text = json::text(numbers);
   EXPECT_EQ(json::parseObject(text), numbers) << text;
   EXPECT_NE(text.find("\"whole\":2.0"), std::string::npos) << text;
+}
+
+TEST(Json, EveryDoubleComesBackToTheLastBit) {
+  std::mt19937_64 bits(1);
+  for (int n = 0; n < 20'000; ++n) {
+    const auto value = std::bit_cast<double>(bits());
+    if (!std::isfinite(value)) continue;
+    EXPECT_EQ(json::parse(json::text(boost::json::value(value)))->get_double(), value);
+  }
+  EXPECT_EQ(json::parse("1e400")->get_double(), std::numeric_limits<double>::infinity());
+  EXPECT_EQ(json::parse(" [-1.7976931348623157E+308, 0.1000000000000000055511151231257827 ] ")->as_array(),
+            (boost::json::array{std::numeric_limits<double>::lowest(), 0.1}));
 }
 
 TEST(Json, WhatJsonCannotSayBecomesNull) {

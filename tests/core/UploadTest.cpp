@@ -128,6 +128,16 @@ TEST_F(UploadTest, WhereSendsOverlapNothingVanishes) {
   }
 }
 
+TEST_F(UploadTest, WhatWaitsIsInOneOpenRequestAtATime) {
+  answers({kRefused, after(5, kRefused), kAccepted});
+  event("a");
+  phone.event("b");
+  phone.event("c");
+  phone.sim.dispatcher->advance(6);
+  event("d");
+  EXPECT_EQ(sent(), (std::vector<std::string>{"a", "ab", "c", "abd"}));
+}
+
 TEST_F(UploadTest, WhileFourRequestsAreOpenPayloadsGather) {
   answers({after(5, kAccepted)});
   for (const auto* name : {"a", "b", "c", "d", "e", "f", "g"}) event(name);

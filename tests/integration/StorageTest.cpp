@@ -1,18 +1,24 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
+#include "Child.h"
 #include "Events.h"
 #include "Json.h"
 #include "Patience.h"
 #include "RealPhone.h"
 #include "RunningCollector.h"
+#include "SqliteStore.h"
+#include "Tracker.h"
 
 namespace zul::test {
 namespace {
+
+using Status = platform::DocumentStore::Status;
 
 constexpr const char* kCannotBeUsed = "The local database cannot be ";
 
@@ -107,30 +113,49 @@ TEST_F(StorageTest, AFullDiskIsWaitedFor) {
 }
 
 // The disk is full when a process starts: SQLite then cannot even read.
-TEST_F(StorageTest, AFullDiskAtTheStartCostsNothingOfWhatIsStored) {
+TEST_F(StorageTest, AStartThatCannotReadWaits) {
   usedPhone();
   const auto uuid = phone.document("Identify").at("uuid");
   const auto installTime = phone.document("Install").at("installTime");
   {
     const FullDisk full(0);
-    phone.startUp();
+    phone.boot();
+    phone.initialize();
     phone.event("b");
-    EXPECT_TRUE(collector.waitFor(collector::Endpoint::upload, 1, std::chrono::seconds(10)));
+    EXPECT_FALSE(collector.waitFor(collector::Endpoint::upload, 1, std::chrono::milliseconds(1500)));
   }
-  phone.event("c");
-  // The event before joined that upload, or waits for the next one, if the store could not be read again just then.
-  EXPECT_TRUE(eventually([&] { return phone.queued() == "" || phone.queued() == "a"; }));
+  const auto arrived = upload(collector, "ab");
+  ASSERT_TRUE(arrived) << phone.log->text();
+  EXPECT_EQ(arrived->body.at(1).at("SESSION").at("uuid"), uuid);
   EXPECT_EQ(phone.document("Identify").at("uuid"), uuid);
   EXPECT_EQ(phone.document("Install").at("installTime"), installTime);
-  phone.startUp();
-  phone.event("d");
-  EXPECT_TRUE(collector.waitFor(
-      [](const auto& request) {
-        return request.endpoint == collector::Endpoint::upload && request.good() &&
-               eventNames(request.body.as_array()).find('a') != std::string::npos;
-      },
-      std::chrono::seconds(5)))
-      << "an event of the process before is lost";
+  EXPECT_EQ(json::integer(phone.document("Behavior"), "lifeCriteriaVisit"), 1);
+  EXPECT_EQ(phone.log->count(kCannotBeUsed), 1U);
+}
+
+TEST_F(StorageTest, ASecondProcessInTheFolderWaitsForTheFirst) {
+  usedPhone();
+  Child first([this] {
+    platform::SqliteStore store(phone.store);
+    char byte = 0;
+    const bool has = store.loadAll(platform::DocumentStore::Table::documents).status == Status::ok;
+    return has && write(STDOUT_FILENO, "x", 1) == 1 && read(STDIN_FILENO, &byte, 1) == 0 ? 0 : 1;
+  });
+  ASSERT_TRUE(first.readUpTo("x", std::chrono::seconds(30)));
+  phone.boot();
+  phone.initialize();
+  phone.event("b");
+  EXPECT_TRUE(phone.tracker().getSessionData().empty());
+  phone.exit();
+  EXPECT_EQ(phone.log->count("is in use by process"), 1U);
+  EXPECT_EQ(phone.log->count("1 events are lost"), 1U);
+
+  phone.boot();
+  phone.initialize();
+  phone.event("c");
+  first.closeInput();
+  EXPECT_EQ(first.exitStatus(), 0);
+  EXPECT_TRUE(upload(collector, "ac")) << phone.log->text();
 }
 
 }  // namespace

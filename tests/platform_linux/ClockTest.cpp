@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "LinuxClock.h"
+#include "Patience.h"
 
 namespace zul::platform {
 namespace {
@@ -34,8 +35,21 @@ TEST(LinuxClock, FollowsDaylightSaving) {
   EXPECT_EQ(midnight, kSpringForward - 2 * 3600);
   EXPECT_EQ(clock.seconds({2024, 3, 11, 0, 0, 0}) - midnight, 23 * 3600);
 
-  setZone("KST-9");
-  EXPECT_EQ(clock.secondsFromGmt(), 9 * 3600);
+  setenv("TZ", "KST-9", 1);
+  EXPECT_TRUE(test::eventually([&] { return clock.secondsFromGmt() == 9 * 3600; }));
+}
+
+TEST(LinuxClock, TakesTheFirstOfTwoMomentsWhateverItWasAskedBefore) {
+  // Clocks go back at midnight on 2024-11-03, from 00:00 to 23:00, and forward on 2024-03-10, from 00:00 to 01:00.
+  setZone("AAA5BBB,M3.2.0/0,M11.1.0/0");
+  const LinuxClock clock;
+  const double midnight = 1730606400;  // 2024-11-03T04:00:00Z
+  for (const CivilTime& earlier : {CivilTime{2024, 1, 15}, CivilTime{2024, 7, 15}}) {
+    EXPECT_EQ(fields(clock.civil(clock.seconds(earlier))), std::tuple(2024, earlier.month, 15, 0, 0, 0, 2));
+    EXPECT_EQ(clock.seconds({2024, 11, 2, 23, 59, 59}), midnight - 1);
+    EXPECT_EQ(clock.seconds({2024, 11, 3, 0, 0, 0}), midnight + 3600);
+    EXPECT_EQ(fields(clock.civil(clock.seconds({2024, 3, 10, 0, 30, 0}))), std::tuple(2024, 3, 10, 1, 30, 0, 1));
+  }
 }
 
 TEST(LinuxClock, NormalisesFieldsThatRunOver) {

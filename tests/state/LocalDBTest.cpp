@@ -167,34 +167,35 @@ TEST_F(LocalDBTest, AnUnreadableDocumentIsSetAsideAndBegunAnew) {
   EXPECT_EQ(sim.store->loadAll(Table::setAside).rows.at(0).text, "{\"n\":");
 }
 
-TEST_F(LocalDBTest, WhatCouldNotBeReadIsNotOverwritten) {
-  put(Table::documents, "A", R"({"old":1,"n":1})");
-  put(Table::queue, "1", "{\"old\":1}");
-  sim.store->setUnreadable(true);
-  auto db = open();
-  db.update("A", [](MutableDocument& document) { document.setInteger(2, "n"); });
-  accept(db, "{\"new\":1}");
-  sim.store->setUnreadable(false);
-  EXPECT_EQ(stored("A"), R"({"old":1,"n":1})");
-  sim.dispatcher->advance(1);
-  db.update("B", [](MutableDocument& document) { document.setInteger(1, "n"); });
-  EXPECT_EQ(stored("A"), R"({"old":1,"n":2})");
-  EXPECT_EQ(sim.store->loadAll(Table::queue).rows.size(), 2U);
-}
-
-// A store that does not answer costs its caller one wait; then the background has the matter.
-TEST_F(LocalDBTest, AfterAReadThatFailedNobodyElseWaits) {
+// One verdict on all that is stored, or none: until it can be read nothing is made up and nothing is written. Asking
+// costs the first caller one wait; then the background has the matter.
+TEST_F(LocalDBTest, WhatCannotBeReadIsWaitedFor) {
   put(Table::documents, "A", R"({"n":1})");
-  put(Table::documents, "B", R"({"n":2})");
-  auto db = open();
+  put(Table::queue, "7", R"({"old":1})");
+  const auto add = [](LocalDB& db) {
+    db.update("A", [](MutableDocument& document) { document.setInteger(document.integerForKey("n") + 1, "n"); });
+  };
   sim.store->setUnreadable(true);
-  EXPECT_FALSE(db.documentWithID("A").exists());
+  auto db = open();
+  std::string order;
+  db.whenReadable([&] {
+    add(db);
+    order += "a";
+  });
   sim.store->setUnreadable(false);
-  EXPECT_FALSE(db.documentWithID("B").exists()) << "not asked for";
-  db.update("B", [](MutableDocument& document) { document.setInteger(3, "m"); });
+  EXPECT_FALSE(db.documentWithID("A").exists()) << "asked again";
+  EXPECT_THROW(add(db), std::runtime_error);
+  EXPECT_THROW(accept(db, R"({"new":1})"), std::runtime_error);
+  EXPECT_FALSE(db.loadQueue());
+  db.whenReadable([&] { order += "b"; });
+  EXPECT_EQ(stored("A"), R"({"n":1})");
   sim.dispatcher->advance(1);
-  EXPECT_EQ(db.documentWithID("A").integerForKey("n"), 1);
-  EXPECT_EQ(stored("B"), R"({"n":2,"m":3})");
+  db.whenReadable([&] { order += "c"; });
+  EXPECT_EQ(order, "abc");
+  EXPECT_EQ(stored("A"), R"({"n":2})");
+  accept(db, R"({"new":1})");
+  EXPECT_TRUE(db.loadQueue());
+  EXPECT_EQ(queued(db), R"({"old":1}{"new":1})");
   EXPECT_EQ(sim.log->count("cannot be read"), 1U);
 }
 
@@ -214,25 +215,6 @@ TEST_F(LocalDBTest, TheQueueKeepsItsOrderOverARestart) {
   second.dequeue(payloads);
   second.dequeue(payloads);
   EXPECT_EQ(sim.store->loadAll(Table::queue).rows.size(), 0U);
-}
-
-// What is accepted while the store cannot even be read finds its place behind what is stored.
-TEST_F(LocalDBTest, AQueueThatCannotBeReadYetComesFirstAllTheSame) {
-  put(Table::queue, "7", R"({"old":1})");
-  sim.store->setUnreadable(true);
-  sim.store->setFailing(true);
-  auto db = open();
-  accept(db, R"({"new":1})");
-  EXPECT_FALSE(db.loadQueue());
-  EXPECT_EQ(queued(db), R"({"new":1})");
-  sim.store->setUnreadable(false);
-  sim.store->setFailing(false);
-  EXPECT_TRUE(db.loadQueue());
-  EXPECT_EQ(queued(db), R"({"old":1}{"new":1})");
-  sim.dispatcher->advance(1);
-  auto next = open();
-  EXPECT_TRUE(next.loadQueue());
-  EXPECT_EQ(queued(next), R"({"old":1}{"new":1})");
 }
 
 }  // namespace

@@ -21,6 +21,10 @@ class Bundle {
   /// The bytes of the resource file `name`.
   virtual std::optional<std::string> resource(const std::string& name) = 0;
 
+  /// The property list `name`.plist among the resources, XML or binary; empty when there is none or it cannot be read,
+  /// and then `error`, when given, says why. It stays empty for a file that does not exist.
+  virtual Dictionary propertyList(const std::string& name, std::string* error) = 0;
+
   /// Why the Info.plist could not be read; empty when it was read or does not exist.
   virtual std::string lastError() const { return {}; }
 

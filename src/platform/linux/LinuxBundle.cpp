@@ -1,5 +1,7 @@
 #include "LinuxBundle.h"
 
+#include <unistd.h>
+
 #include <boost/json/object.hpp>
 #include <utility>
 
@@ -13,6 +15,12 @@ namespace {
 
 constexpr std::size_t kMaxPlist = 4 << 20;
 constexpr std::size_t kMaxResource = 8 << 20;
+
+Dictionary readPropertyList(const std::string& path, std::string& error) {
+  const auto text = readFile(path, kMaxPlist, &error);
+  auto object = text ? parseInfoPlist(*text, error) : std::nullopt;
+  return object ? DictionaryAccess::wrap(std::move(*object)) : Dictionary();
+}
 
 }  // namespace
 
@@ -28,6 +36,13 @@ std::string LinuxBundle::bundleIdentifier() {
 std::optional<std::string> LinuxBundle::resource(const std::string& name) {
   if (name.empty() || name == ".." || name.find_first_of(std::string_view("/\0", 2)) != name.npos) return std::nullopt;
   return readFile(path(name), kMaxResource);
+}
+
+Dictionary LinuxBundle::propertyList(const std::string& name, std::string* error) {
+  std::string why;
+  auto values = readPropertyList(path(name + ".plist"), why);
+  if (error != nullptr) *error = std::move(why);
+  return values;
 }
 
 std::string LinuxBundle::lastError() const {
@@ -51,10 +66,8 @@ const LinuxBundle::Info& LinuxBundle::info() const {
       info_.dictionary = given_;
       return;
     }
-    const auto text = readFile(path("Info.plist"), kMaxPlist, &info_.error);
-    info_.missing = !text && info_.error.empty();
-    if (!text) return;
-    if (auto object = parseInfoPlist(*text, info_.error)) info_.dictionary = DictionaryAccess::wrap(std::move(*object));
+    info_.dictionary = readPropertyList(path("Info.plist"), info_.error);
+    info_.missing = info_.error.empty() && access(path("Info.plist").c_str(), F_OK) != 0;
   });
   return info_;
 }

@@ -24,6 +24,8 @@ class LinuxBundle final : public Bundle {
   /// None for a name with a slash, and for a file larger than 8 MiB.
   std::optional<std::string> resource(const std::string& name) override;
 
+  Dictionary propertyList(const std::string& name, std::string* error) override;
+
   std::string lastError() const override;
   std::string infoName() const override;
   std::string remark() const override { return remark_; }

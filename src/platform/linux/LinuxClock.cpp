@@ -1,6 +1,7 @@
 #include "LinuxClock.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <ctime>
@@ -14,7 +15,17 @@ constexpr double kFarthest = 6e16;
 
 constexpr int kFarthestYear = 1'900'000'000;
 
+// localtime_r alone would stay with the TZ that it found first. To look costs much more than to convert, so that a
+// change counts within a second.
+void followZone() {
+  static std::atomic<std::time_t> looked{-1};
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  if (looked.exchange(now.tv_sec, std::memory_order_relaxed) != now.tv_sec) tzset();
+}
+
 std::tm local(double seconds) {
+  followZone();
   const double whole = std::isnan(seconds) ? 0 : std::clamp(std::floor(seconds), -kFarthest, kFarthest);
   const auto time = static_cast<std::time_t>(whole);
   std::tm fields{};
@@ -51,8 +62,16 @@ double LinuxClock::seconds(const CivilTime& civil) const {
   fields.tm_hour = civil.hour;
   fields.tm_min = civil.minute;
   fields.tm_sec = civil.second;
-  fields.tm_isdst = -1;
-  return static_cast<double>(std::mktime(&fields));
+
+  // Not mktime: which of two moments it takes for a time that occurs twice depends on what it was asked before. Here
+  // it is the first; and a time that is left out is told by the offset before.
+  const auto asIfGmt = static_cast<double>(timegm(&fields));
+  const auto offsetAt = [](double moment) { return static_cast<double>(local(moment).tm_gmtoff); };
+  constexpr double kDay = 86400;
+  const double before = offsetAt(asIfGmt - kDay);
+  const double after = offsetAt(asIfGmt + kDay);
+  const bool isAfter = offsetAt(asIfGmt - before) != before && offsetAt(asIfGmt - after) == after;
+  return asIfGmt - (isAfter ? after : before);
 }
 
 int LinuxClock::secondsFromGmt() const {

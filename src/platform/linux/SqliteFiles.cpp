@@ -50,6 +50,12 @@ std::string utcStamp() {
 // for SQLite would delete it.
 constexpr std::array kSuffixes = {"-wal", "-shm", ""};
 
+bool hasLog(const std::string& path) {
+  constexpr off_t kLogHeader = 32;
+  struct stat log {};
+  return ::stat((path + "-wal").c_str(), &log) == 0 && log.st_size > kLogHeader;
+}
+
 bool exists(const std::string& path) {
   struct stat status {};
   return ::lstat(path.c_str(), &status) == 0;
@@ -61,8 +67,25 @@ bool taken(const std::string& path) {
 
 }  // namespace
 
-void createDatabaseFile(const std::string& path) {
+void createFolderOf(const std::string& path) {
   createFolder(std::filesystem::path(path).parent_path());
+}
+
+bool holdsNothing(const std::string& path) {
+  struct stat status {};
+  const bool found = ::stat(path.c_str(), &status) == 0;
+  if (!found && errno != ENOENT && errno != ENOTDIR) return false;
+  if (!found || status.st_size == 0) return !hasLog(path);  // not for SQLite, which would delete the log
+  try {
+    SqliteConnection connection(path);
+    SqliteQuery tables(connection, "SELECT 1 FROM sqlite_master LIMIT 1");
+    return !tables.step();
+  } catch (const SqliteError&) {
+    return false;
+  }
+}
+
+void createDatabaseFile(const std::string& path) {
   const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (file >= 0) {
     ::close(file);
@@ -72,12 +95,9 @@ void createDatabaseFile(const std::string& path) {
 }
 
 bool keepLogOfEmptyDatabase(const std::string& path) {
-  constexpr off_t kLogHeader = 32;
   constexpr off_t kPage = 4096;
   struct stat database {};
-  struct stat log {};
-  if (::stat(path.c_str(), &database) != 0 || database.st_size != 0) return false;
-  if (::stat((path + "-wal").c_str(), &log) != 0 || log.st_size <= kLogHeader) return false;
+  if (::stat(path.c_str(), &database) != 0 || database.st_size != 0 || !hasLog(path)) return false;
   if (::truncate(path.c_str(), kPage) != 0) fail(SQLITE_IOERR, "unable to write the file", errno);
   return true;
 }

@@ -4,9 +4,16 @@
 
 namespace zul::platform {
 
-/// Makes sure that the database file exists. A new one is empty and, like the folders made for it, open
-/// to its owner alone; SQLite gives its companions the same mode. Throws SqliteError.
+/// Makes sure that the folder of `path` exists, and those above it, new ones open to their owner alone. Throws
+/// SqliteError.
+void createFolderOf(const std::string& path);
+
+/// Makes sure that the database file exists. A new one is empty and open to its owner alone; SQLite gives its
+/// companions the same mode. Throws SqliteError.
 void createDatabaseFile(const std::string& path);
+
+/// True when it is certain that nothing is stored: there is no file, or it has no table yet.
+bool holdsNothing(const std::string& path);
 
 /// Makes an empty database file as long as its first page when a log with anything in it lies beside it; true if it
 /// did. SQLite would delete the log, and now reads it instead. Throws SqliteError.

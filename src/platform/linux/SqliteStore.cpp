@@ -18,6 +18,7 @@ namespace zul::platform {
 namespace {
 
 constexpr const char* kFileName = "ZULLocalDB.sqlite";
+constexpr const char* kLockName = "ZULLocalDB.lock";
 
 // Pages in the log, two megabytes, before it is worth a few syncs to empty it. What is in the log is read again
 // at the next start.
@@ -132,6 +133,7 @@ bool turnLogOn(SqliteConnection& connection) {
 
 SqliteStore::SqliteStore(std::string folder, Clock::duration mostAge)
     : path_((std::filesystem::path(std::move(folder)) / kFileName).string()),
+      lock_((std::filesystem::path(path_).parent_path() / kLockName).string()),
       mostAge_(mostAge),
       maintainAbove_(kLogPages) {}
 
@@ -141,8 +143,12 @@ template <typename Read>
 DocumentStore::Loaded SqliteStore::load(const char* operation, Read read) {
   Loaded loaded;
   loaded.status = run(operation, [&](SqliteConnection& connection) { read(connection, loaded.rows); });
-  if (loaded.status != Status::ok) {
-    loaded.rows.clear();
+  if (loaded.status == Status::ok) return loaded;
+  loaded.rows.clear();
+  if (loaded.status == Status::failed) {
+    // Where no database can be made there is none, and that is an answer.
+    const MutexLock lock(mutex_);
+    if (!lock_.takenByOther() && holdsNothing(path_)) loaded.status = Status::ok;
   }
   return loaded;
 }
@@ -201,9 +207,9 @@ DocumentStore::Status SqliteStore::run(const char* operation, Work work) {
 }
 
 void SqliteStore::open() {
-  if (::access(path_.c_str(), F_OK) != 0) {
-    createDatabaseFile(path_);
-  }
+  if (::access(path_.c_str(), F_OK) != 0) createFolderOf(path_);
+  lock_.take();
+  if (::access(path_.c_str(), F_OK) != 0) createDatabaseFile(path_);
   // What a power cut leaves of a database that was never synced. The log then has all of it, or is damaged.
   if (keepLogOfEmptyDatabase(path_) && isDamaged(path_)) {
     throw SqliteError(SQLITE_CORRUPT, "the database is empty, and its log does not have it whole");

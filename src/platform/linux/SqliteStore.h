@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "FolderLock.h"
 #include "Mutex.h"
 #include "zul/platform/DocumentStore.h"
 
@@ -76,6 +77,7 @@ class SqliteStore final : public DocumentStore {
   const std::string path_;
 
   mutable Mutex mutex_;
+  FolderLock lock_ ZUL_GUARDED_BY(mutex_);
   std::unique_ptr<SqliteConnection> connection_ ZUL_GUARDED_BY(mutex_);
   // Another value whenever path_ may have become another file.
   std::uint64_t generation_ ZUL_GUARDED_BY(mutex_) = 0;

@@ -10,6 +10,12 @@ std::optional<std::string> SimulatedBundle::resource(const std::string& name) {
   return found->second;
 }
 
+Dictionary SimulatedBundle::propertyList(const std::string& name, std::string* error) {
+  if (error != nullptr) error->clear();
+  const auto found = propertyLists.find(name);
+  return found == propertyLists.end() ? Dictionary() : found->second;
+}
+
 std::optional<double> SimulatedUserDefaults::number(const std::string& key) {
   const auto found = numbers_.find(key);
   if (found == numbers_.end()) return std::nullopt;
@@ -30,6 +36,7 @@ SimulatedPlatform::SimulatedPlatform()
       device(std::make_shared<SimulatedDevice>()),
       reachability(std::make_shared<SimulatedReachability>()),
       userDefaults(std::make_shared<SimulatedUserDefaults>()),
+      keychain(std::make_shared<SimulatedKeychain>()),
       log(std::make_shared<MemoryLog>()),
       lifeCycle(std::make_shared<HostLifeCycle>()) {}
 
@@ -42,6 +49,7 @@ Platform SimulatedPlatform::platform() const {
                        .reachability = reachability,
                        .device = device,
                        .userDefaults = userDefaults,
+                       .keychain = keychain,
                        .log = log,
                        .lifeCycle = lifeCycle,
                        .deployment = {}};

@@ -8,6 +8,7 @@
 #include "SimulatedClock.h"
 #include "SimulatedDispatcher.h"
 #include "SimulatedHttp.h"
+#include "SimulatedKeychain.h"
 #include "SimulatedStore.h"
 #include "zul/Dictionary.h"
 #include "zul/Platform.h"
@@ -25,11 +26,13 @@ class SimulatedBundle final : public Bundle {
   Dictionary infoDictionary() override { return info; }
   std::string bundleIdentifier() override { return info.string("CFBundleIdentifier").value_or("com.example.app"); }
   std::optional<std::string> resource(const std::string& name) override;
+  Dictionary propertyList(const std::string& name, std::string* error) override;
   std::string remark() const override { return hint; }
 
   Dictionary info;
   std::string hint;  ///< on how the application is identified
   std::map<std::string, std::string> resources;
+  std::map<std::string, Dictionary> propertyLists;
 };
 
 class SimulatedDevice final : public Device {
@@ -92,6 +95,7 @@ struct SimulatedPlatform {
   std::shared_ptr<SimulatedDevice> device;
   std::shared_ptr<SimulatedReachability> reachability;
   std::shared_ptr<SimulatedUserDefaults> userDefaults;
+  std::shared_ptr<SimulatedKeychain> keychain;
   std::shared_ptr<MemoryLog> log;
   std::shared_ptr<HostLifeCycle> lifeCycle;
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Benches.h"
+#include "zul/ZULSessionVersion.h"
 
 namespace {
 
@@ -60,9 +61,13 @@ void bench(const char* jsonFile) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+    std::cout << "zul-bench " ZUL_VERSION_STRING "\n";
+    return 0;
+  }
   const bool wantsJson = argc == 3 && std::strcmp(argv[1], "--json") == 0;
   if (argc != 1 && !wantsJson) {
-    std::cerr << "usage: zul-bench [--json FILE]\n";
+    std::cerr << "usage: zul-bench [--json FILE | --version]\n";
     return 1;
   }
   chooseBenchmarkOptions();

@@ -45,6 +45,7 @@ Runtime& SimulatedPhone::process() {
     auto platform = sim.platform();
     platform.deployment = deployment;
     platform.log = log;
+    if (adapt) adapt(platform);
     runtime_ = std::make_unique<Runtime>(std::move(platform));
     launched_ = false;
   }

@@ -95,6 +95,7 @@ class SimulatedPhone {
   platform::SimulatedPlatform sim;
   Deployment deployment;
   std::shared_ptr<platform::LogSink> log;  ///< where the library's log lines go; sim.log at first
+  std::function<void(Platform&)> adapt;    ///< changes what the next process gets
 
  private:
   std::unique_ptr<Runtime> runtime_;

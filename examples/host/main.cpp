@@ -9,6 +9,7 @@
 
 #include <zul/Platform.h>
 #include <zul/ZULSession.h>
+#include <zul/ZULSessionVersion.h>
 #include <zul/platform/Clock.h>
 
 #include <atomic>
@@ -17,6 +18,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace {
@@ -59,6 +61,10 @@ int main(int argc, char** argv) {
   std::string events;
   double later = 0;
   double wait = 1;
+  if (argc == 2 && std::string_view(argv[1]) == "--version") {
+    std::cout << "example-host " ZUL_VERSION_STRING "\n";
+    return 0;
+  }
   for (int i = 1; i + 1 < argc; i += 2) {
     const std::string option = argv[i];
     const std::string value = argv[i + 1];

@@ -3,9 +3,12 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "zul/Deployment.h"
+#include "zul/Dictionary.h"
 #include "zul/Export.h"
+#include "zul/LogLevel.h"
 
 namespace zul {
 
@@ -39,6 +42,11 @@ struct ZUL_EXPORT Platform {
   std::shared_ptr<platform::LifeCycle> lifeCycle;
   Deployment deployment;
 
+  // How the library treats its host; see LinuxOptions, which has the same and says more.
+  LogLevel logLevel = LogLevel::debug;
+  bool waitInBackground = false;
+  bool deferredCallbackOnMain = false;
+
   /// Calls `visit(name, member)` for each piece.
   template <typename Visit>
   static void forEachPiece(Visit&& visit) {
@@ -57,12 +65,17 @@ struct ZUL_EXPORT Platform {
 };
 
 struct ZUL_EXPORT LinuxOptions {
-  /// Names the data folder and stands for the bundle identifier when the Info.plist has none. Empty:
-  /// the name of the executable.
+  /// Who the application is: names the data folder, stands for the bundle identifier when the Info.plist has none, and
+  /// is what the device's vendor identifier is made from. Empty: the name of the executable, so that another program of
+  /// that name shares the folder, and a renamed one is a new installation.
   std::string applicationId;
 
   /// The folder with Info.plist and the resources. Empty: the folder of the executable.
   std::string bundleFolder;
+
+  /// The Info.plist given in code: {"zulAuthorizationKey": {"serviceNumber": 1001, "useMode": 1, ...}}, with whatever
+  /// else it would have. Unless it is empty no file is read for it.
+  Dictionary info;
 
   /// The folder for the store. Empty: $XDG_DATA_HOME/<applicationId>, or ~/.local/share/<applicationId>.
   std::string dataFolder;
@@ -73,6 +86,23 @@ struct ZUL_EXPORT LinuxOptions {
   /// Hands a task to the host's own event loop, which then is the main queue. Empty: the main queue is a
   /// thread of the library's own.
   std::function<void(std::function<void()>)> mainLoop;
+
+  /// The deferred callback runs on the main queue instead of on whatever thread an upload ended on.
+  bool deferredCallbackOnMain = false;
+
+  /// No thread of the host's waits for a service: the app store is asked in the background, as early as can be, and
+  /// what is built before it has answered goes without "appId"; getAttributedInfo waits in the background, and only its
+  /// callback runs on the main queue. False: the one waits up to 60 seconds on the thread that needs the answer first,
+  /// the other 10 seconds on the main queue.
+  bool waitInBackground = false;
+
+  /// The library's lines below it are not written: there are many, and they quote payloads in full. What a host prints
+  /// with ZULDebugger has no level.
+  LogLevel logLevel = LogLevel::debug;
+
+  /// Takes the log lines, each with its line feed, from any thread, the host's own among them; it must not call the
+  /// library, and what it throws is dropped. Empty: they go to standard error.
+  std::function<void(std::string_view line)> logTarget;
 };
 
 /// The Linux pieces for one application. Nothing is opened or started before the first use.

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "AttributionResult.h"
 #include "DeferredLinkManager.h"
@@ -61,6 +62,9 @@ class Runtime {
   std::atomic<int>& debugMode() { return debugMode_; }
 
  private:
+  std::optional<Identifiers::Background> background();
+  DeferredLinkManager::Deliver deferredDelivery();
+
   const Platform platform_;
   const Log log_;
   const Tasks tasks_;

@@ -5,6 +5,7 @@
 #include "Keys.h"
 #include "LocalDB.h"
 #include "SessionRecord.h"
+#include "Settings.h"
 #include "ZULUtil.h"
 #include "zul/CustomWKWebViewConfiguration.h"
 #include "zul/platform/Bundle.h"
@@ -48,14 +49,14 @@ void Tracker::announce() {
         "with  '[[WKWebViewConfiguration alloc] init]'",
         ZUL_HERE);
   }
+  if (const auto remark = services_.bundle->remark(); !remark.empty()) log_.info(remark, ZUL_HERE);
+  const auto infoName = services_.bundle->infoName();
   if (const auto error = services_.bundle->lastError(); !error.empty()) {
-    log_.error("Info.plist: " + error, ZUL_HERE);
+    log_.error("Cannot use " + infoName + ": " + error, ZUL_HERE);
   } else if (zulAuthorizationKey_.empty()) {
-    log_.error("The Info.plist has no dictionary \"zulAuthorizationKey\": nothing will be reported.", ZUL_HERE);
-  } else if (useMode_ < 1 || useMode_ > 3) {
-    log_.error("\"useMode\" of \"zulAuthorizationKey\" is none of the integers 1, 2 and 3: payloads will be empty. " +
-                   zulAuthorizationKey_.json(),
-               ZUL_HERE);
+    log_.error("Nothing will be reported: there is no dictionary \"zulAuthorizationKey\" in " + infoName, ZUL_HERE);
+  } else {
+    for (const auto& problem : settingsProblems(zulAuthorizationKey_)) log_.error(problem, ZUL_HERE);
   }
 }
 
@@ -106,6 +107,7 @@ UploadQueue::Owner Tracker::uploadOwner() {
           [this] {
             if (!services_.stopping) services_.deferredLinks.callDeferredLinkCallback();
           },
+      .now = [this] { return services_.util.currentTimeSec(); },
   };
 }
 

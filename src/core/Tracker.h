@@ -216,6 +216,7 @@ class Tracker {
   std::atomic<bool> firstExcute_{false};
   std::atomic<bool> blockingLogEventCallBeforeInit_{false};
   std::atomic<bool> toldUploadProblem_{false};
+  std::atomic<bool> toldEarlyEvent_{false};
 
   Mutex mutex_;
   Launch launchOptions_ ZUL_GUARDED_BY(mutex_);

@@ -53,10 +53,12 @@ void notBuilt(Missing capability, const CallSite& where) noexcept {
 
 bool ZULSession::setPlatform(Platform platform) noexcept {
   try {
-    return Runtime::setProcessPlatform(std::move(platform));
+    if (Runtime::setProcessPlatform(std::move(platform))) return true;
+    Runtime::process().log().error("setPlatform comes too late: the library is in use, with the platform it has.",
+                                   ZUL_HERE);
   } catch (...) {
-    return false;
   }
+  return false;
 }
 
 void ZULSession::initialization(const LaunchOptions& launchOptions, const Application& application) noexcept {

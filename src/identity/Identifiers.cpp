@@ -7,6 +7,7 @@
 #include "Json.h"
 #include "Keys.h"
 #include "LocalDB.h"
+#include "NetworkManager.h"
 #include "Uuid.h"
 #include "zul/Deployment.h"
 #include "zul/platform/Bundle.h"
@@ -37,17 +38,17 @@ bool isAtLeast(const std::string& version, int major) {
 
 }  // namespace
 
-Identifiers::Identifiers(Sources sources, const Deployment& deployment, Log log)
+Identifiers::Identifiers(Sources sources, const Deployment& deployment, Log log, std::optional<Background> background)
     : sources_(std::move(sources)),
       db_(*sources_.db),
       lookupHost_(deployment.appStoreLookupHost),
-      log_(std::move(log)) {}
+      log_(std::move(log)),
+      background_(std::move(background)) {}
 
 Identity Identifiers::refresh() {
   db_.requireReadable();  // before anything is concluded from what the keychain holds
   const auto system = sources_.device->system();
   const auto advertising = sources_.device->advertising();
-  const auto stored = db_.documentWithID(keys::identify::kDocument);
   Identity identity;
   {
     const MutexLock lock(mutex_);
@@ -56,7 +57,7 @@ Identity Identifiers::refresh() {
   }
   identity.advtFlag = advertising.trackingEnabled ? 0 : 1;
   identity.vendorId = getVendorId();
-  identity.pkg = stored.stringForKey(keys::identify::kPkgname).value_or(sources_.bundle->bundleIdentifier());
+  identity.pkg = pkg();
   identity.appId = getAppId(identity.pkg);
   identity.ip = system.ipv4Address.value_or("0.0.0.0");
   db_.update(keys::identify::kDocument, [&](MutableDocument& identify) {
@@ -171,9 +172,49 @@ std::string Identifiers::getVendorId() const {
   return stored ? *stored : sources_.device->system().vendorIdentifier;
 }
 
-boost::json::value Identifiers::getAppId(const std::string& pkg) const {
+std::string Identifiers::pkg() const {
+  const auto stored = db_.documentWithID(keys::identify::kDocument).stringForKey(keys::identify::kPkgname);
+  return stored ? *stored : sources_.bundle->bundleIdentifier();
+}
+
+boost::json::value Identifiers::getAppId(const std::string& pkg) {
   auto stored = db_.documentWithID(keys::identify::kDocument).valueForKey(keys::identify::kAppId);
-  return stored.is_string() || stored.is_number() ? stored : lookUpAppId(pkg);
+  if (stored.is_string() || stored.is_number()) return stored;
+  if (!background_) return lookUpAppId(pkg);
+  lookUpInBackground(pkg);
+  return nullptr;
+}
+
+// ---- the look-up
+
+void Identifiers::lookUpEarly() {
+  if (!background_) return;
+  background_->tasks.async(
+      Tasks::Queue::global, [this] { getAppId(pkg()); }, ZUL_HERE);
+}
+
+void Identifiers::lookUpInBackground(const std::string& pkg) {
+  if (lookingUp_.exchange(true)) return;
+  try {
+    background_->tasks.async(
+        Tasks::Queue::global,
+        [this, pkg] {
+          log_.guard([&] { storeFound(pkg); }, ZUL_HERE);
+          lookingUp_ = false;
+        },
+        ZUL_HERE);
+  } catch (...) {
+    lookingUp_ = false;
+    throw;
+  }
+}
+
+void Identifiers::storeFound(const std::string& pkg) {
+  const auto found = lookUpAppId(pkg);
+  if (found.is_null()) return;
+  db_.update(keys::identify::kDocument,
+             [&](MutableDocument& identify) { identify.setValue(found, keys::identify::kAppId); });
+  background_->stored();
 }
 
 boost::json::value Identifiers::lookUpAppId(const std::string& pkg) const {
@@ -183,7 +224,7 @@ boost::json::value Identifiers::lookUpAppId(const std::string& pkg) const {
   const auto response = sources_.http->fetch(std::move(request));
   if (!response.ok() || !response.body) return nullptr;
 
-  const auto answer = json::parseObject(*response.body);
+  const auto answer = NetworkManager::getResponseDictionary(response.body);
   const auto* results = answer ? json::find(*answer, "results") : nullptr;
   if (!answer) {
     log_.error("Error: InvalidAnswerthe look-up's answer is not a JSON object", ZUL_HERE);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <boost/json/value.hpp>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,6 +11,7 @@
 #include "KeychainWrapper.h"
 #include "Log.h"
 #include "Mutex.h"
+#include "Tasks.h"
 
 namespace zul {
 
@@ -50,11 +53,21 @@ class Identifiers {
     std::shared_ptr<platform::HttpClient> http;
   };
 
-  Identifiers(Sources sources, const Deployment& deployment, Log log);
+  /// Has the app store asked in the background.
+  struct Background {
+    Tasks tasks;
+    std::function<void()> stored;  ///< called when an application id has been found and stored
+  };
+
+  /// Without `background` whoever needs the application id asks for it.
+  Identifiers(Sources sources, const Deployment& deployment, Log log, std::optional<Background> background);
 
   /// Brings all of them up to date and stores them. Without a stored application id this waits for the app store, at
-  /// most 60 seconds, on the calling thread and without a lock.
+  /// most 60 seconds, on the calling thread and without a lock; or it has it asked in the background, and goes without.
   [[nodiscard]] Identity refresh();
+
+  /// Asks the app store now, in the background, if that is where it is asked and there is something to ask.
+  void lookUpEarly();
 
   /// The stored install UUID, or a new random one, which is not stored.
   std::string getUUID() const;
@@ -68,20 +81,26 @@ class Identifiers {
   /// The user allowed tracking, and this is the advertising identifier; "" for none. One that differs from the stored
   /// one makes this a new device. True when it is the first one.
   bool checkIDFAChange(const std::string& identifier);
-  /// The stored application id; where there is none, what the app store answers: a number, or null.
-  boost::json::value getAppId(const std::string& pkg) const;
+  /// The stored application id; where there is none, what the app store answers: a number, or null, as always where it
+  /// is asked in the background.
+  boost::json::value getAppId(const std::string& pkg);
 
  private:
   void getIdfa(const std::string& current, const std::string& systemVersion, Identity& identity) ZUL_REQUIRES(mutex_);
   std::optional<std::string> keychainUUID(const std::string& vendorIdentifier) ZUL_REQUIRES(mutex_);
   void replaceKeychainUUID() ZUL_REQUIRES(mutex_);
   KeychainWrapper item(std::string_view identifier) ZUL_REQUIRES(mutex_);
+  std::string pkg() const;
   boost::json::value lookUpAppId(const std::string& pkg) const;
+  void lookUpInBackground(const std::string& pkg);
+  void storeFound(const std::string& pkg);
 
   const Sources sources_;
   LocalDB& db_;
   const std::string lookupHost_;
   const Log log_;
+  const std::optional<Background> background_;
+  std::atomic<bool> lookingUp_{false};  // in the background
 
   Mutex mutex_;  // one at a time compares with what is stored and replaces it
   bool toldFailure_ ZUL_GUARDED_BY(mutex_) = false;

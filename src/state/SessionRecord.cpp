@@ -35,6 +35,12 @@ void applyDefault(std::int64_t& value, const WhenAbsent& otherwise) {
 template <typename T>
 void applyDefault(T&, const WhenAbsent&) {}
 
+template <typename T>
+bool same(const T& a, const T& b) {
+  if constexpr (std::is_same_v<T, boost::json::value>) return json::equal(a, b);
+  return a == b;
+}
+
 // Calls `use` with the place of a stored field's value in the record.
 template <typename Use>
 void withPlace(const Field& field, const Use& use) {
@@ -178,6 +184,8 @@ void SessionRecord::make(SessionJson& record, const Identity& identity) {
       });
     }
     const auto identify = db_.documentWithID(keys::identify::kDocument);
+    const auto& appId = identify.valueForKey(keys::identify::kAppId);
+    if (record.appId.is_null() && appId.is_number()) record.appId = appId;  // found since
     record.buildMode = identify.booleanForKey(keys::identify::kBuildMode) ? "dev" : "prod";
   });
   setEnvironment(record, environment());
@@ -206,7 +214,7 @@ void SessionRecord::show(const Field& field) {
         return value;
       };
       std::optional<T> shown;
-      for (auto value = stored(); shown != value; value = stored()) {
+      for (auto value = stored(); !shown || !same(*shown, value); value = stored()) {
         editExisting([&](SessionJson& record) { place.edit(record) = value; });
         shown = std::move(value);
       }

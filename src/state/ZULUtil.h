@@ -43,7 +43,7 @@ class ZULUtil {
 
   /// The "key=value" pieces between the characters "?" and "&", percent-decoded. A piece without "=" is
   /// key and value at once, one with several keeps what stands before the first and after the last; the
-  /// later of two equal keys wins; a piece that cannot be decoded is skipped.
+  /// later of two equal keys wins; a piece that cannot be decoded, or is not UTF-8 then, is skipped.
   static std::map<std::string, std::string> parseUrlString(std::string_view url);
 
  private:

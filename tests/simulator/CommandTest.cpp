@@ -30,7 +30,9 @@ class CommandTest : public testing::Test {
   }
 
   std::vector<std::string> shown;
-  Simulator simulator{{.printLog = false}, [this](const auto& value) { shown.push_back(json::text(value)); }};
+  int patience = -1;  // how often a command is asked for patience until it is interrupted; -1: for ever
+  Simulator simulator{{.printLog = false, .interrupted = [this] { return patience >= 0 && patience-- == 0; }},
+                      [this](const auto& value) { shown.push_back(json::text(value)); }};
 };
 
 TEST_F(CommandTest, WhatCannotBeDoneIsToldWithItsReason) {
@@ -188,6 +190,23 @@ TEST_F(CommandTest, WordsAreCompleted) {
   EXPECT_THAT(Simulator::completions("collector "), testing::Contains("appstore"));
   EXPECT_THAT(Simulator::completions("show document App"), IsEmpty());
   EXPECT_THAT(Simulator::completions("nothing "), IsEmpty());
+}
+
+TEST_F(CommandTest, AnInterruptEndsTheCommandAndNotTheDevice) {
+  run({"launch", "advance 6s"});
+  patience = 100;
+  EXPECT_EQ(error("advance 3650d"), "interrupted");
+  EXPECT_THAT(run({"show clock /time"}), ElementsAre("\"2024-01-01T09:01:46+00:00\""));
+  patience = 100;
+  EXPECT_EQ(error("fleet 100 86400"), "interrupted");
+  EXPECT_THAT(run({"call sendTransaction", "advance 1s", "show requests /#"}), ElementsAre("4"));
+}
+
+TEST_F(CommandTest, QuitAndExitEndTheDevice) {
+  EXPECT_THAT(error("quit now"), HasSubstr("too much"));
+  EXPECT_FALSE(simulator.ended());
+  run({"exit"});
+  EXPECT_TRUE(simulator.ended());
 }
 
 TEST_F(CommandTest, AFleetIsTheSameEachTime) {

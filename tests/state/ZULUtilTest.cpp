@@ -63,7 +63,7 @@ TEST_F(ZULUtilTest, DaysAreRoundedToNearest) {
 TEST_F(ZULUtilTest, QueriesAreCutAtQuestionMarksAndAmpersands) {
   using Map = std::map<std::string, std::string>;
   EXPECT_EQ(ZULUtil::parseUrlString("a?x=1&y=2&x=3"), (Map{{"a", "a"}, {"x", "3"}, {"y", "2"}}));
-  EXPECT_EQ(ZULUtil::parseUrlString("app://p?k%20=a%26b&z=1=2&bad=%zz"),
+  EXPECT_EQ(ZULUtil::parseUrlString("app://p?k%20=a%26b&z=1=2&bad=%zz&%FF=1&latin=%E9"),
             (Map{{"app://p", "app://p"}, {"k ", "a&b"}, {"z", "2"}}));
   EXPECT_EQ(ZULUtil::parseUrlString(""), (Map{{"", ""}}));
 }

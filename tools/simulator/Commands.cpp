@@ -379,7 +379,8 @@ void Simulator::fleet(Arguments& arguments) {
   shown_ = runFleet({.devices = static_cast<std::size_t>(devices.get_int64()),
                      .seconds = seconds,
                      .model = phone_,
-                     .live = live_.get()});
+                     .live = live_.get(),
+                     .goOn = [this] { checkInterrupt(); }});
 }
 
 void Simulator::help(Arguments& arguments) {
@@ -408,6 +409,11 @@ void Simulator::help(Arguments& arguments) {
     if (command == commands().end()) throw CommandError(fmt::format("there is no command {}", name));
     shown_ = object{{fmt::format("{} {}", command->name, command->parameters), command->meaning}};
   }
+}
+
+void Simulator::quit(Arguments& arguments) {
+  arguments.end();
+  ended_ = true;
 }
 
 }  // namespace zul::simulator

@@ -22,8 +22,20 @@ using Words = std::vector<std::string_view>;
 constexpr double kBehind = 0.1;
 constexpr auto kBehindWait = std::chrono::milliseconds(100);
 
-constexpr double kLongestWait = 3600;  // seconds until the time is looked at again
-constexpr double kIdle = 0.02;         // seconds
+constexpr double kLongestWait = 0.1;  // seconds until the time, and whether to go on, is looked at again
+constexpr double kIdle = 0.02;        // seconds
+
+/// Sets a flag for as long as it lives.
+class UnderWay {
+ public:
+  explicit UnderWay(bool& flag) : flag_(flag) { flag_ = true; }
+  ~UnderWay() { flag_ = false; }
+  UnderWay(const UnderWay&) = delete;
+  UnderWay& operator=(const UnderWay&) = delete;
+
+ private:
+  bool& flag_;
+};
 
 template <typename Table>
 Words names(const Table& table) {
@@ -51,8 +63,14 @@ Words views() {
 }  // namespace
 
 Simulator::Simulator(const SimulatorOptions& options, Show show)
-    : print_(std::move(show)), log_(std::make_shared<SimulatorLog>(options.printLog)) {
+    : print_(std::move(show)),
+      interrupted_(options.interrupted),
+      log_(std::make_shared<SimulatorLog>(options.printLog)) {
   phone_.log = log_;
+  phone_.sim.dispatcher->setPace([this](double, double to) {
+    checkInterrupt();
+    return to;
+  });
   if (!options.collectorUrl.empty()) goLive(options);
 }
 
@@ -75,8 +93,13 @@ void Simulator::goLive(const SimulatorOptions& options) {
   phone_.sim.dispatcher->setPace([this](double from, double to) { return pass(from, to); });
 }
 
+void Simulator::checkInterrupt() const {
+  if (commanded_ && interrupted_ && interrupted_()) throw CommandError("interrupted");
+}
+
 // The pace of a real collector.
 double Simulator::pass(double from, double to) {
+  checkInterrupt();
   if (live_->open() > 0 && sinceStart() > from + kBehind) {
     // Time has to be made up for, but must not overtake the answers: they get as much of it as all else.
     to = std::min(to, from + kBehind);
@@ -115,6 +138,7 @@ void Simulator::run(std::string_view line) {
     const auto command =
         std::find_if(commands().begin(), commands().end(), [&](const Command& known) { return known.name == name; });
     if (command == commands().end()) throw CommandError("there is no such command; help tells which there are");
+    const UnderWay underWay(commanded_);
     (this->*command->run)(arguments);
   }
   if (!shown_ && !reports_.empty()) shown_ = std::exchange(reports_, {});
@@ -171,6 +195,9 @@ const std::vector<Simulator::Command>& Simulator::commands() {
        &S::expect, nullptr},
       {"fleet", "N SECONDS", "N devices with habits of their own, for that much virtual time", &S::fleet, nullptr},
       {"help", "[COMMAND]", "tells what there is", &S::help, commandNames},
+      {"quit", "", "ends the device; at the prompt Ctrl-D does, too, and Ctrl-C ends a command that takes its time",
+       &S::quit, nullptr},
+      {"exit", "", "the same", &S::quit, nullptr},
   };
   return all;
 }

@@ -4,10 +4,12 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "AsioDispatcher.h"
 #include "CurlHttpClient.h"
@@ -23,6 +25,7 @@
 #include "StderrSink.h"
 #include "zul/Platform.h"
 #include "zul/platform/LifeCycle.h"
+#include "zul/platform/LogSink.h"
 
 namespace zul {
 
@@ -32,6 +35,21 @@ std::string executableName() {
   const std::string path = platform::executablePath();
   return path.substr(path.rfind('/') + 1);
 }
+
+/// Hands the lines to a host's function.
+class FunctionSink final : public platform::LogSink {
+ public:
+  explicit FunctionSink(std::function<void(std::string_view)> function) : function_(std::move(function)) {}
+  void write(std::string_view line) noexcept override {
+    try {
+      function_(line);
+    } catch (...) {  // the host's own affair, and there is no log to tell it in
+    }
+  }
+
+ private:
+  const std::function<void(std::string_view)> function_;
+};
 
 /// `name` as the name of one folder: nothing in it leads elsewhere or hides it.
 std::string folderName(std::string name) {
@@ -88,16 +106,29 @@ Platform linuxPlatform(const LinuxOptions& options) {
     config = userFolder("XDG_CONFIG_HOME", "/.config") + "/" + folder;
   }
 
+  std::string remark;
+  if (options.applicationId.empty()) {
+    remark = "No application id was given: the executable's name, " + applicationId +
+             ", is the application's identity. Its store is in " + data;
+  }
+
   Platform pieces;
+  pieces.logLevel = options.logLevel;
+  pieces.waitInBackground = options.waitInBackground;
+  pieces.deferredCallbackOnMain = options.deferredCallbackOnMain;
   pieces.clock = std::make_shared<platform::LinuxClock>();
-  pieces.log = std::make_shared<platform::StderrSink>();
+  if (options.logTarget) {
+    pieces.log = std::make_shared<FunctionSink>(options.logTarget);
+  } else {
+    pieces.log = std::make_shared<platform::StderrSink>();
+  }
   pieces.dispatcher = std::make_shared<platform::AsioDispatcher>(
-      options.mainLoop, [log = Log(pieces.clock, pieces.log)](const std::string& why) {
+      options.mainLoop, [log = Log(pieces.clock, pieces.log, options.logLevel)](const std::string& why) {
         log.error("no thread to be had, the work waits: " + why, ZUL_HERE);
       });
   pieces.store = std::make_shared<platform::SqliteStore>(data);
   pieces.http = std::make_shared<platform::CurlHttpClient>();
-  pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId);
+  pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId, options.info, remark);
   pieces.reachability = std::make_shared<platform::NetlinkReachability>();
   pieces.device = std::make_shared<platform::LinuxDevice>(applicationId);
   pieces.userDefaults = std::make_shared<platform::LinuxUserDefaults>(config + "/defaults.json");

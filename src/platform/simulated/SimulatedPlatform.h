@@ -27,8 +27,10 @@ class SimulatedBundle final : public Bundle {
   std::string bundleIdentifier() override { return info.string("CFBundleIdentifier").value_or("com.example.app"); }
   std::optional<std::string> resource(const std::string& name) override;
   Dictionary propertyList(const std::string& name, std::string* error) override;
+  std::string remark() const override { return hint; }
 
   Dictionary info;
+  std::string hint;  ///< on how the application is identified
   std::map<std::string, std::string> resources;
   std::map<std::string, Dictionary> propertyLists;
   int listsRead = 0;

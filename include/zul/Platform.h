@@ -15,10 +15,13 @@ class Clock;
 class Device;
 class Dispatcher;
 class DocumentStore;
+class HostResolver;
 class HttpClient;
 class LifeCycle;
 class LogSink;
+class NotificationCenter;
 class Reachability;
+class UdpSockets;
 class UserDefaults;
 }  // namespace platform
 
@@ -35,6 +38,9 @@ struct ZUL_EXPORT Platform {
   std::shared_ptr<platform::UserDefaults> userDefaults;
   std::shared_ptr<platform::LogSink> log;
   std::shared_ptr<platform::LifeCycle> lifeCycle;
+  std::shared_ptr<platform::NotificationCenter> notifications;
+  std::shared_ptr<platform::HostResolver> resolver;
+  std::shared_ptr<platform::UdpSockets> udp;
   Deployment deployment;
 
   /// Calls `visit(name, member)` for each piece.
@@ -50,6 +56,9 @@ struct ZUL_EXPORT Platform {
     visit("userDefaults", &Platform::userDefaults);
     visit("log", &Platform::log);
     visit("lifeCycle", &Platform::lifeCycle);
+    visit("notifications", &Platform::notifications);
+    visit("resolver", &Platform::resolver);
+    visit("udp", &Platform::udp);
   }
 };
 

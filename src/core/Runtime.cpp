@@ -44,8 +44,8 @@ Runtime::Runtime(Platform platform)
     : platform_(complete(std::move(platform))),
       log_(platform_.clock, platform_.log),
       tasks_(platform_.dispatcher, log_),
-      networkClock_(platform_.clock, *platform_.lifeCycle),
-      util_(platform_.clock, networkClock_),
+      networkClock_(std::make_shared<NHNetworkClock>(platform_, tasks_, log_)),
+      util_(platform_.clock, *networkClock_),
       reachability_(platform_.reachability, platform_.deployment),
       db_(platform_.store, tasks_, log_),
       identifiers_(db_, platform_.device, platform_.bundle, platform_.http, platform_.deployment, log_),
@@ -99,13 +99,17 @@ Tracker& Runtime::tracker() {
   std::call_once(trackerOnce_, [&] {
     tracker_ = std::make_unique<Tracker>(TrackerServices{
         tasks_, platform_.http, platform_.bundle, platform_.deployment, db_, record_, util_, reachability_,
-        networkClock_, attribution_, deferredLinks_, webView_, debugMode_, stopping_, log_});
+        *networkClock_, attribution_, deferredLinks_, webView_, debugMode_, stopping_, log_});
     madeTracker_ = tracker_.get();
     made = true;
   });
   // Outside, since it calls host code, which may call back.
   if (made) log_.guard([this] { tracker_->announce(); }, ZUL_HERE);
   return *madeTracker_;
+}
+
+NHNetworkClock& NHNetworkClock::sharedNetworkClock() {
+  return Runtime::process().networkClock();
 }
 
 Tracker& Tracker::sharedInstance() {

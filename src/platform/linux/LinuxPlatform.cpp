@@ -8,6 +8,8 @@
 #include <string_view>
 
 #include "AsioDispatcher.h"
+#include "AsioHostResolver.h"
+#include "AsioUdpSockets.h"
 #include "CurlHttpClient.h"
 #include "LinuxBundle.h"
 #include "LinuxClock.h"
@@ -20,6 +22,7 @@
 #include "StderrSink.h"
 #include "zul/Platform.h"
 #include "zul/platform/LifeCycle.h"
+#include "zul/platform/NotificationCenter.h"
 
 namespace zul {
 
@@ -79,10 +82,11 @@ Platform linuxPlatform(const LinuxOptions& options) {
   Platform pieces;
   pieces.clock = std::make_shared<platform::LinuxClock>();
   pieces.log = std::make_shared<platform::StderrSink>();
-  pieces.dispatcher = std::make_shared<platform::AsioDispatcher>(
+  const auto dispatcher = std::make_shared<platform::AsioDispatcher>(
       options.mainLoop, [log = Log(pieces.clock, pieces.log)](const std::string& why) {
         log.error("no thread to be had, the work waits: " + why, ZUL_HERE);
       });
+  pieces.dispatcher = dispatcher;
   pieces.store = std::make_shared<platform::SqliteStore>(data);
   pieces.http = std::make_shared<platform::CurlHttpClient>();
   pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId);
@@ -90,6 +94,9 @@ Platform linuxPlatform(const LinuxOptions& options) {
   pieces.device = std::make_shared<platform::LinuxDevice>(applicationId);
   pieces.userDefaults = std::make_shared<platform::LinuxUserDefaults>(config + "/defaults.json");
   pieces.lifeCycle = std::make_shared<platform::HostLifeCycle>();
+  pieces.notifications = std::make_shared<platform::LocalNotificationCenter>();
+  pieces.resolver = std::make_shared<platform::AsioHostResolver>();
+  pieces.udp = std::make_shared<platform::AsioUdpSockets>(dispatcher->core());
   return pieces;
 }
 

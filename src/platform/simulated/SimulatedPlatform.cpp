@@ -31,7 +31,9 @@ SimulatedPlatform::SimulatedPlatform()
       reachability(std::make_shared<SimulatedReachability>()),
       userDefaults(std::make_shared<SimulatedUserDefaults>()),
       log(std::make_shared<MemoryLog>()),
-      lifeCycle(std::make_shared<HostLifeCycle>()) {}
+      lifeCycle(std::make_shared<HostLifeCycle>()),
+      notifications(std::make_shared<LocalNotificationCenter>()),
+      network(std::make_shared<SimulatedNetwork>(dispatcher)) {}
 
 Platform SimulatedPlatform::platform() const {
   Platform platform = {.clock = clock,
@@ -44,9 +46,13 @@ Platform SimulatedPlatform::platform() const {
                        .userDefaults = userDefaults,
                        .log = log,
                        .lifeCycle = lifeCycle,
+                       .notifications = notifications,
+                       .resolver = network,
+                       .udp = network,
                        .deployment = {}};
   platform.deployment.collectorBaseUrl = "https://collector.test";
   platform.deployment.appStoreLookupHost = "lookup.test";
+  platform.deployment.ntpHosts.clear();
   return platform;
 }
 

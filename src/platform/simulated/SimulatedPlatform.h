@@ -8,6 +8,7 @@
 #include "SimulatedClock.h"
 #include "SimulatedDispatcher.h"
 #include "SimulatedHttp.h"
+#include "SimulatedNetwork.h"
 #include "SimulatedStore.h"
 #include "zul/Dictionary.h"
 #include "zul/Platform.h"
@@ -15,6 +16,7 @@
 #include "zul/platform/Device.h"
 #include "zul/platform/LifeCycle.h"
 #include "zul/platform/LogSink.h"
+#include "zul/platform/NotificationCenter.h"
 #include "zul/platform/Reachability.h"
 #include "zul/platform/UserDefaults.h"
 
@@ -92,8 +94,10 @@ struct SimulatedPlatform {
   std::shared_ptr<SimulatedUserDefaults> userDefaults;
   std::shared_ptr<MemoryLog> log;
   std::shared_ptr<HostLifeCycle> lifeCycle;
+  std::shared_ptr<LocalNotificationCenter> notifications;
+  std::shared_ptr<SimulatedNetwork> network;
 
-  /// What a library takes.
+  /// What a library takes. It asks no time servers unless the deployment is given some.
   Platform platform() const;
 };
 

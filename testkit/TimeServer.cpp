@@ -7,6 +7,8 @@ namespace zul::test {
 
 namespace {
 
+constexpr double kStepsEvery = 600;  // seconds
+
 void put(ntp::Packet& packet, std::size_t at, std::uint32_t value) {
   for (std::size_t i = at + 4; i-- > at; value >>= 8) packet[i] = static_cast<std::byte>(value);
 }
@@ -28,7 +30,11 @@ std::vector<TimeServer::Bytes> TimeServer::answer(std::span<const std::byte> que
   if (question.size() < ntp::kPacketSize || (std::to_integer<int>(question[0]) & 7) != kClientMode) return {};
   ntp::Packet asked{};
   std::copy_n(question.begin(), asked.size(), asked.begin());
-  if (answersOlderQuery) std::swap(asked, before_);
+  if (!first) first = time;
+  time += stepping * std::floor((time - *first) / kStepsEvery);
+  ahead = !ahead;
+  time += ahead ? lying : -lying;
+  if (answersOlderQuery) std::swap(asked, before);
 
   ntp::Packet packet{};
   packet[0] = static_cast<std::byte>(0x20 | mode);

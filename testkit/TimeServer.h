@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -25,8 +26,13 @@ struct TimeServer {
   /// The answers to a client's question that comes at `time`, seconds since 1970; none to anything else.
   std::vector<Bytes> answer(std::span<const std::byte> question, double time);
 
- private:
-  ntp::Packet before_{};
+  double lying = 0;     ///< seconds by which each answer is wrong, one ahead and the next behind
+  double stepping = 0;  ///< seconds that its clock jumps ahead every ten minutes
+
+  // What it remembers.
+  ntp::Packet before{};
+  bool ahead = false;
+  std::optional<double> first{};  ///< when it was asked first
 };
 
 /// Seconds since 1970 as servers tell them; the era is lost.

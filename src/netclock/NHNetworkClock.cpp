@@ -1,6 +1,7 @@
 #include "NHNetworkClock.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "ClockCombination.h"
@@ -96,7 +97,12 @@ void NHNetworkClock::createAssociations(const std::weak_ptr<NHNetworkClock>& wea
   Servers servers;
   for (const auto& name : names) {
     if (const auto self = weak.lock(); !self || !self->isCurrent(round)) return;
-    auto found = resolver->resolve(name);
+    platform::HostResolver::Found found;
+    try {
+      found = resolver->resolve(name);
+    } catch (const std::exception& error) {
+      found.error = error.what();
+    }
     if (found.addresses.empty()) servers.problems += (servers.problems.empty() ? "" : ", ") + name + ": " + found.error;
     for (auto& address : found.addresses) {
       auto& known = servers.addresses;

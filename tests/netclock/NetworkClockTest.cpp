@@ -8,6 +8,7 @@
 #include "NetworkClock.h"
 #include "Runtime.h"
 #include "SimulatedPhone.h"
+#include "zul/platform/HostResolver.h"
 
 namespace zul {
 namespace {
@@ -133,6 +134,23 @@ TEST_F(NetworkClockTest, SeveralStartsLeaveOneSetAndAResetNone) {
   EXPECT_TRUE(phone.sim.dispatcher->waiting().empty());
   EXPECT_EQ(phone.sim.network->sockets(), 0);
   EXPECT_EQ(announced, 2);
+}
+
+// The first of two names cannot even be looked up.
+TEST_F(NetworkClockTest, AResolverThatThrowsCostsOneName) {
+  struct Throwing final : platform::HostResolver {
+    Found resolve(const std::string& host) override {
+      if (host == "bad.test") throw std::runtime_error("no descriptor left");
+      return {{"192.0.2.1"}, ""};
+    }
+  };
+  auto platform = phone.sim.platform();
+  platform.resolver = std::make_shared<Throwing>();
+  platform.deployment.ntpHosts = {"bad.test", "good.test"};
+  Runtime runtime(platform);
+  runtime.networkClock().createAssociations();
+  EXPECT_EQ(runtime.networkClock().timeAssociations().size(), 1U);
+  EXPECT_EQ(phone.sim.log->count("Exception"), 0U);
 }
 
 // A look-up that never ends holds up later ones alone, and its process can end.

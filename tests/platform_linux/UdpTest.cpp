@@ -62,8 +62,7 @@ struct Peer {
 
 class UdpTest : public testing::Test {
  protected:
-  AsioDispatcher dispatcher;
-  AsioUdpSockets sockets{dispatcher.core()};
+  AsioUdpSockets sockets{std::make_shared<AsioDispatcher>()};  // which nobody else keeps
   Mailbox mailbox;
 };
 
@@ -102,12 +101,12 @@ TEST_F(UdpTest, WhatCannotBeSentIsLostAndTheNextOneTriesAgain) {
   EXPECT_EQ(peer.receive(), 48U);
 }
 
-TEST_F(UdpTest, AClosedSocketIsSilentAndOutlivesItsDispatcher) {
+TEST_F(UdpTest, AClosedSocketIsSilentAndAnOpenOneOutlivesItsDispatcher) {
   Peer peer("127.0.0.1");
-  auto own = std::make_unique<AsioDispatcher>();
-  AsioUdpSockets others(own->core());
-  auto closed = others.open(mailbox.receiver());
-  auto open = others.open(mailbox.receiver());
+  auto own = std::make_shared<AsioDispatcher>();
+  auto others = std::make_unique<AsioUdpSockets>(own);
+  auto closed = others->open(mailbox.receiver());
+  auto open = others->open(mailbox.receiver());
   closed->send("127.0.0.1", peer.port(), bytes(48, 1));
   EXPECT_EQ(peer.receive(), 48U);
   closed.reset();
@@ -120,6 +119,7 @@ TEST_F(UdpTest, AClosedSocketIsSilentAndOutlivesItsDispatcher) {
 
   own->stop();
   open->send("127.0.0.1", peer.port(), bytes(48, 1));
+  others.reset();
   own.reset();
   open->send("127.0.0.1", peer.port(), bytes(48, 1));
   open.reset();

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "AsioCore.h"
+#include "AsioDispatcher.h"
 
 namespace zul::platform {
 
@@ -107,7 +108,7 @@ class AsioUdpSocket final : public UdpSocket {
 }  // namespace
 
 std::unique_ptr<UdpSocket> AsioUdpSockets::open(Receive receive) {
-  return std::make_unique<AsioUdpSocket>(std::make_shared<Endpoint>(core_, std::move(receive)));
+  return std::make_unique<AsioUdpSocket>(std::make_shared<Endpoint>(dispatcher_->core(), std::move(receive)));
 }
 
 }  // namespace zul::platform

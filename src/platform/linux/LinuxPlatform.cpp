@@ -96,7 +96,7 @@ Platform linuxPlatform(const LinuxOptions& options) {
   pieces.lifeCycle = std::make_shared<platform::HostLifeCycle>();
   pieces.notifications = std::make_shared<platform::LocalNotificationCenter>();
   pieces.resolver = std::make_shared<platform::AsioHostResolver>();
-  pieces.udp = std::make_shared<platform::AsioUdpSockets>(dispatcher->core());
+  pieces.udp = std::make_shared<platform::AsioUdpSockets>(dispatcher);
   return pieces;
 }
 

@@ -64,8 +64,8 @@ void serve(const ntptool::CommandLine& line, const Ending& ending) {
   for (const auto& address : line.hosts) {
     try {
       servers.push_back(std::make_unique<test::LoopbackTimeServer>(address, port, *line.serve));
-    } catch (const std::exception& error) {
-      throw std::runtime_error(fmt::format("cannot serve at {} port {}: {}", address, port, error.what()));
+    } catch (const boost::system::system_error& error) {
+      throw std::runtime_error(fmt::format("cannot serve at {} port {}: {}", address, port, error.code().message()));
     }
     port = servers.back()->port();
     fmt::print("serving at {} port {}\n", address, port);

@@ -1,7 +1,6 @@
 #include "LoopbackTimeServer.h"
 
 #include <boost/asio/buffer.hpp>
-#include <utility>
 
 #include "LinuxClock.h"
 
@@ -13,9 +12,10 @@ using Udp = boost::asio::ip::udp;
 
 }  // namespace
 
-LoopbackTimeServer::LoopbackTimeServer(const std::string& address, std::uint16_t port, double ahead, TimeServer server)
+LoopbackTimeServer::LoopbackTimeServer(const std::string& address, std::uint16_t port, double ahead,
+                                       const TimeServer& server)
     : ahead_(ahead),
-      server_(std::move(server)),
+      server_(server),
       socket_(context_, Udp::endpoint(boost::asio::ip::make_address(address), port)),
       port_(socket_.local_endpoint().port()) {
   serve();

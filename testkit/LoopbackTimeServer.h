@@ -16,7 +16,7 @@ class LoopbackTimeServer {
  public:
   /// Answers at the address, whose port may be 0 for any, by this machine's clock and so many seconds ahead of it.
   /// Throws boost::system::system_error when it cannot listen there.
-  LoopbackTimeServer(const std::string& address, std::uint16_t port, double ahead, TimeServer server = {});
+  LoopbackTimeServer(const std::string& address, std::uint16_t port, double ahead, const TimeServer& server = {});
   ~LoopbackTimeServer();
   LoopbackTimeServer(const LoopbackTimeServer&) = delete;
   LoopbackTimeServer& operator=(const LoopbackTimeServer&) = delete;

@@ -12,27 +12,13 @@
 #include "CommandLine.h"
 #include "LoopbackTimeServer.h"
 #include "NHNetworkClock.h"
-#include "zul/platform/Bundle.h"
+#include "SimulatedPlatform.h"
 #include "zul/platform/Dispatcher.h"
 #include "zul/platform/NotificationCenter.h"
-#include "zul/platform/UserDefaults.h"
 
 namespace {
 
 using namespace zul;
-
-/// Nothing of the application's counts here, and nothing is left behind.
-class NoBundle final : public platform::Bundle {
- public:
-  Dictionary infoDictionary() override { return {}; }
-  std::string bundleIdentifier() override { return "zul-ntp"; }
-  std::optional<std::string> resource(const std::string&) override { return std::nullopt; }
-};
-class NoDefaults final : public platform::UserDefaults {
- public:
-  std::optional<double> number(const std::string&) override { return std::nullopt; }
-  void setNumber(const std::string&, double) override {}
-};
 
 /// The signals that end the program, as something to wait for.
 class Ending {
@@ -76,8 +62,9 @@ void serve(const ntptool::CommandLine& line, const Ending& ending) {
 
 void ask(const ntptool::CommandLine& line, const Ending& ending) {
   auto platform = linuxPlatform("zul-ntp");
-  platform.bundle = std::make_shared<NoBundle>();
-  platform.userDefaults = std::make_shared<NoDefaults>();
+  // Nothing of an application's counts here, and nothing is left behind.
+  platform.bundle = std::make_shared<platform::SimulatedBundle>();
+  platform.userDefaults = std::make_shared<platform::SimulatedUserDefaults>();
   platform.deployment.ntpHosts = line.hosts;
   platform.deployment.ntpPort = line.port;
   const Log log(platform.clock, platform.log);

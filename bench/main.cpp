@@ -38,13 +38,15 @@ void bench(const char* jsonFile) {
   benchStartup(table);
   std::cout << "events ..." << std::endl;
   benchEvents(collector, table);
-  std::cout << "store and upload bodies ..." << std::endl;
+  std::cout << "store, upload bodies and clock ..." << std::endl;
   registerStoreBench(workbench, folder.path());
   registerUploadBench();
+  registerClockBench();
   Measurements measurements;
   benchmark::RunSpecifiedBenchmarks(&measurements);
   tabulateStoreBench(measurements, workbench, table);
   tabulateUploadBench(measurements, table);
+  tabulateClockBench(measurements, table);
   benchmark::ClearRegisteredBenchmarks();
   std::cout << "throughput ..." << std::endl;
   benchThroughput(workbench, collector, table);

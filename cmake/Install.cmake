@@ -43,7 +43,7 @@ configure_file(${CMAKE_CURRENT_LIST_DIR}/zulsession.pc.in zulsession-static.pc @
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zulsession.pc ${CMAKE_CURRENT_BINARY_DIR}/zulsession-static.pc
   DESTINATION ${pkgconfig_dir})
 
-foreach(program zul-collector zul-sim)
+foreach(program zul-collector zul-ntp zul-sim)
   if(TARGET ${program})
     install(TARGETS ${program} DESTINATION ${CMAKE_INSTALL_BINDIR})
   endif()

@@ -16,7 +16,8 @@ touch "$record" "$log"
 port=0
 collector_id=
 host_id=
-trap 'kill $collector_id $host_id 2>/dev/null || true' EXIT
+ntp_id=
+trap 'kill $collector_id $host_id $ntp_id 2>/dev/null || true' EXIT
 
 fail() {
   printf '\nThe demo failed: %s\nWhat it left is in %s\n' "$*" "$folder" >&2
@@ -158,6 +159,37 @@ check "two payloads in one upload, the one that waited first" both 'length == 2 
 await "the empty queue" nothing_waits
 check "nothing waits any more" nothing_waits
 stop_host
+
+headline "6. A new installation on a machine whose clock is two minutes slow, by three time servers"
+servers=(127.0.0.2 127.0.0.3 127.0.0.4)
+"$bin/zul-ntp" --serve 120 --port 0 "${servers[@]}" >"$folder/ntp.out" &
+ntp_id=$!
+await "the time servers" grep -q '^serving at 127.0.0.4' "$folder/ntp.out"
+ntp_port=$(sed -n '1s/.* //p' "$folder/ntp.out")
+store=$folder/data2/ZULLocalDB.sqlite
+log=$folder/library2.log
+touch "$log"
+text "zul-ntp asks them as the library does: the arrow turns up when a server has answered and is trusted."
+timeout 4 "$bin/zul-ntp" --port "$ntp_port" --every 1.2 "${servers[@]}" 2>>"$folder/ntp.log" | sed 's/^/   /' || true
+started=$(date +%s)
+start_host --data "$folder/data2" --ntp-port "$ntp_port" $(printf -- '--ntp %s ' "${servers[@]}")
+await "the first visit" answered 1
+text "" "The library, meanwhile: the associations are set up, the first trustworthy answer is announced and used."
+grep -E 'Time sync finished|the host hears|time sync done' "$log" | wrapped
+for line in 'Time sync finished' 'the host hears kNHNetworkTimeSyncCompleteNotification' 'time sync done'; do
+  check "\"$line\"" grep -q "$line" "$log"
+done
+install=$(query "SELECT body FROM documents WHERE id = 'Install'")
+text "" "$(printf '%-22s %s' "started, by the machine" "$started")" "Install                $install"
+text "$(printf '%-22s %s' "first payload" "$(session 6 | jq -c '{installTime, vtTz}')")"
+corrected() { jq -e --argjson started "$started" "(. / 1000 - \$started - 120) | . > 0 and . < 20"; }
+check "the install time is two minutes later than the machine's" corrected <<<"$(jq .installTime <<<"$install")"
+check "so is the visit's time stamp" corrected <<<"$(session 6 | jq .vtTz)"
+check "the offset is kept with it" jq -e '.timeOffset | . > 119900 and . < 120100' <<<"$install"
+stop_host
+kill "$ntp_id"
+wait "$ntp_id" || true
+ntp_id=
 stop_collector
 
 printf '\nAll as it should be. The log of the library, the requests and the store are in\n%s\n' "$folder"

@@ -2,7 +2,7 @@
 // on their way.
 //
 //   example-host --collector URL [--ca FILE] [--data FOLDER] [--bundle FOLDER] [--events N] [--later SECONDS]
-//                [--wait SECONDS]
+//                [--wait SECONDS] [--ntp HOST --ntp-port PORT]
 //
 // --later moves this host's clock, which shows how a piece of the platform is replaced. With "--events -" the
 // host does what standard input tells it, a line each: "event", "later SECONDS" or "quit".
@@ -11,9 +11,11 @@
 #include <zul/ZULSession.h>
 #include <zul/ZULSessionVersion.h>
 #include <zul/platform/Clock.h>
+#include <zul/platform/NotificationCenter.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -65,6 +67,8 @@ int main(int argc, char** argv) {
     std::cout << "example-host " ZUL_VERSION_STRING "\n";
     return 0;
   }
+  zul::Deployment timeServers;
+  timeServers.ntpHosts.clear();  // nothing outside this machine is asked
   for (int i = 1; i + 1 < argc; i += 2) {
     const std::string option = argv[i];
     const std::string value = argv[i + 1];
@@ -75,20 +79,26 @@ int main(int argc, char** argv) {
     if (option == "--events") events = value;
     if (option == "--later") later = std::atof(value.c_str());
     if (option == "--wait") wait = std::atof(value.c_str());
+    if (option == "--ntp") timeServers.ntpHosts.push_back(value);
+    if (option == "--ntp-port") timeServers.ntpPort = static_cast<std::uint16_t>(std::atoi(value.c_str()));
   }
   if (collector.empty()) {
     std::cerr << "usage: example-host --collector URL [--ca FILE] [--data FOLDER] [--bundle FOLDER] [--events N] "
-                 "[--later SECONDS] [--wait SECONDS]\n";
+                 "[--later SECONDS] [--wait SECONDS] [--ntp HOST --ntp-port PORT]\n";
     return 1;
   }
 
   auto platform = zul::linuxPlatform(options);
   platform.deployment.collectorBaseUrl = collector;
   platform.deployment.appStoreLookupHost = collector.substr(collector.find("//") + 2);
-  platform.deployment.ntpHosts.clear();  // nothing outside this machine is asked
+  platform.deployment.ntpHosts = timeServers.ntpHosts;
+  platform.deployment.ntpPort = timeServers.ntpPort;
   platform.deployment.caFile = ca;
   const auto clock = std::make_shared<LaterClock>(platform.clock, later);
   platform.clock = clock;
+  constexpr auto kSynchronized = zul::platform::NotificationCenter::kNHNetworkTimeSyncCompleteNotification;
+  const auto observation = platform.notifications->observe(
+      kSynchronized, [] { std::clog << "the host hears " << kSynchronized << std::endl; });
   zul::ZULSession::setPlatform(std::move(platform));
 
   zul::ZULSession::initialization(std::nullopt, zul::Application{});

@@ -18,11 +18,14 @@ class Clock;
 class Device;
 class Dispatcher;
 class DocumentStore;
+class HostResolver;
 class HttpClient;
 class Keychain;
 class LifeCycle;
 class LogSink;
+class NotificationCenter;
 class Reachability;
+class UdpSockets;
 class UserDefaults;
 }  // namespace platform
 
@@ -40,6 +43,9 @@ struct ZUL_EXPORT Platform {
   std::shared_ptr<platform::Keychain> keychain;
   std::shared_ptr<platform::LogSink> log;
   std::shared_ptr<platform::LifeCycle> lifeCycle;
+  std::shared_ptr<platform::NotificationCenter> notifications;
+  std::shared_ptr<platform::HostResolver> resolver;
+  std::shared_ptr<platform::UdpSockets> udp;
   Deployment deployment;
 
   // How the library treats its host; see LinuxOptions, which has the same and says more.
@@ -61,6 +67,9 @@ struct ZUL_EXPORT Platform {
     visit("keychain", &Platform::keychain);
     visit("log", &Platform::log);
     visit("lifeCycle", &Platform::lifeCycle);
+    visit("notifications", &Platform::notifications);
+    visit("resolver", &Platform::resolver);
+    visit("udp", &Platform::udp);
   }
 };
 

@@ -47,8 +47,8 @@ Runtime::Runtime(Platform platform)
     : platform_(complete(std::move(platform))),
       log_(platform_.clock, platform_.log, platform_.logLevel),
       tasks_(platform_.dispatcher, log_),
-      networkClock_(platform_.clock, *platform_.lifeCycle),
-      util_(platform_.clock, networkClock_),
+      networkClock_(std::make_shared<NHNetworkClock>(platform_, tasks_, log_)),
+      util_(platform_.clock, *networkClock_),
       reachability_(platform_.reachability, platform_.deployment),
       db_(platform_.store, tasks_, log_),
       identifiers_({&db_, platform_.device, platform_.keychain, platform_.bundle, platform_.http}, platform_.deployment,
@@ -121,7 +121,7 @@ Tracker& Runtime::tracker() {
   std::call_once(trackerOnce_, [&] {
     tracker_ = std::make_unique<Tracker>(TrackerServices{
         tasks_, platform_.http, platform_.bundle, platform_.deployment, db_, identifiers_, record_, util_,
-        reachability_, networkClock_, attribution_, deferredLinks_, webView_, debugMode_, stopping_, log_});
+        reachability_, *networkClock_, attribution_, deferredLinks_, webView_, debugMode_, stopping_, log_});
     madeTracker_ = tracker_.get();
     made = true;
   });
@@ -131,6 +131,10 @@ Tracker& Runtime::tracker() {
     log_.guard([this] { identifiers_.lookUpEarly(); }, ZUL_HERE);
   }
   return *madeTracker_;
+}
+
+NHNetworkClock& NHNetworkClock::sharedNetworkClock() {
+  return Runtime::process().networkClock();
 }
 
 Tracker& Tracker::sharedInstance() {

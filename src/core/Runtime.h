@@ -56,7 +56,7 @@ class Runtime {
   const Tasks& tasks() const { return tasks_; }
   LocalDB& db() { return db_; }
   SessionRecord& record() { return record_; }
-  NHNetworkClock& networkClock() { return networkClock_; }
+  NHNetworkClock& networkClock() { return *networkClock_; }
   DeferredLinkManager& deferredLinks() { return deferredLinks_; }
   CustomWKWebViewConfiguration& webView() { return webView_; }
   std::atomic<int>& debugMode() { return debugMode_; }
@@ -68,7 +68,7 @@ class Runtime {
   const Platform platform_;
   const Log log_;
   const Tasks tasks_;
-  NHNetworkClock networkClock_;
+  const std::shared_ptr<NHNetworkClock> networkClock_;  // a look-up may outlast the Runtime
   const ZULUtil util_;
   const ZULReachability reachability_;
   LocalDB db_;

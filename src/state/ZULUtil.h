@@ -16,7 +16,7 @@ class Clock;
 /// Clock readings, date texts, period ends and query parsing. Holds no state; any thread may call it.
 class ZULUtil {
  public:
-  ZULUtil(std::shared_ptr<platform::Clock> clock, const NHNetworkClock& networkClock)
+  ZULUtil(std::shared_ptr<platform::Clock> clock, NHNetworkClock& networkClock)
       : clock_(std::move(clock)), networkClock_(networkClock) {}
 
   /// Device time, seconds since 1970 with fraction.
@@ -48,7 +48,7 @@ class ZULUtil {
 
  private:
   std::shared_ptr<platform::Clock> clock_;
-  const NHNetworkClock& networkClock_;
+  NHNetworkClock& networkClock_;
 };
 
 }  // namespace zul

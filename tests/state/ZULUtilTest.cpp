@@ -18,8 +18,10 @@ class ZULUtilTest : public testing::Test {
   }
 
   platform::SimulatedPlatform sim;
-  NHNetworkClock networkClock{sim.clock, *sim.lifeCycle};
-  ZULUtil util{sim.clock, networkClock};
+  Log log{sim.clock, sim.log};
+  std::shared_ptr<NHNetworkClock> networkClock =
+      std::make_shared<NHNetworkClock>(sim.platform(), Tasks(sim.dispatcher, log), log);
+  ZULUtil util{sim.clock, *networkClock};
 };
 
 TEST_F(ZULUtilTest, PeriodsEndWhereTheCalendarSays) {
@@ -68,10 +70,10 @@ TEST_F(ZULUtilTest, QueriesAreCutAtQuestionMarksAndAmpersands) {
   EXPECT_EQ(ZULUtil::parseUrlString(""), (Map{{"", ""}}));
 }
 
-TEST_F(ZULUtilTest, NetworkTimeIsDeviceTimeUntilSynchronized) {
+TEST_F(ZULUtilTest, NetworkTimeIsDeviceTimeUntilAnOffsetIsKnown) {
   sim.clock->set(1000);
   EXPECT_EQ(util.getCurrentNTPTimeSec(), 1000);
-  networkClock.setOffset(2.5);
+  sim.userDefaults->setNumber(NHNetworkClock::kTimeOffsetKey, 2.5);
   EXPECT_EQ(util.getCurrentNTPTimeSec(), 997.5);
 }
 

@@ -16,6 +16,7 @@
 #include "Runtime.h"
 #include "Simulator.h"
 #include "SimulatorLog.h"
+#include "TimeServers.h"
 #include "Tracker.h"
 #include "Views.h"
 
@@ -180,6 +181,7 @@ void Simulator::network(Arguments& arguments) {
   if (!network) throw CommandError(fmt::format("the network is wifi, cellular or offline, not {}", name));
   phone_.sim.reachability->value = network->flags;
   phone_.sim.http->setOnline(network->flags != 0);
+  phone_.sim.network->setOnline(network->flags != 0);
 }
 
 void Simulator::collector(Arguments& arguments) {
@@ -193,8 +195,11 @@ void Simulator::collector(Arguments& arguments) {
   phone_.sim.http->answer(std::string(path(service->endpoint)), readAnswer(service->endpoint, std::move(form)));
 }
 
-void Simulator::ntp(Arguments&) {
-  notBuilt("the network clock");
+void Simulator::ntp(Arguments& arguments) {
+  std::vector<test::SimulatedPhone::PlacedTimeServer> servers;
+  if (!arguments.take("none")) servers = readTimeServers(arguments.value("the time servers"));
+  arguments.end();
+  phone_.setTimeServers(std::move(servers));
 }
 
 // ---- the application
@@ -239,8 +244,8 @@ void Simulator::state(Arguments& arguments) {
   arguments.end();
   const auto* const state = find(kStates, name);
   if (!state) throw CommandError(fmt::format("there is no state {}", name));
-  if (!state->missing.empty()) notBuilt(state->missing);
-  state_ = state->state;
+  if (state->state) state_ = *state->state;
+  if (state->event) phone_.sim.lifeCycle->notify(*state->event);
 }
 
 void Simulator::advance(Arguments& arguments) {
@@ -336,7 +341,11 @@ value Simulator::view(const std::string& what) {
     return requests;
   }
   if (what == "log") return boost::json::array(log_->lines().begin(), log_->lines().end());
-  if (what == "clock") return clockView(*sim.clock);
+  if (what == "clock") {
+    auto clock = clockView(*sim.clock);
+    if (auto* const runtime = phone_.processIfRunning()) clock["network"] = networkClockView(runtime->networkClock());
+    return clock;
+  }
   if (what == "timers") return timersView(*sim.dispatcher);
   throw CommandError(fmt::format("there is nothing called {} to show; see help show", what));
 }
@@ -396,6 +405,8 @@ void Simulator::help(Arguments& arguments) {
   arguments.end();
   if (name == "device") {
     shown_ = deviceHelp();
+  } else if (name == "ntp") {
+    shown_ = timeServersHelp();
   } else if (name == "call") {
     object help;
     for (const auto& operation : operations()) {

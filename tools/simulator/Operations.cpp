@@ -114,6 +114,9 @@ Tracker& target(Runtime& runtime, Tracker*) {
 SessionController& target(Runtime& runtime, SessionController*) {
   return runtime.tracker().sessionController();
 }
+NHNetworkClock& target(Runtime& runtime, NHNetworkClock*) {
+  return runtime.networkClock();
+}
 
 // Calls what `work` does as the facade would: what it throws is logged and dropped.
 template <typename Work>
@@ -229,6 +232,7 @@ constexpr std::string_view kPurchases = "purchases";
 const std::vector<Operation>& operations() {
   using T = Tracker;
   using C = SessionController;
+  using N = NHNetworkClock;
   static const std::vector<Operation> all = {
       // The facade
       entry("initialization", false, false),
@@ -320,6 +324,16 @@ const std::vector<Operation>& operations() {
       missing("Tracker.setUserLogout", kMember),
       missing("Tracker.saveUserLoginInfo", kMember),
       missing("Tracker.saveDeviceToken", kPush),
+
+      operation<&N::synchronize>("NHNetworkClock.synchronize"),
+      operation<&N::reset>("NHNetworkClock.reset"),
+      operation<&N::finishAssociations>("NHNetworkClock.finishAssociations"),
+      operation<&N::isSynchronized>("NHNetworkClock.isSynchronized"),
+      operation<&N::networkOffset>("NHNetworkClock.networkOffset"),
+      operation<&N::networkTime>("NHNetworkClock.networkTime"),
+      operation<&N::setShouldUseSavedSynchronizedTime>("NHNetworkClock.setShouldUseSavedSynchronizedTime"),
+      operation<&N::setIsAutoSynchronizedWhenUserChangeLocalTime>(
+          "NHNetworkClock.setIsAutoSynchronizedWhenUserChangeLocalTime"),
 
       // Through the Tracker's session controller
       operation<&C::resetSid>("SessionController.resetSid"),

@@ -96,9 +96,9 @@ boost::json::array timersView(const platform::SimulatedDispatcher& dispatcher) {
   boost::json::array timers;
   for (const auto& waiting : dispatcher.waiting()) {
     // Rounded, since a sum of seconds in doubles is seldom exact.
-    const double left = std::max(waiting.due - dispatcher.now(), 0.0);
-    boost::json::object timer{{"in", std::round(left * 1000) / 1000}, {"queue", waiting.queue}};
-    if (waiting.every > 0) timer["every"] = waiting.every;
+    const auto rounded = [](double seconds) { return std::round(seconds * 1000) / 1000; };
+    boost::json::object timer{{"in", rounded(std::max(waiting.due - dispatcher.now(), 0.0))}, {"queue", waiting.queue}};
+    if (waiting.every > 0) timer["every"] = rounded(waiting.every);
     if (waiting.sleeping) timer["sleeping"] = true;
     timers.push_back(std::move(timer));
   }

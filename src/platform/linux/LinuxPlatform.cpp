@@ -12,6 +12,8 @@
 #include <utility>
 
 #include "AsioDispatcher.h"
+#include "AsioHostResolver.h"
+#include "AsioUdpSockets.h"
 #include "CurlHttpClient.h"
 #include "LinuxBundle.h"
 #include "LinuxClock.h"
@@ -26,6 +28,7 @@
 #include "zul/Platform.h"
 #include "zul/platform/LifeCycle.h"
 #include "zul/platform/LogSink.h"
+#include "zul/platform/NotificationCenter.h"
 
 namespace zul {
 
@@ -122,10 +125,11 @@ Platform linuxPlatform(const LinuxOptions& options) {
   } else {
     pieces.log = std::make_shared<platform::StderrSink>();
   }
-  pieces.dispatcher = std::make_shared<platform::AsioDispatcher>(
+  const auto dispatcher = std::make_shared<platform::AsioDispatcher>(
       options.mainLoop, [log = Log(pieces.clock, pieces.log, options.logLevel)](const std::string& why) {
         log.error("no thread to be had, the work waits: " + why, ZUL_HERE);
       });
+  pieces.dispatcher = dispatcher;
   pieces.store = std::make_shared<platform::SqliteStore>(data);
   pieces.http = std::make_shared<platform::CurlHttpClient>();
   pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId, options.info, remark);
@@ -135,6 +139,9 @@ Platform linuxPlatform(const LinuxOptions& options) {
   pieces.keychain = std::make_shared<platform::SqliteKeychain>(options.keychainFile.empty() ? keychainFile(data)
                                                                                             : options.keychainFile);
   pieces.lifeCycle = std::make_shared<platform::HostLifeCycle>();
+  pieces.notifications = std::make_shared<platform::LocalNotificationCenter>();
+  pieces.resolver = std::make_shared<platform::AsioHostResolver>();
+  pieces.udp = std::make_shared<platform::AsioUdpSockets>(dispatcher);
   return pieces;
 }
 

@@ -9,6 +9,7 @@
 #include "SimulatedDispatcher.h"
 #include "SimulatedHttp.h"
 #include "SimulatedKeychain.h"
+#include "SimulatedNetwork.h"
 #include "SimulatedStore.h"
 #include "zul/Dictionary.h"
 #include "zul/Platform.h"
@@ -16,6 +17,7 @@
 #include "zul/platform/Device.h"
 #include "zul/platform/LifeCycle.h"
 #include "zul/platform/LogSink.h"
+#include "zul/platform/NotificationCenter.h"
 #include "zul/platform/Reachability.h"
 #include "zul/platform/UserDefaults.h"
 
@@ -99,8 +101,10 @@ struct SimulatedPlatform {
   std::shared_ptr<SimulatedKeychain> keychain;
   std::shared_ptr<MemoryLog> log;
   std::shared_ptr<HostLifeCycle> lifeCycle;
+  std::shared_ptr<LocalNotificationCenter> notifications;
+  std::shared_ptr<SimulatedNetwork> network;
 
-  /// What a library takes.
+  /// What a library takes. It asks no time servers unless the deployment is given some.
   Platform platform() const;
 };
 

@@ -24,6 +24,7 @@ Workbench::Workbench(const std::string& folder) {
   options.applicationId = "com.example.bench";
   options.bundleFolder = folder;
   options.dataFolder = folder;
+  options.keychainFile = folder + "/keychain.sqlite";
   auto platform = linuxPlatform(options);
   platform.log = std::make_shared<NoLog>();
   platform.store = store_ = std::make_shared<test::CountingStore>(platform.store);

@@ -50,6 +50,7 @@ struct ZUL_EXPORT Platform {
     visit("reachability", &Platform::reachability);
     visit("device", &Platform::device);
     visit("userDefaults", &Platform::userDefaults);
+    visit("keychain", &Platform::keychain);
     visit("log", &Platform::log);
     visit("lifeCycle", &Platform::lifeCycle);
   }
@@ -65,6 +66,9 @@ struct ZUL_EXPORT LinuxOptions {
 
   /// The folder for the store. Empty: $XDG_DATA_HOME/<applicationId>, or ~/.local/share/<applicationId>.
   std::string dataFolder;
+
+  /// The file of the keychain, which outlives the store. Empty: <data folder>-keychain.sqlite, beside the data folder.
+  std::string keychainFile;
 
   /// Hands a task to the host's own event loop, which then is the main queue. Empty: the main queue is a
   /// thread of the library's own.

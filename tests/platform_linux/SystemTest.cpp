@@ -22,6 +22,7 @@
 #include "zul/Platform.h"
 #include "zul/platform/Bundle.h"
 #include "zul/platform/DocumentStore.h"
+#include "zul/platform/Keychain.h"
 #include "zul/platform/UserDefaults.h"
 
 namespace zul::platform {
@@ -207,12 +208,25 @@ TEST(LinuxPlatform, StaysInItsFoldersAndStartsNothing) {
   pieces.userDefaults->setNumber("key", 1);
   EXPECT_TRUE(std::filesystem::is_directory(folder.path("data/___.._outside")));
   EXPECT_TRUE(std::filesystem::exists(folder.path("config/___.._outside/defaults.json")));
+  EXPECT_EQ(pieces.keychain->SecItemAdd({}), Keychain::Status::ok);
+  EXPECT_TRUE(std::filesystem::exists(folder.path("data/___.._outside-keychain.sqlite")));
   EXPECT_EQ(pieces.bundle->bundleIdentifier(), "../../outside");
 
   LinuxOptions options;
   options.dataFolder = folder.path("given");
   linuxPlatform(options).userDefaults->setNumber("key", 1);
   EXPECT_TRUE(std::filesystem::exists(folder.path("given/defaults.json")));
+  // However the folder is written, its removal leaves the keychain.
+  for (const std::string given : {"with space", "slash//", "inner/.", "inner/../other"}) {
+    options.dataFolder = folder.path(given);
+    EXPECT_EQ(linuxPlatform(options).keychain->SecItemAdd({}), Keychain::Status::ok) << given;
+  }
+  for (const std::string made : {"with space", "slash", "inner", "other"}) {
+    EXPECT_TRUE(std::filesystem::exists(folder.path(made + "-keychain.sqlite"))) << made;
+  }
+  options.keychainFile = folder.path("named");
+  EXPECT_EQ(linuxPlatform(options).keychain->SecItemAdd({}), Keychain::Status::ok);
+  EXPECT_TRUE(std::filesystem::exists(folder.path("named")));
 
   EXPECT_GT(pieces.deployment.ntpHosts.size(), 1u);
   EXPECT_THAT(pieces.deployment.ntpHosts, Each(Not(testing::ContainsRegex("[;, ]|^$"))));

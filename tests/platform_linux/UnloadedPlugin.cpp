@@ -10,6 +10,7 @@
 extern "C" __attribute__((visibility("default"))) void startLibrary(const char* folder) {
   zul::LinuxOptions options;
   options.dataFolder = folder;
+  options.keychainFile = options.dataFolder + "/keychain.sqlite";
   options.bundleFolder = folder;
   zul::Platform platform = zul::linuxPlatform(options);
   platform.deployment.ntpHosts.clear();  // whether anybody answers is all the same

@@ -3,9 +3,11 @@
 
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "AsioDispatcher.h"
 #include "CurlHttpClient.h"
@@ -16,6 +18,7 @@
 #include "LinuxUserDefaults.h"
 #include "Log.h"
 #include "NetlinkReachability.h"
+#include "SqliteKeychain.h"
 #include "SqliteStore.h"
 #include "StderrSink.h"
 #include "zul/Platform.h"
@@ -58,6 +61,15 @@ std::string userFolder(const char* variable, std::string_view underHome) {
   return home().append(underHome);
 }
 
+/// Beside the data folder, whatever form its path has, so that who removes that folder leaves the keychain.
+std::string keychainFile(const std::string& dataFolder) {
+  std::error_code error;
+  const auto absolute = std::filesystem::absolute(dataFolder, error);
+  auto folder = (error ? std::filesystem::path(dataFolder) : absolute).lexically_normal().string();
+  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  return folder + "-keychain.sqlite";
+}
+
 }  // namespace
 
 Platform linuxPlatform(const std::string& applicationId) {
@@ -89,6 +101,8 @@ Platform linuxPlatform(const LinuxOptions& options) {
   pieces.reachability = std::make_shared<platform::NetlinkReachability>();
   pieces.device = std::make_shared<platform::LinuxDevice>(applicationId);
   pieces.userDefaults = std::make_shared<platform::LinuxUserDefaults>(config + "/defaults.json");
+  pieces.keychain = std::make_shared<platform::SqliteKeychain>(options.keychainFile.empty() ? keychainFile(data)
+                                                                                            : options.keychainFile);
   pieces.lifeCycle = std::make_shared<platform::HostLifeCycle>();
   return pieces;
 }

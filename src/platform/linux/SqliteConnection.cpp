@@ -112,6 +112,10 @@ bool SqliteQuery::step() {
   return code == SQLITE_ROW;
 }
 
+bool SqliteQuery::isNull(int column) {
+  return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+}
+
 std::string SqliteQuery::text(int column) {
   const void* data = sqlite3_column_blob(statement_, column);
   const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
@@ -144,6 +148,11 @@ SqliteTransaction::~SqliteTransaction() {
 
 void SqliteTransaction::commit() {
   SqliteQuery(connection_, "COMMIT").step();
+}
+
+std::int64_t schemaVersion(SqliteConnection& connection) {
+  SqliteQuery query(connection, "PRAGMA user_version");
+  return query.step() ? query.number(0) : 0;
 }
 
 bool isDamaged(const std::string& path) {

@@ -76,6 +76,7 @@ class SqliteQuery {
   bool step();
 
   /// Columns of the row count from 0.
+  bool isNull(int column);
   std::string text(int column);
   std::int64_t number(int column);
 
@@ -99,6 +100,9 @@ class SqliteTransaction {
  private:
   SqliteConnection& connection_;
 };
+
+/// The number that a database has for its layout: PRAGMA user_version, 0 in a new one. Throws SqliteError.
+std::int64_t schemaVersion(SqliteConnection& connection);
 
 /// Looks at the whole database anew: true when it is damaged or none. Throws SqliteError when it could not be looked
 /// at, which says nothing about what is in it.

@@ -46,9 +46,9 @@ std::string utcStamp() {
   return {text.data(), length};
 }
 
-// The database comes last: whatever interrupts the renaming, no log is left behind without its database,
-// for SQLite would delete it.
-constexpr std::array kSuffixes = {"-wal", "-shm", ""};
+// What SQLite keeps beside a database, and the database, which comes last: whatever interrupts the renaming, no log is
+// left behind without its database, for SQLite would delete it.
+constexpr std::array kSuffixes = {"-journal", "-wal", "-shm", ""};
 
 bool hasLog(const std::string& path) {
   constexpr off_t kLogHeader = 32;

@@ -19,7 +19,7 @@ bool holdsNothing(const std::string& path);
 /// did. SQLite would delete the log, and now reads it instead. Throws SqliteError.
 bool keepLogOfEmptyDatabase(const std::string& path);
 
-/// Renames a database, with its log and index, to "<path>.corrupt-<UTC time>", under a number of its own
+/// Renames a database, with its journal, log and index, to "<path>.corrupt-<UTC time>", under a number of its own
 /// where that is taken, so that the set can still be opened. All files are renamed or none; connections
 /// that are still open go on with the renamed ones. Returns the new path; throws SqliteError.
 std::string renameCorruptDatabase(const std::string& path);

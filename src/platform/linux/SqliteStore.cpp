@@ -118,11 +118,6 @@ void read(SqliteQuery& query, std::vector<StoredRow>& rows) {
   while (query.step()) rows.push_back({query.text(0), query.text(1)});
 }
 
-std::int64_t schemaVersion(SqliteConnection& connection) {
-  SqliteQuery query(connection, "PRAGMA user_version");
-  return query.step() ? query.number(0) : 0;
-}
-
 // Costs nothing where the database has a log already, which it remembers.
 bool turnLogOn(SqliteConnection& connection) {
   SqliteQuery query(connection, "PRAGMA journal_mode=WAL");

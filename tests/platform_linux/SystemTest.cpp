@@ -14,7 +14,6 @@
 
 #include "Child.h"
 #include "Descriptor.h"
-#include "LinuxDevice.h"
 #include "LinuxUserDefaults.h"
 #include "NetlinkReachability.h"
 #include "StderrSink.h"
@@ -33,42 +32,6 @@ using test::TemporaryFolder;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::Not;
-
-TEST(LinuxDevice, ReadsTheLocaleVariables) {
-  using Tags = std::vector<std::string>;
-  struct Case {
-    LocaleVariables variables;
-    Tags languages;
-    std::optional<std::string> country;
-  };
-  const Case cases[] = {
-      {{nullptr, nullptr, "ko_KR.UTF-8", nullptr}, {"ko-KR"}, "KR"},
-      {{"de_AT@euro", "fr_FR", "ko_KR", nullptr}, {"de-AT"}, "AT"},
-      {{"", "fr_FR", "ko_KR", nullptr}, {"fr-FR"}, "FR"},
-      {{nullptr, nullptr, "en_US.UTF-8", "pt_BR:pt::C:en"}, {"pt-BR", "pt", "en"}, "US"},
-      {{nullptr, nullptr, "eo", ""}, {"eo"}, std::nullopt},
-      {{"C.UTF-8", nullptr, "ko_KR", "fr"}, {"en"}, std::nullopt},
-      {{nullptr, "POSIX", nullptr, nullptr}, {"en"}, std::nullopt},
-      {{}, {"en"}, std::nullopt},
-  };
-  for (const auto& [variables, languages, country] : cases) {
-    PlaceValues values;
-    readLocale(variables, values);
-    EXPECT_EQ(values.preferredLanguages, languages);
-    EXPECT_EQ(values.countryCode, country);
-  }
-}
-
-TEST(LinuxDevice, TellsOneIdentifierForEachApplication) {
-  LinuxDevice device("com.example.app");
-  const auto identifier = device.system().vendorIdentifier;
-  EXPECT_THAT(identifier, testing::MatchesRegex("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
-  EXPECT_EQ(identifier, LinuxDevice("com.example.app").system().vendorIdentifier);
-  EXPECT_NE(identifier, LinuxDevice("com.example.other").system().vendorIdentifier);
-  EXPECT_NE(device.place().model, "");
-  EXPECT_NE(device.system().systemVersion, "");
-  EXPECT_FALSE(device.advertising().trackingEnabled);
-}
 
 TEST(LinuxUserDefaults, KeepsValuesAcrossRestarts) {
   const TemporaryFolder folder;

@@ -78,8 +78,10 @@ Platform linuxPlatform(const std::string& applicationId) {
   return linuxPlatform(options);
 }
 
-Platform linuxPlatform(const LinuxOptions& options) {
-  const std::string applicationId = options.applicationId.empty() ? executableName() : options.applicationId;
+Platform linuxPlatform(const LinuxOptions& given) {
+  LinuxOptions options = given;
+  if (options.applicationId.empty()) options.applicationId = executableName();
+  const std::string& applicationId = options.applicationId;
   const std::string folder = folderName(applicationId);
   std::string data = options.dataFolder;
   std::string config = options.dataFolder;
@@ -99,7 +101,7 @@ Platform linuxPlatform(const LinuxOptions& options) {
   pieces.http = std::make_shared<platform::CurlHttpClient>();
   pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId);
   pieces.reachability = std::make_shared<platform::NetlinkReachability>();
-  pieces.device = std::make_shared<platform::LinuxDevice>(applicationId);
+  pieces.device = std::make_shared<platform::LinuxDevice>(options);
   pieces.userDefaults = std::make_shared<platform::LinuxUserDefaults>(config + "/defaults.json");
   pieces.keychain = std::make_shared<platform::SqliteKeychain>(options.keychainFile.empty() ? keychainFile(data)
                                                                                             : options.keychainFile);

@@ -79,8 +79,8 @@ struct ZUL_EXPORT LinuxOptions {
 
   /// What the host knows of the device better than the system. Each is asked whenever its values are wanted, on any
   /// thread, `screen` and `carrier` only with the user's consent. Where there is no function, or it gives nothing or
-  /// throws, the system is asked: for the first mode of the first connected screen, in pixels, with a scale of 1. It
-  /// knows no carrier and no advertising identifier.
+  /// throws, the system is asked: for the first mode of the first connected screen, in pixels, with a scale of 1; for
+  /// the carrier of ModemManager's first SIM. It knows no advertising identifier.
   std::function<std::optional<Screen>()> screen;
   std::function<std::optional<platform::Carrier>()> carrier;
   std::function<std::optional<platform::AdvertisingValues>()> advertising;

@@ -30,11 +30,12 @@ class LinuxDeviceTest : public testing::Test {
     root.write(path, text);
   }
   std::string vendorIdentifier(const std::string& id) const {
-    return LinuxDevice(application(id), root.path()).system().vendorIdentifier;
+    return LinuxDevice(application(id), bus, root.path()).system().vendorIdentifier;
   }
-  std::string model() const { return LinuxDevice(application("a"), root.path()).place().model; }
+  std::string model() const { return LinuxDevice(application("a"), bus, root.path()).place().model; }
 
   const TemporaryFolder root;
+  const std::shared_ptr<SystemBus> bus = std::make_shared<SystemBus>();
 };
 
 TEST_F(LinuxDeviceTest, VendorIdentifierIsTheVendorsOnTheMachine) {
@@ -84,7 +85,7 @@ TEST_F(LinuxDeviceTest, TheHostKnowsBetterThanTheSystem) {
   write("sys/class/drm/card0-B/status", "connected\n");
   write("sys/class/drm/card0-B/modes", "1920x1080\n1280x720\n");
   auto options = application("com.example.shop");
-  LinuxDevice plain(options, root.path());
+  LinuxDevice plain(options, bus, root.path());
   EXPECT_EQ(plain.system().systemVersion, "12.3");
   EXPECT_EQ(plain.place().screenWidth, 1920);
   EXPECT_EQ(plain.place().screenHeight, 1080);
@@ -97,7 +98,7 @@ TEST_F(LinuxDeviceTest, TheHostKnowsBetterThanTheSystem) {
   options.screen = [&] { return screen; };
   options.carrier = [] { return Carrier{"KR", "Example Mobile"}; };
   options.advertising = [] { return AdvertisingValues{"A", true}; };
-  LinuxDevice device(options, root.path());
+  LinuxDevice device(options, bus, root.path());
   EXPECT_EQ(device.place().screenWidth, 390);
   EXPECT_EQ(device.place().screenScale, 3);
   EXPECT_EQ(device.place().carrier->name, "Example Mobile");
@@ -107,8 +108,8 @@ TEST_F(LinuxDeviceTest, TheHostKnowsBetterThanTheSystem) {
 
   options.screen = []() -> std::optional<LinuxOptions::Screen> { throw std::runtime_error("x"); };
   options.advertising = []() -> std::optional<AdvertisingValues> { throw 1; };
-  EXPECT_EQ(LinuxDevice(options, root.path()).place().screenWidth, 1920);
-  EXPECT_FALSE(LinuxDevice(options, root.path()).advertising().trackingEnabled);
+  EXPECT_EQ(LinuxDevice(options, bus, root.path()).place().screenWidth, 1920);
+  EXPECT_FALSE(LinuxDevice(options, bus, root.path()).advertising().trackingEnabled);
 }
 
 TEST(LinuxDevice, ReadsTheLocaleVariables) {

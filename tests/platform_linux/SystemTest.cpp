@@ -65,7 +65,7 @@ TEST(LinuxUserDefaults, KeepsValuesAcrossRestarts) {
 }
 
 TEST(NetlinkReachability, KnowsThisMachineAndTheRouteToTheWorld) {
-  NetlinkReachability reachability;
+  NetlinkReachability reachability(std::make_shared<SystemBus>());
   for (const char* host : {"localhost", "LOCALHOST", "collector.localhost", "127.0.0.1", "127.9.9.9", "::1"}) {
     EXPECT_EQ(reachability.flags(host), Reachability::kReachable) << host;
   }
@@ -76,7 +76,7 @@ TEST(NetlinkReachability, SeesThatThereIsNoRoute) {
   // A network of its own has no route at all.
   test::Child child([] {
     if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0 && unshare(CLONE_NEWNET) != 0) return 2;
-    return NetlinkReachability().flags("collector.example") == 0u ? 0 : 1;
+    return NetlinkReachability(std::make_shared<SystemBus>()).flags("collector.example") == 0u ? 0 : 1;
   });
   const int status = child.exitStatus();
   if (status == 2) GTEST_SKIP() << "no network of its own to be had here";

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "LinuxFiles.h"
+#include "SimCarrier.h"
 #include "Utf8.h"
 #include "Uuid.h"
 
@@ -215,6 +216,7 @@ PlaceValues LinuxDevice::place() {
     values.screenScale = screen->scale;
   }
   values.carrier = ask(options_.carrier);
+  if (!values.carrier) values.carrier = carrier_.get(*bus_, simCarrier);
   return values;
 }
 

@@ -21,6 +21,7 @@
 #include "SqliteKeychain.h"
 #include "SqliteStore.h"
 #include "StderrSink.h"
+#include "SystemBus.h"
 #include "zul/Platform.h"
 #include "zul/platform/LifeCycle.h"
 
@@ -100,8 +101,9 @@ Platform linuxPlatform(const LinuxOptions& given) {
   pieces.store = std::make_shared<platform::SqliteStore>(data);
   pieces.http = std::make_shared<platform::CurlHttpClient>();
   pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId);
-  pieces.reachability = std::make_shared<platform::NetlinkReachability>();
-  pieces.device = std::make_shared<platform::LinuxDevice>(options);
+  const auto bus = std::make_shared<platform::SystemBus>();
+  pieces.reachability = std::make_shared<platform::NetlinkReachability>(bus);
+  pieces.device = std::make_shared<platform::LinuxDevice>(options, bus);
   pieces.userDefaults = std::make_shared<platform::LinuxUserDefaults>(config + "/defaults.json");
   pieces.keychain = std::make_shared<platform::SqliteKeychain>(options.keychainFile.empty() ? keychainFile(data)
                                                                                             : options.keychainFile);

@@ -30,7 +30,7 @@ install(FILES
 # zulsession.pc is the shared library, zulsession-static.pc the archive beside it: -lzulsession would always take
 # the shared one where both are installed. The third parties are named one by one, because libcurl.pc asks a
 # static link for libraries whose development packages nobody has.
-set(third_party_libs "-lsqlite3 -lcurl -lcrypto -lz -lfmt -lboost_json -lplist-2.0 -pthread")
+set(third_party_libs "-lsqlite3 -lcurl -lcrypto -lz -lfmt -lboost_json -lplist-2.0 -lsystemd -pthread")
 file(RELATIVE_PATH pc_prefix /root/${pkgconfig_dir} /root)
 file(RELATIVE_PATH pc_libdir /root/${pkgconfig_dir} /root/${CMAKE_INSTALL_LIBDIR})
 file(RELATIVE_PATH pc_includedir /root/${pkgconfig_dir} /root/${CMAKE_INSTALL_INCLUDEDIR})

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -9,13 +10,13 @@
 #include "zul/Dictionary.h"
 #include "zul/Export.h"
 #include "zul/LogLevel.h"
+#include "zul/platform/Device.h"
 
 namespace zul {
 
 namespace platform {
 class Bundle;
 class Clock;
-class Device;
 class Dispatcher;
 class DocumentStore;
 class HostResolver;
@@ -74,9 +75,15 @@ struct ZUL_EXPORT Platform {
 };
 
 struct ZUL_EXPORT LinuxOptions {
-  /// Who the application is: names the data folder, stands for the bundle identifier when the Info.plist has none, and
-  /// is what the device's vendor identifier is made from. Empty: the name of the executable, so that another program of
-  /// that name shares the folder, and a renamed one is a new installation.
+  struct Screen {
+    double width = 0;   ///< points
+    double height = 0;  ///< points
+    double scale = 1;   ///< pixels a point
+  };
+
+  /// Who the application is: names the data folder and stands for the bundle identifier when the Info.plist has none.
+  /// What comes before its last dot names the vendor, whose applications share a vendor identifier. Empty: the name of
+  /// the executable, so that another program of that name shares the folder, and a renamed one is a new installation.
   std::string applicationId;
 
   /// The folder with Info.plist and the resources. Empty: the folder of the executable.
@@ -91,6 +98,14 @@ struct ZUL_EXPORT LinuxOptions {
 
   /// The file of the keychain, which outlives the store. Empty: <data folder>-keychain.sqlite, beside the data folder.
   std::string keychainFile;
+
+  /// What the host knows of the device better than the system. Each is asked whenever its values are wanted, on any
+  /// thread, `screen` and `carrier` only with the user's consent. Where there is no function, or it gives nothing or
+  /// throws, the system is asked: for the first mode of the first connected screen, in pixels, with a scale of 1; for
+  /// the carrier of ModemManager's first SIM. It knows no advertising identifier.
+  std::function<std::optional<Screen>()> screen;
+  std::function<std::optional<platform::Carrier>()> carrier;
+  std::function<std::optional<platform::AdvertisingValues>()> advertising;
 
   /// Hands a task to the host's own event loop, which then is the main queue. Empty: the main queue is a
   /// thread of the library's own.

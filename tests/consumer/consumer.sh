@@ -51,7 +51,7 @@ needed=$(readelf -d "$work/consumer" | grep NEEDED)
 unwanted='libzulsession'
 if [[ $way == *-shared ]]; then
   grep -q 'libzulsession' <<<"$needed"
-  unwanted='boost|curl|sqlite|crypto|fmt|plist'
+  unwanted='boost|curl|sqlite|crypto|fmt|plist|systemd'
 fi
 if grep -E "$unwanted" <<<"$needed"; then
   echo "the program should not need that"

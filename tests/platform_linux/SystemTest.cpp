@@ -16,7 +16,6 @@
 
 #include "Child.h"
 #include "Descriptor.h"
-#include "LinuxDevice.h"
 #include "LinuxUserDefaults.h"
 #include "NetlinkReachability.h"
 #include "StderrSink.h"
@@ -36,42 +35,6 @@ using test::TemporaryFolder;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::Not;
-
-TEST(LinuxDevice, ReadsTheLocaleVariables) {
-  using Tags = std::vector<std::string>;
-  struct Case {
-    LocaleVariables variables;
-    Tags languages;
-    std::optional<std::string> country;
-  };
-  const Case cases[] = {
-      {{nullptr, nullptr, "ko_KR.UTF-8", nullptr}, {"ko-KR"}, "KR"},
-      {{"de_AT@euro", "fr_FR", "ko_KR", nullptr}, {"de-AT"}, "AT"},
-      {{"", "fr_FR", "ko_KR", nullptr}, {"fr-FR"}, "FR"},
-      {{nullptr, nullptr, "en_US.UTF-8", "pt_BR:pt::C:en"}, {"pt-BR", "pt", "en"}, "US"},
-      {{nullptr, nullptr, "eo", ""}, {"eo"}, std::nullopt},
-      {{"C.UTF-8", nullptr, "ko_KR", "fr"}, {"en"}, std::nullopt},
-      {{nullptr, "POSIX", nullptr, nullptr}, {"en"}, std::nullopt},
-      {{}, {"en"}, std::nullopt},
-  };
-  for (const auto& [variables, languages, country] : cases) {
-    PlaceValues values;
-    readLocale(variables, values);
-    EXPECT_EQ(values.preferredLanguages, languages);
-    EXPECT_EQ(values.countryCode, country);
-  }
-}
-
-TEST(LinuxDevice, TellsOneIdentifierForEachApplication) {
-  LinuxDevice device("com.example.app");
-  const auto identifier = device.system().vendorIdentifier;
-  EXPECT_THAT(identifier, testing::MatchesRegex("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
-  EXPECT_EQ(identifier, LinuxDevice("com.example.app").system().vendorIdentifier);
-  EXPECT_NE(identifier, LinuxDevice("com.example.other").system().vendorIdentifier);
-  EXPECT_NE(device.place().model, "");
-  EXPECT_NE(device.system().systemVersion, "");
-  EXPECT_FALSE(device.advertising().trackingEnabled);
-}
 
 TEST(LinuxUserDefaults, KeepsValuesAcrossRestarts) {
   const TemporaryFolder folder;
@@ -105,7 +68,7 @@ TEST(LinuxUserDefaults, KeepsValuesAcrossRestarts) {
 }
 
 TEST(NetlinkReachability, KnowsThisMachineAndTheRouteToTheWorld) {
-  NetlinkReachability reachability;
+  NetlinkReachability reachability(std::make_shared<SystemBus>());
   for (const char* host : {"localhost", "LOCALHOST", "collector.localhost", "127.0.0.1", "127.9.9.9", "::1"}) {
     EXPECT_EQ(reachability.flags(host), Reachability::kReachable) << host;
   }
@@ -116,7 +79,7 @@ TEST(NetlinkReachability, SeesThatThereIsNoRoute) {
   // A network of its own has no route at all.
   test::Child child([] {
     if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0 && unshare(CLONE_NEWNET) != 0) return 2;
-    return NetlinkReachability().flags("collector.example") == 0u ? 0 : 1;
+    return NetlinkReachability(std::make_shared<SystemBus>()).flags("collector.example") == 0u ? 0 : 1;
   });
   const int status = child.exitStatus();
   if (status == 2) GTEST_SKIP() << "no network of its own to be had here";

@@ -11,10 +11,13 @@
 #include <charconv>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <string_view>
 #include <utility>
 
 #include "LinuxFiles.h"
+#include "SimCarrier.h"
+#include "Utf8.h"
 #include "Uuid.h"
 
 namespace zul::platform {
@@ -42,9 +45,9 @@ std::string variable(std::string_view text, std::string_view name) {
   return {};
 }
 
-std::string systemVersion(const utsname& system) {
+std::string systemVersion(const std::string& root, const utsname& system) {
   for (const char* path : {"/etc/os-release", "/usr/lib/os-release"}) {
-    const auto release = readFile(path, kMaxFile);
+    const auto release = readFile(root + path, kMaxFile);
     std::string version = release ? variable(*release, "VERSION_ID") : std::string();
     if (!version.empty()) return version;
   }
@@ -52,10 +55,10 @@ std::string systemVersion(const utsname& system) {
 }
 
 /// The screen's size in the first mode of the first connected output; zero without one.
-void readScreen(PlaceValues& values) {
+void readScreen(const std::string& root, PlaceValues& values) {
   std::error_code error;
   std::vector<std::string> outputs;
-  for (const auto& entry : std::filesystem::directory_iterator("/sys/class/drm", error)) {
+  for (const auto& entry : std::filesystem::directory_iterator(root + "/sys/class/drm", error)) {
     outputs.push_back(entry.path());
   }
   std::sort(outputs.begin(), outputs.end());
@@ -76,13 +79,43 @@ void readScreen(PlaceValues& values) {
   }
 }
 
-/// Never the machine's own identifier, which is to stay on the machine: one made of it for this application.
-std::string vendorIdentifier(const std::string& applicationId, const utsname& system) {
-  for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
-    const auto machine = readFile(path, kMaxFile);
-    if (machine && !firstLine(*machine).empty()) return namedUuid(applicationId, std::string(firstLine(*machine)));
+/// What the firmware or the device tree calls the machine; its hardware name where these say nothing.
+std::string model(const std::string& root, const utsname& system) {
+  // What makers leave in the field when they do not fill it.
+  constexpr std::array<std::string_view, 6> kFiller = {"Default string",         "System Product Name",
+                                                       "To Be Filled By O.E.M.", "To be filled by O.E.M.",
+                                                       "Not Specified",          "None"};
+  for (const char* path : {"/sys/class/dmi/id/product_name", "/proc/device-tree/model"}) {
+    const auto text = readFile(root + path, kMaxFile);
+    if (!text) continue;
+    // The device tree ends its texts with a NUL.
+    std::string_view name = std::string_view(*text).substr(0, text->find_first_of(std::string_view("\n\0", 2)));
+    while (name.ends_with(' ')) name.remove_suffix(1);
+    const bool isFiller = std::find(kFiller.begin(), kFiller.end(), name) != kFiller.end();
+    if (!name.empty() && !isFiller && isUtf8(name)) return std::string(name);
   }
-  return namedUuid(applicationId, system.nodename);
+  return system.machine;
+}
+
+/// The application's identifier without its own, last part.
+std::string vendor(const std::string& applicationId) {
+  const auto dot = applicationId.rfind('.');
+  return dot == applicationId.npos || dot == 0 ? applicationId : applicationId.substr(0, dot);
+}
+
+bool isMachineId(std::string_view text) {
+  const auto isHex = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
+  return text.size() == 32 && std::all_of(text.begin(), text.end(), isHex);
+}
+
+/// Never the machine's own identifier, which is to stay on the machine: one made of it for this vendor.
+std::string vendorIdentifier(const std::string& root, const std::string& vendor, const utsname& system) {
+  for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
+    const auto machine = readFile(root + path, kMaxFile);
+    const auto id = firstLine(machine ? *machine : std::string_view());
+    if (isMachineId(id)) return namedUuid(vendor, std::string(id));  // not "uninitialized", nor a file left empty
+  }
+  return namedUuid(vendor, system.nodename);
 }
 
 std::optional<std::string> ipv4Address() {
@@ -122,6 +155,16 @@ std::optional<std::string> country(const std::string& tag) {
   return code;
 }
 
+/// What the host says; none when it says nothing, or throws.
+template <typename Value>
+std::optional<Value> ask(const std::function<std::optional<Value>()>& host) {
+  try {
+    return host ? host() : std::nullopt;
+  } catch (...) {
+    return std::nullopt;
+  }
+}
+
 }  // namespace
 
 void readLocale(const LocaleVariables& variables, PlaceValues& values) {
@@ -150,8 +193,8 @@ SystemValues LinuxDevice::system() {
   std::call_once(systemOnce_, [this] {
     utsname system{};
     uname(&system);
-    system_.systemVersion = systemVersion(system);
-    system_.vendorIdentifier = vendorIdentifier(applicationId_, system);
+    system_.systemVersion = systemVersion(root_, system);
+    system_.vendorIdentifier = vendorIdentifier(root_, vendor(options_.applicationId), system);
     system_.ipv4Address = ipv4Address();
   });
   return system_;
@@ -161,12 +204,24 @@ PlaceValues LinuxDevice::place() {
   std::call_once(placeOnce_, [this] {
     utsname system{};
     uname(&system);
-    place_.model = system.machine;
+    place_.model = model(root_, system);
     readLocale({std::getenv("LC_ALL"), std::getenv("LC_MESSAGES"), std::getenv("LANG"), std::getenv("LANGUAGE")},
                place_);
-    readScreen(place_);
+    readScreen(root_, place_);
   });
-  return place_;
+  PlaceValues values = place_;
+  if (const auto screen = ask(options_.screen)) {
+    values.screenWidth = screen->width;
+    values.screenHeight = screen->height;
+    values.screenScale = screen->scale;
+  }
+  values.carrier = ask(options_.carrier);
+  if (!values.carrier) values.carrier = carrier_.get(*bus_, simCarrier);
+  return values;
+}
+
+AdvertisingValues LinuxDevice::advertising() {
+  return ask(options_.advertising).value_or(AdvertisingValues());
 }
 
 }  // namespace zul::platform

@@ -2,27 +2,35 @@
 
 #include <mutex>
 #include <string>
+#include <utility>
 
+#include "SystemBus.h"
+#include "zul/Platform.h"
 #include "zul/platform/Device.h"
 
 namespace zul::platform {
 
-/// Reads each portion of the device's values from the system once, at the first call. There is no advertising
-/// identifier on Linux, and no carrier. Any thread may call it.
+/// The device as the system knows it, read once, at the first call for the portion, the carrier once a minute; and as
+/// the host knows it better, asked anew each time. Any thread may call it.
 class LinuxDevice final : public Device {
  public:
-  explicit LinuxDevice(std::string applicationId) : applicationId_(std::move(applicationId)) {}
+  /// Of the options, the application's identifier and what the host knows. `root` stands before the system's paths.
+  LinuxDevice(LinuxOptions options, std::shared_ptr<SystemBus> bus, std::string root = {})
+      : options_(std::move(options)), bus_(std::move(bus)), root_(std::move(root)) {}
 
   SystemValues system() override;
   PlaceValues place() override;
-  AdvertisingValues advertising() override { return {}; }
+  AdvertisingValues advertising() override;
 
  private:
-  const std::string applicationId_;
+  const LinuxOptions options_;
+  const std::shared_ptr<SystemBus> bus_;
+  const std::string root_;
   std::once_flag systemOnce_;
   std::once_flag placeOnce_;
   SystemValues system_;  // constant once read
   PlaceValues place_;
+  Remembered<Carrier> carrier_{std::chrono::minutes(1)};
 };
 
 /// The language tags and the country that the locale variables of the environment ask for. Any of them may be null.

@@ -25,6 +25,7 @@
 #include "SqliteKeychain.h"
 #include "SqliteStore.h"
 #include "StderrSink.h"
+#include "SystemBus.h"
 #include "zul/Platform.h"
 #include "zul/platform/LifeCycle.h"
 #include "zul/platform/LogSink.h"
@@ -99,8 +100,11 @@ Platform linuxPlatform(const std::string& applicationId) {
   return linuxPlatform(options);
 }
 
-Platform linuxPlatform(const LinuxOptions& options) {
-  const std::string applicationId = options.applicationId.empty() ? executableName() : options.applicationId;
+Platform linuxPlatform(const LinuxOptions& given) {
+  LinuxOptions options = given;
+  const bool nameless = options.applicationId.empty();
+  if (nameless) options.applicationId = executableName();
+  const std::string& applicationId = options.applicationId;
   const std::string folder = folderName(applicationId);
   std::string data = options.dataFolder;
   std::string config = options.dataFolder;
@@ -110,7 +114,7 @@ Platform linuxPlatform(const LinuxOptions& options) {
   }
 
   std::string remark;
-  if (options.applicationId.empty()) {
+  if (nameless) {
     remark = "No application id was given: the executable's name, " + applicationId +
              ", is the application's identity. Its store is in " + data;
   }
@@ -133,8 +137,9 @@ Platform linuxPlatform(const LinuxOptions& options) {
   pieces.store = std::make_shared<platform::SqliteStore>(data);
   pieces.http = std::make_shared<platform::CurlHttpClient>();
   pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId, options.info, remark);
-  pieces.reachability = std::make_shared<platform::NetlinkReachability>();
-  pieces.device = std::make_shared<platform::LinuxDevice>(applicationId);
+  const auto bus = std::make_shared<platform::SystemBus>();
+  pieces.reachability = std::make_shared<platform::NetlinkReachability>(bus);
+  pieces.device = std::make_shared<platform::LinuxDevice>(options, bus);
   pieces.userDefaults = std::make_shared<platform::LinuxUserDefaults>(config + "/defaults.json");
   pieces.keychain = std::make_shared<platform::SqliteKeychain>(options.keychainFile.empty() ? keychainFile(data)
                                                                                             : options.keychainFile);

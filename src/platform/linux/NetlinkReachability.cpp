@@ -14,8 +14,6 @@
 #include <span>
 #include <string>
 
-#include "LinuxFiles.h"
-
 namespace zul::platform {
 
 namespace {
@@ -115,15 +113,9 @@ Route lookUp(const NetlinkSocket& socket, int family, const char* address) {
   return parse(std::span<const std::byte>(answer).first(static_cast<std::size_t>(length)));
 }
 
-bool isCellular(unsigned interface) {
+std::string nameOf(unsigned interface) {
   std::array<char, IF_NAMESIZE> buffer{};
-  if (if_indextoname(interface, buffer.data()) == nullptr) return false;
-  const std::string name = buffer.data();
-  for (const char* prefix : {"wwan", "rmnet", "ppp"}) {
-    if (name.starts_with(prefix)) return true;
-  }
-  const auto uevent = readFile("/sys/class/net/" + name + "/uevent", 4096);
-  return uevent && uevent->find("DEVTYPE=wwan") != std::string::npos;
+  return if_indextoname(interface, buffer.data()) != nullptr ? buffer.data() : std::string();
 }
 
 bool isThisMachine(std::string_view host) {
@@ -148,7 +140,7 @@ std::optional<std::uint32_t> NetlinkReachability::flags(std::string_view collect
   if (socket.fd() < 0) return std::nullopt;
   const Route ipv4 = lookUp(socket, AF_INET, kWorldIpv4);
   const Route route = ipv4.exists ? ipv4 : lookUp(socket, AF_INET6, kWorldIpv6);
-  if (route.exists) return kReachable | (isCellular(route.interface) ? kIsWwan : 0);
+  if (route.exists) return kReachable | (interfaces_.isCellular(nameOf(route.interface)) ? kIsWwan : 0);
   if (!ipv4.known && !route.known) return std::nullopt;
   return 0;
 }

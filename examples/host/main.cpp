@@ -2,10 +2,12 @@
 // on their way.
 //
 //   example-host --collector URL [--ca FILE] [--data FOLDER] [--bundle FOLDER] [--events N] [--later SECONDS]
-//                [--wait SECONDS] [--ntp HOST --ntp-port PORT]
+//                [--wait SECONDS] [--ntp HOST --ntp-port PORT] [--advertising UUID]
 //
-// --later moves this host's clock, which shows how a piece of the platform is replaced. With "--events -" the
-// host does what standard input tells it, a line each: "event", "later SECONDS" or "quit".
+// --later moves this host's clock, which shows how a piece of the platform is replaced; --advertising is the device's
+// advertising identifier. With "--events -" the host does what standard input tells it, a line each: "event",
+// "later SECONDS", "allow UUID" or "deny" for what the user answers when asked for consent, "status NUMBER" for what
+// the settings say of it, "started" or "quit".
 
 #include <zul/Platform.h>
 #include <zul/ZULSession.h>
@@ -44,11 +46,20 @@ void sleepSeconds(double seconds) {
   std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
 }
 
+/// The start-up takes the token within 5 seconds; this gives it a little more.
+void waitForStart() {
+  for (int tenths = 0; tenths < 80 && !zul::ZULSession::getZULSessionInitYN(); ++tenths) sleepSeconds(0.1);
+}
+
 void obeyInput(LaterClock& clock) {
   std::string line;
   while (std::getline(std::cin, line) && line != "quit") {
     if (line == "event") zul::ZULSession::sendTransaction();
     if (line.starts_with("later ")) clock.add(std::atof(line.c_str() + 6));
+    if (line.starts_with("allow ")) zul::ZULSession::setIDFA(line.substr(6));
+    if (line == "deny") zul::ZULSession::denyATT();
+    if (line.starts_with("status ")) zul::ZULSession::setATTAuthorizationStatus(std::atoi(line.c_str() + 7));
+    if (line == "started") waitForStart();
     std::cout << "done: " << line << std::endl;
   }
 }
@@ -77,6 +88,9 @@ int main(int argc, char** argv) {
     if (option == "--data") options.dataFolder = value;
     if (option == "--bundle") options.bundleFolder = value;
     if (option == "--events") events = value;
+    if (option == "--advertising") {
+      options.advertising = [value] { return zul::platform::AdvertisingValues{value, true}; };
+    }
     if (option == "--later") later = std::atof(value.c_str());
     if (option == "--wait") wait = std::atof(value.c_str());
     if (option == "--ntp") timeServers.ntpHosts.push_back(value);
@@ -84,7 +98,7 @@ int main(int argc, char** argv) {
   }
   if (collector.empty()) {
     std::cerr << "usage: example-host --collector URL [--ca FILE] [--data FOLDER] [--bundle FOLDER] [--events N] "
-                 "[--later SECONDS] [--wait SECONDS] [--ntp HOST --ntp-port PORT]\n";
+                 "[--later SECONDS] [--wait SECONDS] [--ntp HOST --ntp-port PORT] [--advertising UUID]\n";
     return 1;
   }
 
@@ -102,8 +116,7 @@ int main(int argc, char** argv) {
   zul::ZULSession::setPlatform(std::move(platform));
 
   zul::ZULSession::initialization(std::nullopt, zul::Application{});
-  // The start-up takes the token within 5 seconds; give it a little more.
-  for (int tenths = 0; tenths < 80 && !zul::ZULSession::getZULSessionInitYN(); ++tenths) sleepSeconds(0.1);
+  waitForStart();
   sleepSeconds(wait);
   std::cout << "initialized: " << (zul::ZULSession::getZULSessionInitYN() ? "yes" : "no") << std::endl;
   if (events == "-") obeyInput(*clock);

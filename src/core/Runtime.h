@@ -55,6 +55,7 @@ class Runtime {
   const Log& log() const { return log_; }
   const Tasks& tasks() const { return tasks_; }
   LocalDB& db() { return db_; }
+  Identifiers& identifiers() { return identifiers_; }
   SessionRecord& record() { return record_; }
   NHNetworkClock& networkClock() { return *networkClock_; }
   DeferredLinkManager& deferredLinks() { return deferredLinks_; }

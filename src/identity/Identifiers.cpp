@@ -52,7 +52,7 @@ Identity Identifiers::refresh() {
   Identity identity;
   {
     const MutexLock lock(mutex_);
-    getIdfa(advertising.identifier == kNoIdentifier ? "" : advertising.identifier, system.systemVersion, identity);
+    compareIdfa(advertising.identifier == kNoIdentifier ? "" : advertising.identifier, system.systemVersion, identity);
     identity.keychainUUID = keychainUUID(system.vendorIdentifier);
   }
   identity.advtFlag = advertising.trackingEnabled ? 0 : 1;
@@ -84,7 +84,7 @@ KeychainWrapper Identifiers::item(std::string_view identifier) {
 }
 
 // Compares what the device gives now, "" for none, with what it gave last.
-void Identifiers::getIdfa(const std::string& current, const std::string& systemVersion, Identity& identity) {
+void Identifiers::compareIdfa(const std::string& current, const std::string& systemVersion, Identity& identity) {
   auto idfa = item(kIdfaItem);
   if (!idfa.isReadable()) {
     if (!current.empty()) identity.advtId = current;
@@ -111,6 +111,12 @@ void Identifiers::getIdfa(const std::string& current, const std::string& systemV
   } else if (known) {
     identity.advtId = stored;
   }
+}
+
+std::optional<std::string> Identifiers::getIdfa() {
+  const MutexLock lock(mutex_);
+  auto stored = item(kIdfaItem).objectForKey(kAccount);
+  return stored.value_or("").empty() ? std::nullopt : stored;
 }
 
 bool Identifiers::checkIDFAChange(const std::string& identifier) {

@@ -76,7 +76,9 @@ class Identifiers {
   /// The device's identifier: the stored one, or the vendor identifier, which is then stored. None while the keychain
   /// cannot be read.
   std::optional<std::string> getKeychainUUID();
-  /// Puts a new random one in its place.
+  /// The advertising identifier that was seen last, as the keychain has it; none when none ever was.
+  std::optional<std::string> getIdfa();
+  /// Puts a new random device identifier in the place of the stored one.
   void changeKeychainUUID();
   /// The user allowed tracking, and this is the advertising identifier; "" for none. One that differs from the stored
   /// one makes this a new device. True when it is the first one.
@@ -86,7 +88,8 @@ class Identifiers {
   boost::json::value getAppId(const std::string& pkg);
 
  private:
-  void getIdfa(const std::string& current, const std::string& systemVersion, Identity& identity) ZUL_REQUIRES(mutex_);
+  void compareIdfa(const std::string& current, const std::string& systemVersion, Identity& identity)
+      ZUL_REQUIRES(mutex_);
   std::optional<std::string> keychainUUID(const std::string& vendorIdentifier) ZUL_REQUIRES(mutex_);
   void replaceKeychainUUID() ZUL_REQUIRES(mutex_);
   KeychainWrapper item(std::string_view identifier) ZUL_REQUIRES(mutex_);

@@ -35,6 +35,19 @@ TEST(ProgramTest, ListensUntilToldToEnd) {
   }
 }
 
+TEST(ProgramTest, ServesAgainAfterDescriptorsWereShort) {
+  test::Child program("/bin/sh", {"-c", "ulimit -n 24; exec \"$0\" --listen 127.0.0.1:0", ZUL_COLLECTOR_PROGRAM});
+  ASSERT_TRUE(program.readUpTo("\n", patience));
+  const auto ready = program.output();
+  const int port = std::stoi(ready.substr(ready.rfind(':') + 1));
+  {
+    std::vector<CollectorClient> clients;
+    for (int i = 0; i < 40; ++i) clients.emplace_back(port);
+    ASSERT_TRUE(program.readUpTo("new connections wait: Too many open files\n", patience));
+  }
+  EXPECT_EQ(ask(port, goodRequest(Endpoint::token))->status, 200);
+}
+
 TEST(ProgramTest, ErrorsAreToldWithStatusOne) {
   const test::RunningCollector other;
   const std::pair<std::vector<std::string>, std::string> cases[] = {

@@ -73,11 +73,11 @@ TEST_F(StorageTest, WithoutAFolderTheLibraryLivesInMemory) {
   phone.event("a");
   const auto arrived = upload(collector, "a");
   ASSERT_TRUE(arrived);
-  EXPECT_EQ(json::integer(arrived->body.at(0).at("SESSION").as_object(), "ltvt"), 1);
+  EXPECT_EQ(json::integer(arrived->body().at(0).at("SESSION").as_object(), "ltvt"), 1);
   phone.event("b");
   const auto next = upload(collector, "b");
   ASSERT_TRUE(next);
-  EXPECT_EQ(next->body.at(0).at("SESSION").at("uuid"), arrived->body.at(0).at("SESSION").at("uuid"));
+  EXPECT_EQ(next->body().at(0).at("SESSION").at("uuid"), arrived->body().at(0).at("SESSION").at("uuid"));
   EXPECT_EQ(phone.log->count(kCannotBeUsed), 1U);
 }
 
@@ -103,7 +103,7 @@ TEST_F(StorageTest, AFullDiskIsWaitedFor) {
   phone.event("d");
   const auto arrived = upload(collector, "bcd");
   ASSERT_TRUE(arrived);
-  EXPECT_EQ(arrived->body.at(2).at("SESSION").at("uuid"), uuid);
+  EXPECT_EQ(arrived->body().at(2).at("SESSION").at("uuid"), uuid);
 }
 
 // The disk is full when a process starts: SQLite then cannot even read.
@@ -127,7 +127,7 @@ TEST_F(StorageTest, AFullDiskAtTheStartCostsNothingOfWhatIsStored) {
   EXPECT_TRUE(collector.waitFor(
       [](const auto& request) {
         return request.endpoint == collector::Endpoint::upload && request.good() &&
-               eventNames(request.body.as_array()).find('a') != std::string::npos;
+               eventNames(request.body().as_array()).find('a') != std::string::npos;
       },
       std::chrono::seconds(5)))
       << "an event of the process before is lost";

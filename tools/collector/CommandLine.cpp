@@ -4,11 +4,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Version.h"
+
 namespace zul::collector {
 
 CommandLine readCommandLine(int argc, char** argv) {
   CommandLine line;
   CLI::App app("A collector for development: checks, records and answers every request of the library.");
+  app.set_version_flag("--version", "zul-collector " + std::string(kSdkVersion));
   app.footer(std::string(answersHelp()));
   app.add_option("--listen", line.address, "where to listen; port 0 takes any free one")
       ->required()

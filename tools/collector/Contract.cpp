@@ -14,6 +14,7 @@
 #include "AESCrypt.h"
 #include "Endpoints.h"
 #include "Json.h"
+#include "PayloadReader.h"
 #include "PercentCoding.h"
 #include "UploadDecoder.h"
 #include "Version.h"
@@ -21,6 +22,8 @@
 namespace zul::collector {
 
 namespace {
+
+constexpr std::size_t kMaxObject = std::size_t{1} << 20;  // of a body that is one JSON object
 
 using Check = void (*)(const HttpRequest&, Verdict&);
 
@@ -61,15 +64,15 @@ void requireNoBody(const HttpRequest& request) {
   require(request.body.empty(), "there should be no body");
 }
 
-boost::json::object& readObject(const HttpRequest& request, Verdict& verdict) {
+boost::json::object readObject(const HttpRequest& request, Verdict& verdict) {
   require(!request.body.empty(), "no body");
+  require(request.body.size() <= kMaxObject, fmt::format("the body is larger than {} bytes", kMaxObject));
   auto object = json::parseObject(request.body);
   require(object.has_value(), "the body is not a JSON object");
-  verdict.decodedSize = request.body.size();
-  verdict.body = std::move(*object);
-  const auto* number = json::find(verdict.body.get_object(), "_qzno");
+  verdict.body = json::text(*object);
+  const auto* number = json::find(*object, "_qzno");
   require(number && (number->is_int64() || number->is_uint64()), "_qzno is missing or no whole number");
-  return verdict.body.get_object();
+  return std::move(*object);
 }
 
 void checkToken(const HttpRequest& request, Verdict& verdict) {
@@ -80,23 +83,15 @@ void checkToken(const HttpRequest& request, Verdict& verdict) {
 }
 
 void checkUpload(const HttpRequest& request, Verdict& verdict) {
-  const auto text = decodeUpload(request.body);
-  auto document = json::parse(text);
-  require(document.has_value(), "the decoded body is not JSON");
-  verdict.decodedSize = text.size();
-  verdict.body = std::move(*document);
+  PayloadReader reader;
+  decodeUpload(request.body, [&reader](std::string_view piece) { reader.append(piece); });
+  reader.finish();
+  verdict.body = std::move(reader).take();
   require(verdict.query.empty(), "there should be no query");
-  const auto* payloads = verdict.body.if_array();
-  require(payloads, "the document is not a JSON array");
-  require(!payloads->empty(), "the document has no payload");
-  for (std::size_t at = 0; at < payloads->size(); ++at) {
-    const auto* payload = (*payloads)[at].if_object();
-    require(payload && !payload->empty(), fmt::format("payload {} is not an object with content", at));
-  }
 }
 
 void checkErrorLog(const HttpRequest& request, Verdict& verdict) {
-  const auto& params = readObject(request, verdict);
+  const auto params = readObject(request, verdict);
   require(verdict.query.empty(), "there should be no query");
   const auto* text = json::find(params, "errlog");
   require(text && text->is_string(), "errlog is missing or no string");

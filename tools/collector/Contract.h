@@ -1,7 +1,5 @@
 #pragma once
 
-#include <boost/json/value.hpp>
-#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -15,8 +13,7 @@ struct Verdict {
   Endpoint endpoint = Endpoint::unknown;
   std::string path;
   std::string query;
-  boost::json::value body;  ///< decoded, also where something else is wrong; null where it cannot be
-  std::size_t decodedSize = 0;
+  std::string body;     ///< decoded, compact JSON text, also where something else is wrong; empty where it cannot be
   std::string problem;  ///< the first fault; empty for a good request
   int status = 200;     ///< of the answer that tells it
 };

@@ -82,8 +82,7 @@ class DevCollector::Impl {
     recorded.query = std::move(verdict.query);
     recorded.headers = std::move(request.headers);
     recorded.rawSize = request.body.size();
-    recorded.decodedSize = verdict.decodedSize;
-    recorded.body = std::move(verdict.body);
+    recorded.bodyText = std::move(verdict.body);
     recorded.problem = std::move(verdict.problem);
     auto reply = recorded.good() ? answer(recorded) : HttpReply{verdict.status, refusal(recorded.problem)};
     log.add(std::move(recorded));
@@ -117,11 +116,13 @@ class DevCollector::Impl {
   }
 
   HttpReply listing(const RequestLog::Filter& wanted) const {
-    boost::json::array requests;
-    for (const auto& request : log.requests(wanted)) requests.emplace_back(toJson(*request));
     const auto [total, good, bad] = log.counts();
-    return {200, json::text(boost::json::object{
-                     {"total", total}, {"good", good}, {"bad", bad}, {"requests", std::move(requests)}})};
+    auto page = fmt::format(R"({{"total":{},"good":{},"bad":{},"requests":[)", total, good, bad);
+    for (const auto& request : log.requests(wanted)) {
+      if (page.back() != '[') page += ',';
+      appendJson(page, *request);
+    }
+    return {200, page + "]}"};
   }
 
   std::unique_ptr<HttpServer> server_;  // last, so that it goes first

@@ -23,7 +23,7 @@ struct CollectorOptions {
   /// What stays in memory. The counts go on when the oldest requests are dropped.
   bool keepBodies = true;
   std::size_t maxRequests = 100'000;
-  std::size_t maxBodyBytes = std::size_t{64} << 20;  ///< of all decoded bodies' JSON text together
+  std::size_t maxBytes = std::size_t{64} << 20;  ///< of all of them together; the latest is kept in any case
 };
 
 struct Counts {
@@ -53,6 +53,9 @@ std::string_view answersHelp() noexcept;
 ///
 /// Over HTTP: GET /inspect/all, /inspect/good and /inspect/bad give the counts and the requests, POST
 /// /inspect/reset forgets both, POST /inspect/answers takes new answers. These are not recorded.
+///
+/// A body may have 16 MB, an upload 64 MB once unpacked and 1 MB a payload. Uploads are judged piece by piece, and a
+/// faulty one is given up at its first fault, so that nobody is made to keep what a small body unpacks to.
 ///
 /// A request is recorded once it is read and checked, before it is answered. start() and stop() are for
 /// one thread; everything else may be called from any thread at any time, and goes on working while the

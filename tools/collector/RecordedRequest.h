@@ -37,14 +37,19 @@ struct RecordedRequest {
   Endpoint endpoint = Endpoint::unknown;
   std::string method;
   std::string path;
-  std::string query;            ///< as sent, still percent-encoded
-  Headers headers;              ///< a repeated header's values are joined by ", "
-  std::size_t rawSize = 0;      ///< bytes of the body as sent
-  std::size_t decodedSize = 0;  ///< bytes of the body's JSON text
-  boost::json::value body;      ///< decoded; null where there is none, it could not be decoded or is not kept
-  std::string problem;          ///< the first fault found; empty for a good request
+  std::string query;        ///< as sent, still percent-encoded
+  Headers headers;          ///< a repeated header's values are joined by ", "
+  std::size_t rawSize = 0;  ///< bytes of the body as sent
+  std::string bodyText;  ///< decoded, compact JSON; empty where there is none, it could not be decoded or is not kept
+  std::string problem;   ///< the first fault found; empty for a good request
 
   bool good() const noexcept { return problem.empty(); }
+
+  /// The value of `bodyText`, null where that is empty.
+  boost::json::value body() const;
+
+  /// The bytes of memory that it holds, about.
+  std::size_t footprint() const noexcept;
 
   /// The header's value; empty when it was not sent.
   std::string header(std::string_view name) const;
@@ -52,7 +57,7 @@ struct RecordedRequest {
 
 using RequestPtr = std::shared_ptr<const RecordedRequest>;
 
-/// The object that the record file and the inspection pages show.
-boost::json::object toJson(const RecordedRequest& request);
+/// Appends the text of the object that the record file and the inspection pages show.
+void appendJson(std::string& out, const RecordedRequest& request);
 
 }  // namespace zul::collector

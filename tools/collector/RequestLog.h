@@ -46,13 +46,13 @@ class RequestLog {
 
   const bool keepBodies_;
   const std::size_t maxRequests_;
-  const std::size_t maxBodyBytes_;
+  const std::size_t maxBytes_;
 
   mutable Mutex mutex_;
   mutable Condition added_;
   std::uint64_t lastSequence_ ZUL_GUARDED_BY(mutex_) = 0;
   std::deque<RequestPtr> requests_ ZUL_GUARDED_BY(mutex_);
-  std::size_t bodyBytes_ ZUL_GUARDED_BY(mutex_) = 0;
+  std::size_t bytes_ ZUL_GUARDED_BY(mutex_) = 0;
   Counts counts_ ZUL_GUARDED_BY(mutex_);
   std::array<std::uint64_t, kEndpointNames.size() + 1> endpointCounts_ ZUL_GUARDED_BY(mutex_){};
 

@@ -1,6 +1,7 @@
 // zul-collector: the development collector as a program. Listens until SIGINT or SIGTERM.
 
 #include <fmt/format.h>
+#include <sys/resource.h>
 
 #include <charconv>
 #include <csignal>
@@ -39,6 +40,14 @@ std::string readFile(const std::string& name) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+/// A connection takes a descriptor, and the usual limit on them is for programs that use select().
+void raiseDescriptorLimit() {
+  rlimit files{};
+  if (getrlimit(RLIMIT_NOFILE, &files) != 0) return;
+  files.rlim_cur = files.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &files);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -52,6 +61,7 @@ int main(int argc, char** argv) {
   sigaddset(&signals, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+  raiseDescriptorLimit();
   try {
     readAddress(line.address, line.options);
     zul::collector::DevCollector collector(line.options);

@@ -98,9 +98,9 @@ std::string zeros(std::size_t count) {
   return text;
 }
 
-std::string manyPayloads() {
+std::string manyPayloads(std::size_t size, std::size_t each) {
   std::string text = "[{\"a\":1}";
-  while (text.size() < 40'000'000) text += ",{\"a\":1}";
+  while (text.size() < size) text += ",{\"a\":\"" + std::string(each, ' ') + "\"}";
   return text + "]";
 }
 
@@ -141,7 +141,10 @@ const Fault faults[] = {
     {"cut short", Endpoint::upload, [](auto& r) { r.body.pop_back(); }, "ends early"},
     {"damaged", Endpoint::upload, [](auto& r) { r.body.back() ^= 1; }, "incorrect data check"},
     {"trailing", Endpoint::upload, [](auto& r) { r.body += "x"; }, "behind the zlib stream"},
-    {"bomb", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf(manyPayloads()); }, "more than 67108864"},
+    {"bomb", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf(manyPayloads(23'000'000, 100'000)); },
+     "more than 67108864"},
+    {"too many", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf(manyPayloads(1'000'000, 1)); },
+     "more than 50000 payloads"},
     {"large payload", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf("[{\"a\":[0" + zeros(600'000) + "]}]"); },
      "payload 0 is larger than"},
     {"many zeros", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf("[0" + zeros(16'000'000) + "]"); },

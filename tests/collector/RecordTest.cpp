@@ -55,6 +55,45 @@ TEST(RecordTest, InspectionPagesShowAndReset) {
   EXPECT_EQ(ask(collector.port(), goodRequest(Endpoint::token))->body, "\"from outside\"");
 }
 
+TEST(RecordTest, InspectionPagesSelectAndCut) {
+  RunningCollector collector;
+  ask(collector.port(), goodRequest(Endpoint::token));
+  ask(collector.port(), goodRequest(Endpoint::upload));  // suspicious: most keys are missing
+  auto other = goodRequest(Endpoint::upload);
+  other.body = uploadBodyOf(R"([{"SESSION":{"uuid":"A B"}}])");
+  ask(collector.port(), other);
+  ask(collector.port(), {"GET", "/x", {}, ""});
+  const std::pair<std::string, std::string> cases[] = {
+      {"all", "1234"},
+      {"all?", "1234"},
+      {"good", "123"},
+      {"suspicious", "23"},
+      {"bad", "4"},
+      {"all?verdict=good", "1"},
+      {"all?verdict=suspicious&device=A%20B", "3"},
+      {"good?endpoint=upload&since=2", "3"},
+      {"all?endpoint=unknown", "4"},
+      {"all?limit=2", "12 next 2"},
+      {"all?limit=2&since=2", "34"},
+      {"suspicious?limit=1", "2 next 2"},
+      {"all?limit=0&since=1", " next 1"},
+      {"all?limit=18446744073709551615", "1234"},
+  };
+  for (const auto& [target, expected] : cases) {
+    SCOPED_TRACE(target);
+    const auto page = get(collector.port(), "/inspect/" + target);
+    std::string shown;
+    for (const auto& request : page.at("requests").as_array()) shown += json::text(request.at("seq"));
+    if (const auto* next = page.if_contains("next")) shown += " next " + json::text(*next);
+    EXPECT_EQ(shown, expected);
+    EXPECT_EQ(json::integer(page, "suspicious"), 2);
+  }
+  for (const auto* query : {"devices=1", "since=", "since=-1", "limit=x", "verdict=fine", "endpoint=up", "device=%4"}) {
+    EXPECT_EQ(ask(collector.port(), {"GET", std::string("/inspect/all?") + query, {}, ""})->status, 400) << query;
+  }
+  EXPECT_EQ(collector.counts().total, 4u);
+}
+
 TEST(RecordTest, FileGetsOneLineARequestAtOnce) {
   const test::TemporaryFolder folder;
   const auto file = folder.path("record");

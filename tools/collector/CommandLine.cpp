@@ -20,6 +20,11 @@ CommandLine readCommandLine(int argc, char** argv) {
   app.add_option("--tls-key", line.options.keyFile, "the certificate's PEM key")->type_name("FILE");
   app.add_option("--answers", line.answersFile, "what to answer, see below")->type_name("FILE");
   app.add_option("--record", line.options.recordFile, "append one JSON object a request")->type_name("FILE");
+  app.add_option("--keep", line.options.maxRequests, "how many requests stay in memory")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str()
+      ->type_name("N");
+  app.add_flag("--quiet", line.quiet, "no line for each request");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "HttpServer.h"
+#include "PayloadReader.h"
 #include "RecordedRequest.h"
 
 namespace zul::collector {
@@ -21,7 +22,8 @@ struct Verdict {
 /// Where an endpoint is served; empty for the unknown one.
 std::string_view path(Endpoint endpoint) noexcept;
 
-/// Reads a request as the collector service does. Any thread.
-Verdict judge(const HttpRequest& request);
+/// Reads a request as the collector service does, and gives each payload of an upload to `take` on the way, also where
+/// the request turns out bad. Any thread.
+Verdict judge(const HttpRequest& request, const PayloadReader::Take& take = {});
 
 }  // namespace zul::collector

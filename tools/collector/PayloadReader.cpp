@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t kMaxPayload = std::size_t{1} << 20;
 
+constexpr std::size_t kMostPayloads = 50'000;
 constexpr std::string_view kSpace = " \t\n\r";
 
 [[noreturn]] void notJson() {
@@ -81,8 +82,10 @@ void PayloadReader::endElement(bool last) {
   if (!value) notJson();
   const auto* payload = value->if_object();
   if (!payload || payload->empty()) throw Fault(fmt::format("payload {} is not an object with content", count_));
-  if (take_) take_(*payload);
+  if (count_ == kMostPayloads) throw Fault(fmt::format("the document has more than {} payloads", kMostPayloads));
+  const auto begin = compact_.size();
   json::appendCompact(compact_, element_);
+  if (take_) take_(*payload, std::string_view(compact_).substr(begin));
   compact_ += last ? ']' : ',';
   element_.clear();
   ++count_;

@@ -12,7 +12,8 @@ namespace zul::collector {
 /// than one payload is ever taken apart, and the first fault ends it.
 class PayloadReader {
  public:
-  using Take = std::function<void(const boost::json::object& payload)>;
+  /// Gets each payload, and its compact text.
+  using Take = std::function<void(const boost::json::object& payload, std::string_view text)>;
 
   explicit PayloadReader(Take take = {}) : take_(std::move(take)) {}
 
@@ -31,7 +32,7 @@ class PayloadReader {
   void grow(std::string_view part);
   void endElement(bool last);
 
-  const Take take_;
+  Take take_;
   State state_ = State::before;
   std::size_t count_ = 0;
   std::string element_;  // as far as it has come

@@ -47,7 +47,9 @@ boost::json::value RecordedRequest::body() const {
 
 std::size_t RecordedRequest::footprint() const noexcept {
   constexpr std::size_t kHeader = 128;  // a node of the map, and what its texts take beyond their length
-  std::size_t bytes = sizeof *this + method.size() + path.size() + query.size() + bodyText.size() + problem.size();
+  std::size_t bytes = sizeof *this + method.size() + path.size() + query.size() + bodyText.size() + problem.size() +
+                      device.size() + model.size();
+  for (const auto& odd : suspicions) bytes += sizeof odd + odd.key.size() + odd.reason.size();
   for (const auto& [key, value] : headers) bytes += kHeader + key.size() + value.size();
   return bytes;
 }
@@ -55,6 +57,10 @@ std::size_t RecordedRequest::footprint() const noexcept {
 void appendJson(std::string& out, const RecordedRequest& request) {
   boost::json::object headers;
   for (const auto& [key, value] : request.headers) headers[printable(key)] = printable(value);
+  boost::json::array suspicions;
+  for (const auto& odd : request.suspicions) {
+    suspicions.push_back({{"payload", odd.payload}, {"key", odd.key}, {"reason", odd.reason}});
+  }
   json::append(out, boost::json::object{{"seq", request.sequence},
                                         {"time", timeText(request.time)},
                                         {"endpoint", name(request.endpoint)},
@@ -64,7 +70,13 @@ void appendJson(std::string& out, const RecordedRequest& request) {
                                         {"headers", std::move(headers)},
                                         {"rawSize", request.rawSize},
                                         {"good", request.good()},
-                                        {"problem", printable(request.problem)}});
+                                        {"problem", printable(request.problem)},
+                                        {"verdict", request.verdict()},
+                                        {"suspicions", std::move(suspicions)},
+                                        {"device", request.device},
+                                        {"model", request.model},
+                                        {"visit", request.visit},
+                                        {"payloads", request.payloads}});
   // As it stands: a large one is taken apart by nobody here.
   out.back() = ',';
   out.append("\"body\":").append(request.bodyText.empty() ? "null" : request.bodyText).append("}");

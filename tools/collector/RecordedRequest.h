@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zul::collector {
 
@@ -30,6 +31,13 @@ struct HeaderLess {
 };
 using Headers = std::map<std::string, std::string, HeaderLess>;
 
+/// What is odd about a good upload, though it keeps the contract.
+struct Suspicion {
+  std::size_t payload = 0;  ///< its place in the upload
+  std::string key;
+  std::string reason;
+};
+
 /// One request as it arrived, and what was wrong with it. Immutable once recorded.
 struct RecordedRequest {
   std::uint64_t sequence = 0;  ///< rises with arrival, from 1
@@ -43,7 +51,16 @@ struct RecordedRequest {
   std::string bodyText;  ///< decoded, compact JSON; empty where there is none, it could not be decoded or is not kept
   std::string problem;   ///< the first fault found; empty for a good request
 
+  std::vector<Suspicion> suspicions;
+  std::string device;        ///< of an upload: its last payload's uuid
+  std::string model;         ///< that payload's phone
+  std::int64_t visit = 0;    ///< that payload's ltvt
+  std::size_t payloads = 0;  ///< of an upload: how many
+
+  /// Keeps the contract. It may be suspicious nevertheless.
   bool good() const noexcept { return problem.empty(); }
+  /// "good", "suspicious" or "bad".
+  std::string_view verdict() const noexcept { return !good() ? "bad" : suspicions.empty() ? "good" : "suspicious"; }
 
   /// The value of `bodyText`, null where that is empty.
   boost::json::value body() const;

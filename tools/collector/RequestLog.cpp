@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <system_error>
@@ -17,6 +16,7 @@ RequestLog::RequestLog(const CollectorOptions& options)
     : keepBodies_(options.keepBodies),
       maxRequests_(options.maxRequests),
       maxBytes_(options.maxBytes),
+      onRecorded_(options.onRecorded),
       fileName_(options.recordFile) {
   if (fileName_.empty()) return;
   file_.open(fileName_, std::ios::app | std::ios::binary);
@@ -44,10 +44,12 @@ void RequestLog::add(RecordedRequest request) {
     bytes_ += added->footprint();
     ++counts_.total;
     ++(added->good() ? counts_.good : counts_.bad);
+    if (added->verdict() == "suspicious") ++counts_.suspicious;
     ++endpointCounts_[static_cast<std::size_t>(added->endpoint)];
     dropOldest();
   }
   added_.notifyAll();
+  if (onRecorded_) onRecorded_(*added);
 }
 
 void RequestLog::dropOldest() {
@@ -84,11 +86,12 @@ Counts RequestLog::counts() const {
   return counts_;
 }
 
-std::vector<RequestPtr> RequestLog::requests(const Filter& wanted) const {
+std::vector<RequestPtr> RequestLog::requests(const Filter& wanted, std::size_t most) const {
   std::vector<RequestPtr> found;
   const MutexLock lock(mutex_);
-  std::copy_if(requests_.begin(), requests_.end(), std::back_inserter(found),
-               [&](const RequestPtr& request) { return wanted(*request); });
+  for (auto at = requests_.begin(); at != requests_.end() && found.size() < most; ++at) {
+    if (wanted(**at)) found.push_back(*at);
+  }
   return found;
 }
 

@@ -15,6 +15,7 @@
 
 #include "CommandLine.h"
 #include "DevCollector.h"
+#include "TerminalLog.h"
 
 namespace {
 
@@ -61,9 +62,11 @@ int main(int argc, char** argv) {
   sigaddset(&signals, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+  std::signal(SIGPIPE, SIG_IGN);  // whoever read the lines may have gone
   raiseDescriptorLimit();
   try {
     readAddress(line.address, line.options);
+    if (!line.quiet) line.options.onRecorded = zul::collector::printRequest;
     zul::collector::DevCollector collector(line.options);
     if (!line.answersFile.empty()) collector.setAnswers(readFile(line.answersFile));
     collector.start();

@@ -154,6 +154,28 @@ TEST(ServerTest, ManyConnectionsCostNoThread) {
   EXPECT_LT(std::distance(begin(threads), end(threads)), 20);
 }
 
+TEST(ServerTest, BodiesThatComeInTogetherAreBounded) {
+  RunningCollector collector;
+  const std::string begun =
+      "POST /zul/errorRcv.do HTTP/1.1\r\nHost: c\r\nContent-Length: 16777216\r\n\r\n" + std::string(16'000'000, 'x');
+  const auto refused = [](const auto& request) { return request.problem == "too much is being sent at once"; };
+  {
+    std::vector<std::unique_ptr<CollectorClient>> clients;
+    for (int i = 0; i < 8; ++i) {
+      clients.push_back(std::make_unique<CollectorClient>(collector.port()));
+      ASSERT_TRUE(clients.back()->send(begun));
+    }
+    CollectorClient last(collector.port());
+    last.send(begun);
+    EXPECT_EQ(last.receive()->status, 503);
+    EXPECT_TRUE(collector.waitFor(refused, patience));
+  }
+  EXPECT_TRUE(collector.waitFor(9, patience));  // the others end early
+  auto large = goodRequest(Endpoint::errorlog);
+  large.body = std::string(16'000'000, 'x');
+  EXPECT_EQ(ask(collector.port(), large)->status, 400);
+}
+
 /// Speaks HTTPS, over one connection as long as that lasts.
 class SecureClient {
  public:

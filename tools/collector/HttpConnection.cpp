@@ -31,6 +31,9 @@ namespace http = beast::http;
 constexpr std::size_t kMaxTarget = std::size_t{8} << 10;
 constexpr std::size_t kMaxHead = std::size_t{64} << 10;
 constexpr std::size_t kMaxBody = std::size_t{16} << 20;
+constexpr std::size_t kMaxBodies = std::size_t{128} << 20;  // of all connections together, while they come in
+constexpr std::size_t kPiece = std::size_t{64} << 10;
+constexpr std::size_t kIdleBuffer = std::size_t{4} << 10;
 constexpr std::chrono::seconds kPatience{60};  // for a byte, in either direction
 
 using Plain = beast::tcp_stream;
@@ -41,8 +44,11 @@ template <typename Stream>
 class Connection : public std::enable_shared_from_this<Connection<Stream>> {
  public:
   template <typename... Context>
-  Connection(asio::ip::tcp::socket&& socket, const HttpHandler& handler, Context&... context)
-      : stream_(std::move(socket), context...), timer_(stream_.get_executor()), handler_(handler) {}
+  Connection(asio::ip::tcp::socket&& socket, Service& service, Context&... context)
+      : stream_(std::move(socket), context...), timer_(stream_.get_executor()), service_(service) {}
+  ~Connection() { service_.unread -= unread_; }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
 
   void start() {
     asio::dispatch(stream_.get_executor(), [self = this->shared_from_this()] {
@@ -90,6 +96,9 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
       if (parser_->got_some()) refuse(error);
     } else if (parser_->is_done()) {
       handle({});
+    } else if (!hasRoom()) {
+      readWhole_ = false;
+      handle("too much is being sent at once", 503);
     } else if (parser_->is_header_done() && !std::exchange(inBody_, true)) {
       beginBody();
     } else {
@@ -97,8 +106,17 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     }
   }
 
+  /// A body has its limit, but a thousand connections may have a thousand of them.
+  bool hasRoom() {
+    const auto more = parser_->get().body().size() - unread_;
+    unread_ += more;
+    return (service_.unread += more) <= kMaxBodies;
+  }
+
   void beginBody() {
     parser_->eager(true);
+    const auto left = parser_->content_length_remaining().value_or(kPiece);
+    buffer_.reserve(std::min<std::size_t>(left, kPiece));  // as much is read at once as the buffer has room for
     if (!beast::iequals(parser_->get()[http::field::expect], "100-continue")) return readMore();
     static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
     tcp().expires_after(kPatience);
@@ -133,9 +151,11 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     response_.version(message.version() == 10 ? 10 : 11);
     response_.keep_alive(readWhole_ && parser_->keep_alive());
     parser_.reset();
+    if (buffer_.capacity() > kIdleBuffer) buffer_.shrink_to_fit();
+    service_.unread -= std::exchange(unread_, 0);
     inBody_ = false;
 
-    auto reply = handler_(std::move(request));
+    auto reply = service_.handler(std::move(request));
     if (reply.drop) response_.keep_alive(false);
     drop_ = reply.drop;
     response_.result(static_cast<unsigned>(reply.status));
@@ -173,7 +193,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
   /// the answer with it.
   void discard() {
     tcp().expires_after(std::chrono::seconds(2));
-    tcp().async_read_some(buffer_.prepare(4096),
+    tcp().async_read_some(buffer_.prepare(kPiece),
                           [self = this->shared_from_this()](beast::error_code error, std::size_t size) {
                             self->left_ -= std::min(self->left_, size);
                             if (!error && self->left_ > 0) self->discard();
@@ -182,10 +202,11 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
 
   Stream stream_;
   asio::steady_timer timer_;
-  const HttpHandler& handler_;
+  Service& service_;
   beast::flat_buffer buffer_;
   std::optional<http::request_parser<http::string_body>> parser_;
   http::response<http::string_body> response_;
+  std::size_t unread_ = 0;  // of this body, as service_ counts it
   bool inBody_ = false;
   bool readWhole_ = true;
   bool drop_ = false;
@@ -194,11 +215,11 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
 
 }  // namespace
 
-void serve(asio::ip::tcp::socket socket, asio::ssl::context* tls, const HttpHandler& handler) {
-  if (tls) {
-    std::make_shared<Connection<Tls>>(std::move(socket), handler, *tls)->start();
+void serve(asio::ip::tcp::socket socket, Service& service) {
+  if (service.tls) {
+    std::make_shared<Connection<Tls>>(std::move(socket), service, *service.tls)->start();
   } else {
-    std::make_shared<Connection<Plain>>(std::move(socket), handler)->start();
+    std::make_shared<Connection<Plain>>(std::move(socket), service)->start();
   }
 }
 

@@ -91,8 +91,7 @@ tcp::acceptor listenOn(asio::io_context& context, const ListenOptions& options) 
 class HttpServer::Impl {
  public:
   Impl(const ListenOptions& options, HttpHandler handler)
-      : handler_(std::move(handler)),
-        tls_(makeTls(options)),
+      : service_{std::move(handler), makeTls(options)},
         acceptor_(listenOn(context_, options)),
         pause_(acceptor_.get_executor()),
         port_(acceptor_.local_endpoint().port()) {
@@ -134,7 +133,7 @@ class HttpServer::Impl {
       if (error) return pause(error);
       accept();
       ::fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
-      serve(std::move(socket), tls_ ? &*tls_ : nullptr, handler_);
+      serve(std::move(socket), service_);
     });
   }
 
@@ -147,8 +146,7 @@ class HttpServer::Impl {
     pause_.async_wait([this](Error) { accept(); });
   }
 
-  const HttpHandler handler_;
-  std::optional<asio::ssl::context> tls_;
+  Service service_;
   asio::io_context context_;
   tcp::acceptor acceptor_;
   asio::steady_timer pause_;

@@ -130,9 +130,16 @@ TEST_F(JudgeTest, ComparesWithWhatWasAcceptedBefore) {
   EXPECT_EQ(recorded->visit, 3);
 }
 
+TEST_F(JudgeTest, PayloadsAreToldApartWhateverTheirTextsHold) {
+  judged(R"( [ {"a":"\\"} , {"b":"\"},{ ]\\\"","c":[{"d":[]}]}, {"e":"} ,"} ] )");
+  const auto recorded = collector.requests().back();
+  EXPECT_EQ(recorded->payloads, 3u);
+  EXPECT_EQ(recorded->bodyText, R"([{"a":"\\"},{"b":"\"},{ ]\\\"","c":[{"d":[]}]},{"e":"} ,"}])");
+}
+
 TEST_F(JudgeTest, ManyComplaintsStayFew) {
   Session session;
-  for (int i = 0; i < 1000; ++i) session[std::string(1000, 'x') + std::to_string(i)] = i;
+  for (int i = 0; i < 1000; ++i) session[std::to_string(i) + std::string(900, 'x')] = i;
   std::size_t size = 0;
   for (const auto& complaint : judged(session)) size += complaint.size();
   EXPECT_LT(size, 10'000u);

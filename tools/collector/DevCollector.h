@@ -65,6 +65,7 @@ std::string_view answersHelp() noexcept;
 /// cuts them into pages ("limit"; the page's "next" is the next one's "since"). POST /inspect/reset forgets both, POST
 /// /inspect/answers takes new answers. These are not recorded.
 ///
+/// All bodies that come in at one time may have 128 MB together; what goes beyond is refused with status 503.
 /// A body may have 16 MB, an upload 64 MB once unpacked and 1 MB a payload. Uploads are judged piece by piece, and a
 /// faulty one is given up at its first fault, so that nobody is made to keep what a small body unpacks to.
 ///

@@ -9,6 +9,7 @@
 
 #include "Arguments.h"
 #include "Contract.h"
+#include "Json.h"
 #include "SimulatedPlatform.h"
 
 namespace zul::simulator {
@@ -77,7 +78,7 @@ boost::json::object requestView(const platform::HttpRequest& request, std::strin
                            {"url", request.url},
                            {"endpoint", name(verdict.endpoint)},
                            {"headers", std::move(headers)},
-                           {"body", std::move(verdict.body)}};
+                           {"body", json::parse(verdict.body, json::kMaxPayloadDepth + 8).value_or(nullptr)}};
   if (!verdict.problem.empty()) view["problem"] = verdict.problem;
   return view;
 }

@@ -14,12 +14,22 @@ namespace zul {
 
 using namespace keys;
 
+namespace {
+
+// An id of digits is easily written as a number.
+std::optional<std::string> textOrNumber(const Dictionary& dictionary, std::string_view key) {
+  const auto number = dictionary.integer(key);
+  return number != 0 ? std::to_string(number) : dictionary.string(key);
+}
+
+}  // namespace
+
 Tracker::Tracker(TrackerServices services)
     : services_(std::move(services)),
       log_(services_.log),
       info_(services_.bundle->infoDictionary()),
       zulAuthorizationKey_(info_.dictionary("zulAuthorizationKey")),
-      facebookAppIdCheck_(info_.string("FacebookAppID")),
+      facebookAppIdCheck_(textOrNumber(info_, "FacebookAppID")),
       useMode_(zulAuthorizationKey_.integer("useMode")),
       serviceNumber_(zulAuthorizationKey_.integer("serviceNumber")),
       sessionController_(services_.db, services_.record, services_.util, log_),

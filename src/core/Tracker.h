@@ -111,6 +111,9 @@ class Tracker {
   /// record shows at once what may now be read of the device, or may not any more.
   void setATTAuthorizationStatus(std::int64_t status);
 
+  /// Whether positioning is on, as the host tells: the record's "gps".
+  void setGpsIsOn(const std::optional<std::string>& gps);
+
   // ---- timer and sessions (TrackerSession.cpp)
 
   /// Starts the timer that waits for the network clock.

@@ -10,7 +10,8 @@ namespace zul {
 
 using namespace keys;
 
-void Tracker::setIDFA(const std::string& identifier) {
+void Tracker::setIDFA(const std::string& given) {
+  const auto identifier = Identifiers::orNone(given);
   setATTAlertCheked("Y");
   services_.db.whenReadable([this, identifier] {
     if (!trackingAnswered()) {
@@ -22,7 +23,7 @@ void Tracker::setIDFA(const std::string& identifier) {
 }
 
 void Tracker::checkIDFAChange(const std::string& identifier) {
-  if (!services_.identifiers.checkIDFAChange(identifier)) return;
+  if (!services_.identifiers.checkIDFAChange(Identifiers::orNone(identifier))) return;
   services_.record.editExisting([](SessionJson& record) { record.uptAfv = "Y"; });
 }
 
@@ -41,6 +42,10 @@ void Tracker::setATTAuthorizationStatus(std::int64_t status) {
     if (!ZULinitYN_) log_.debug("Tracker init not yet", ZUL_HERE);
     sessionController_.updateSesssionAboutEnvironment();
   });
+}
+
+void Tracker::setGpsIsOn(const std::optional<std::string>& gps) {
+  services_.record.edit([&](SessionJson& record) { record.gps = gps; });
 }
 
 bool Tracker::trackingAnswered() {

@@ -37,7 +37,7 @@ class Environment {
 
   explicit Environment(const Sources& sources);
 
-  std::string getLng() const;  ///< language, upper case: "KO"; with consent
+  std::optional<std::string> getLng() const;  ///< language, upper case: "KO"; with consent
   std::optional<std::string> getCntr()
       const;                     ///< country, upper case: of the carrier, else of the locale; with consent
   std::string getTz() const;     ///< whole hours east of GMT; with consent
@@ -54,6 +54,8 @@ class Environment {
   double getInch(std::string& error) const;
 
   std::int64_t ATTAuthStatus() const { return ATTAuthStatus_; }
+  /// The stored status, which one made now would have; 0 where none is stored.
+  static std::int64_t storedStatus(LocalDB& db);
 
   /// Who sends a request to the collector now.
   Sender sender() const;

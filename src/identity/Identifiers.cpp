@@ -52,7 +52,7 @@ Identity Identifiers::refresh() {
   Identity identity;
   {
     const MutexLock lock(mutex_);
-    compareIdfa(advertising.identifier == kNoIdentifier ? "" : advertising.identifier, system.systemVersion, identity);
+    compareIdfa(orNone(advertising.identifier), system.systemVersion, identity);
     identity.keychainUUID = keychainUUID(system.vendorIdentifier);
   }
   identity.advtFlag = advertising.trackingEnabled ? 0 : 1;
@@ -97,16 +97,19 @@ void Identifiers::compareIdfa(const std::string& current, const std::string& sys
   } else if (known) {
     identity.aidChange = "Y";
   }
+  bool mayStore = true;
   if (!current.empty() && current != stored) {
     if (known) {
       identity.uptAfv = "";
-      replaceKeychainUUID();
+      const auto uuid = replaceKeychainUUID();
+      if (uuid) log_.debug("======== newUUID in changeKeychainUUID : " + *uuid, ZUL_HERE);
+      mayStore = uuid.has_value();
     } else if (isAtLeast(systemVersion, kFirstVersionThatAsks)) {
       identity.uptAfv = "Y";
     }
   }
   if (!current.empty()) {
-    idfa.setObject(current, kAccount);
+    if (mayStore) idfa.setObject(current, kAccount);
     identity.advtId = current;
   } else if (known) {
     identity.advtId = stored;
@@ -128,8 +131,7 @@ bool Identifiers::checkIDFAChange(const std::string& identifier) {
     stored = idfa.exists() ? idfa.objectForKey(kAccount) : std::nullopt;
     if (!identifier.empty() && identifier != stored && idfa.isReadable()) {
       first = stored.value_or("").empty();
-      if (!first) replaceKeychainUUID();
-      idfa.setObject(identifier, kAccount);
+      if (first || replaceKeychainUUID()) idfa.setObject(identifier, kAccount);
     }
   }
   db_.update(keys::identify::kDocument, [&](MutableDocument& identify) {
@@ -156,13 +158,21 @@ std::optional<std::string> Identifiers::keychainUUID(const std::string& vendorId
 
 void Identifiers::changeKeychainUUID() {
   const MutexLock lock(mutex_);
-  replaceKeychainUUID();
+  if (const auto uuid = replaceKeychainUUID()) {
+    log_.debug("======== newUUID in changeKeychainUUID : " + *uuid, ZUL_HERE);
+  }
 }
 
-void Identifiers::replaceKeychainUUID() {
-  const auto uuid = randomUuid();
-  log_.debug("======== newUUID in changeKeychainUUID : " + uuid, ZUL_HERE);
-  item(kUuidItem).setObject(uuid, kAccount);
+// None when the keychain did not take it. Then the identifier whose change it follows from must not be stored either,
+// or the change would never be seen again.
+std::optional<std::string> Identifiers::replaceKeychainUUID() {
+  auto uuid = randomUuid();
+  if (!item(kUuidItem).setObject(uuid, kAccount)) return std::nullopt;
+  return uuid;
+}
+
+std::string Identifiers::orNone(const std::string& identifier) {
+  return identifier == kNoIdentifier ? "" : identifier;
 }
 
 // ---- in the document

@@ -80,6 +80,8 @@ class Identifiers {
   std::optional<std::string> getIdfa();
   /// Puts a new random device identifier in the place of the stored one.
   void changeKeychainUUID();
+  /// `identifier`, or "" where it is the all-zero one, which stands for none.
+  static std::string orNone(const std::string& identifier);
   /// The user allowed tracking, and this is the advertising identifier; "" for none. One that differs from the stored
   /// one makes this a new device. True when it is the first one.
   bool checkIDFAChange(const std::string& identifier);
@@ -91,7 +93,7 @@ class Identifiers {
   void compareIdfa(const std::string& current, const std::string& systemVersion, Identity& identity)
       ZUL_REQUIRES(mutex_);
   std::optional<std::string> keychainUUID(const std::string& vendorIdentifier) ZUL_REQUIRES(mutex_);
-  void replaceKeychainUUID() ZUL_REQUIRES(mutex_);
+  std::optional<std::string> replaceKeychainUUID() ZUL_REQUIRES(mutex_);
   KeychainWrapper item(std::string_view identifier) ZUL_REQUIRES(mutex_);
   std::string pkg() const;
   boost::json::value lookUpAppId(const std::string& pkg) const;

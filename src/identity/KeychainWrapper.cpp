@@ -38,10 +38,10 @@ KeychainWrapper::KeychainWrapper(Keychain& keychain, std::string_view identifier
   if (accessGroup) set(keychainItemData_, Keychain::kSecAttrAccessGroup, *accessGroup);
 }
 
-void KeychainWrapper::setObject(const Text& object, std::string_view key) {
-  if (!object || objectForKey(key) == object) return;
+bool KeychainWrapper::setObject(const Text& object, std::string_view key) {
+  if (!object || objectForKey(key) == object) return true;
   set(keychainItemData_, key, *object);
-  if (readable_) writeToKeychain();
+  return readable_ && writeToKeychain();
 }
 
 KeychainWrapper::Text KeychainWrapper::objectForKey(std::string_view key) const {
@@ -81,9 +81,9 @@ KeychainWrapper::Dictionary KeychainWrapper::secItemFormatToDictionary(const Dic
   return dictionary;
 }
 
-void KeychainWrapper::writeToKeychain() {
+bool KeychainWrapper::writeToKeychain() {
   const auto found = keychain_.SecItemCopyMatching(genericPasswordQuery_);
-  if (found.status == Status::failed) return;
+  if (found.status == Status::failed) return false;
   auto attributes = dictionaryToSecItemFormat(keychainItemData_);
   auto status = Status::duplicate;
   if (found.status == Status::notFound) status = keychain_.SecItemAdd(attributes);
@@ -95,6 +95,7 @@ void KeychainWrapper::writeToKeychain() {
     status = keychain_.SecItemUpdate(search, attributes);
   }
   exists_ = exists_ || status == Status::ok;
+  return status == Status::ok;
 }
 
 }  // namespace zul

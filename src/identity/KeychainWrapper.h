@@ -24,8 +24,9 @@ class KeychainWrapper {
   /// The item is in the keychain.
   bool exists() const { return exists_; }
 
-  /// Stores `object` under an attribute. Nothing happens without one, or when it is there already.
-  void setObject(const Text& object, std::string_view key);
+  /// Stores `object` under an attribute. Nothing happens without one, or when it is there already. False when the
+  /// keychain did not take it.
+  bool setObject(const Text& object, std::string_view key);
   /// What an attribute holds.
   Text objectForKey(std::string_view key) const;
   /// Deletes the item and blanks what is known of it.
@@ -35,7 +36,7 @@ class KeychainWrapper {
   static Dictionary dictionaryToSecItemFormat(const Dictionary& dictionary);
   Dictionary secItemFormatToDictionary(const Dictionary& attributes);
   void blank();
-  void writeToKeychain();
+  bool writeToKeychain();
 
   platform::Keychain& keychain_;
   Dictionary genericPasswordQuery_;

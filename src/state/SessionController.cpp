@@ -241,11 +241,8 @@ void SessionController::updateInamExpireTime(std::int64_t milliseconds) {
 }
 
 void SessionController::updateSesssionAboutEnvironment() {
-  if (!record_.getSharedInstance()) {
-    log_.debug("SessionJson is nil yet", ZUL_HERE);
-    return;
-  }
-  record_.refreshEnvironment();
+  if (!record_.getSharedInstance()) log_.debug("SessionJson is nil yet", ZUL_HERE);
+  record_.refreshEnvironment();  // also where there is none: one that is being made is begun again
 }
 
 }  // namespace zul

@@ -114,10 +114,12 @@ SessionRecord::Current SessionRecord::sharedInstance() {
 SessionRecord::Current SessionRecord::initUniqueInstance() {
   log_.debug("SessionJson initUniqueInstance", ZUL_HERE);
   const auto identity = identifiers_.refresh();  // once, however often the record has to be begun again
+  noteChanges(identity);
   while (true) {
     std::uint64_t generation = 0;
     {
       const MutexLock lock(mutex_);
+      showChanges();
       if (current_) return current_;
       generation = generation_;
     }
@@ -125,8 +127,25 @@ SessionRecord::Current SessionRecord::initUniqueInstance() {
     make(*made, identity);
     const MutexLock lock(mutex_);
     if (!current_ && generation == generation_) current_ = std::move(made);
+    showChanges();
     if (current_) return current_;
   }
+}
+
+void SessionRecord::noteChanges(const Identity& identity) {
+  const MutexLock lock(mutex_);
+  aidChange_ = aidChange_ || identity.aidChange == "Y";
+  uptAfv_ = uptAfv_ || identity.uptAfv == "Y";
+}
+
+// Of several threads that make the record at once, one has seen the change, and another may be the first to end.
+void SessionRecord::showChanges() {
+  if (!current_ || (!aidChange_ && !uptAfv_)) return;
+  auto changed = std::make_shared<SessionJson>(*current_);
+  if (aidChange_) changed->aidChange = "Y";
+  if (uptAfv_) changed->uptAfv = "Y";
+  current_ = std::move(changed);
+  aidChange_ = uptAfv_ = false;
 }
 
 void SessionRecord::clearInstance() {
@@ -140,30 +159,35 @@ void SessionRecord::edit(const Edit& edit) {
   editExisting(edit);
 }
 
+// Looks at the stored consent again afterwards: it may have been withdrawn while the device was being read.
 void SessionRecord::refreshEnvironment() {
-  SessionJson values;
-  const auto environment = this->environment();
-  setEnvironment(values, environment);  // asks the system, which the lock is not held over
-  std::string error;
-  values.inch = environment.getInch(error);
-  if (!error.empty() && !toldDisplayMap_.exchange(true)) log_.error("DeviceDisplayMap.plist: " + error, ZUL_HERE);
-  editExisting([&](SessionJson& record) {
-    for (const auto& field : fields()) {
-      if (field.from != From::device) continue;
-      withPlace(field, [&](const auto& place) { place.edit(record) = place.get(values); });
-    }
-  });
+  while (editExisting([](SessionJson&) {})) {
+    const auto environment = this->environment();
+    SessionJson values;
+    setEnvironment(values, environment);  // asks the system, which the lock is not held over
+    std::string error;
+    values.inch = environment.getInch(error);
+    if (!error.empty() && !toldDisplayMap_.exchange(true)) log_.error("DeviceDisplayMap.plist: " + error, ZUL_HERE);
+    editExisting([&](SessionJson& record) {
+      for (const auto& field : fields()) {
+        if (field.from != From::device) continue;
+        withPlace(field, [&](const auto& place) { place.edit(record) = place.get(values); });
+      }
+    });
+    if (Environment::storedStatus(db_) == environment.ATTAuthStatus()) return;
+  }
 }
 
-void SessionRecord::editExisting(const Edit& edit) {
+bool SessionRecord::editExisting(const Edit& edit) {
   const MutexLock lock(mutex_);
   if (!current_) {
     ++generation_;  // one that is being made may have read the store before this change: it is begun again
-    return;
+    return false;
   }
   auto changed = std::make_shared<SessionJson>(*current_);
   edit(*changed);
   current_ = std::move(changed);
+  return true;
 }
 
 // Reads and computes, and writes nothing.

@@ -45,6 +45,57 @@ TEST(Consent, AnAnswerWaitsForTheStore) {
   EXPECT_EQ(phone.sim.keychain->items().count("IDFA"), 1U);
 }
 
+// Consent is withdrawn while another thread reads the device, for a record that it makes or for one that it refreshes.
+TEST(Consent, WithdrawnMeanwhileItIsWithdrawn) {
+  for (const bool making : {true, false}) {
+    test::SimulatedPhone phone;
+    phone.startUp();
+    phone.tracker().setATTAuthorizationStatus(3);
+    auto& record = phone.process().record();
+    EXPECT_EQ(record.sharedInstance()->lng, "KO");
+    if (making) record.clearInstance();
+    phone.sim.device->onPlaceRead = [&] {
+      phone.sim.device->onPlaceRead = nullptr;
+      phone.tracker().setATTAuthorizationStatus(2);
+    };
+    if (!making) record.refreshEnvironment();
+    EXPECT_EQ(record.sharedInstance()->lng, "ANP") << making;
+    EXPECT_EQ(record.sharedInstance()->inch, 0);
+  }
+}
+
+// A change of the identifier is told although another thread ends first with a record that has not seen it.
+TEST(Consent, AChangeIsToldWhoeverMakesTheRecord) {
+  test::SimulatedPhone phone;
+  phone.sim.keychain->put("IDFA", {{std::string(platform::Keychain::kSecAttrAccount), "A"}});
+  phone.sim.device->values.identifier = "B";
+  phone.boot();
+  auto& record = phone.process().record();
+  int reads = 0;
+  phone.sim.device->onSystemRead = [&] {
+    if (++reads == 2) record.sharedInstance();  // the identifiers have been compared
+  };
+  EXPECT_EQ(record.sharedInstance()->aidChange, "Y");
+}
+
+// Whatever call of the keychain fails, the change is seen again, or was made.
+TEST(Consent, AKeychainThatFailsOnceLosesNoChange) {
+  for (int call = 1; call <= 12; ++call) {
+    test::SimulatedPhone phone;
+    phone.sim.keychain->put("IDFA", {{std::string(platform::Keychain::kSecAttrAccount), "A"}});
+    phone.sim.keychain->put("UUID", {{std::string(platform::Keychain::kSecAttrAccount), "old"}});
+    phone.sim.device->values.identifier = "B";
+    phone.sim.keychain->failCall(call);
+    for (int start = 0; start < 2; ++start) {
+      phone.startUp();
+      phone.process().record().sharedInstance();
+    }
+    const auto items = phone.sim.keychain->items();
+    EXPECT_EQ(items.at("IDFA").find(platform::Keychain::kSecAttrAccount)->second, "B") << call;
+    EXPECT_NE(items.at("UUID").find(platform::Keychain::kSecAttrAccount)->second, "old") << call;
+  }
+}
+
 TEST(Consent, AnotherIdentifierInTheFirstAnswerMakesThisANewDevice) {
   test::SimulatedPhone phone;
   phone.sim.keychain->put("IDFA", {{std::string(platform::Keychain::kSecAttrAccount), "A"}});

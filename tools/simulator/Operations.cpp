@@ -273,6 +273,7 @@ const std::vector<Operation>& operations() {
       operation<&T::setIDFA>("Tracker.setIDFA"),
       operation<&T::denyATT>("Tracker.denyATT"),
       operation<&T::checkIDFAChange>("Tracker.checkIDFAChange"),
+      operation<&T::setGpsIsOn>("Tracker.setGpsIsOn"),
       operation<&T::setATTAuthorizationStatus>("Tracker.setATTAuthorizationStatus"),
       operation<&T::asyncMultiTask>("Tracker.asyncMultiTask"),
       operation<&T::doAyncTask>("Tracker.doAyncTask"),

@@ -20,6 +20,9 @@ class SimulatedKeychain final : public Keychain {
   /// From now on every call fails, or works again.
   void setLocked(bool locked) { locked_ = locked; }
 
+  /// The nth call from now fails, and the others work.
+  void failCall(int n) { failingIn_ = n; }
+
   /// The items by identifier, those without an access group.
   std::map<std::string, Dictionary> items() const;
   /// Replaces an item, as an earlier installation would have left it.
@@ -34,7 +37,10 @@ class SimulatedKeychain final : public Keychain {
   std::map<Key, Dictionary>::iterator find(const Dictionary& query);
 
   std::map<Key, Dictionary> items_;
+  bool fails() { return --failingIn_ == 0 || locked_; }
+
   bool locked_ = false;
+  int failingIn_ = 0;
   int writes_ = 0;
 };
 

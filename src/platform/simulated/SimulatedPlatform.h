@@ -49,12 +49,15 @@ class SimulatedDevice final : public Device {
   }
   PlaceValues place() override {
     ++placeReads;
-    return values;
+    auto read = values;
+    if (const auto meanwhile = onPlaceRead) meanwhile();
+    return read;
   }
   AdvertisingValues advertising() override { return values; }
 
   Values values;
   std::function<void()> onSystemRead;
+  std::function<void()> onPlaceRead;
   int placeReads = 0;  ///< how often anything was read that takes consent
 };
 

@@ -11,6 +11,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 import urllib.parse
 
 try:
@@ -22,6 +23,7 @@ except ImportError as missing:
 PROPERTIES = "org.freedesktop.DBus.Properties"
 NETWORK = ("org.freedesktop.NetworkManager", "/org/freedesktop/NetworkManager")
 MODEMS = ("org.freedesktop.ModemManager1", "/org/freedesktop/ModemManager1")
+SECRETS = ("org.freedesktop.secrets", "/org/freedesktop/secrets", "org.freedesktop.Secret.Service")
 MODEM = MODEMS[0] + ".Modem"
 
 started = {}
@@ -39,6 +41,7 @@ def start_bus(folder):
           <allow own="*"/></policy></busconfig>""")
     bus = subprocess.Popen(["dbus-daemon", "--config-file=" + config, "--nofork", "--print-address"],
                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, preexec_fn=die_with_parent)
+    started["bus"] = bus
     address = bus.stdout.readline().decode().strip()
     os.environ["DBUS_SYSTEM_BUS_ADDRESS"] = os.environ["DBUS_SESSION_BUS_ADDRESS"] = address
     return address
@@ -87,11 +90,38 @@ def add(path, interface, properties):
                            dbus.Array([], signature="(ssss)"), dbus_interface=dbusmock.MOCK_IFACE)
 
 
+def keyring():
+    """The real keyring daemon, with a default collection that is unlocked and survives the daemon."""
+    stop("keyring")
+    environment = dict(os.environ, HOME=home, XDG_DATA_HOME=home, XDG_RUNTIME_DIR=home)
+    started["keyring"] = subprocess.Popen(
+        ["gnome-keyring-daemon", "--foreground", "--unlock", "--components=secrets"], env=environment,
+        stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, preexec_fn=die_with_parent)
+    started["keyring"].stdin.write(b"\n")  # an empty password
+    started["keyring"].stdin.close()
+    for _ in range(1000):
+        try:
+            if secrets().ReadAlias("default", dbus_interface=SECRETS[2]) != "/":
+                return
+        except dbus.DBusException:
+            pass
+        time.sleep(0.01)
+    raise RuntimeError("no default collection")
+
+
+def secrets():
+    return mock(SECRETS[:2])
+
+
+def lock():
+    secrets().Lock([secrets().ReadAlias("default", dbus_interface=SECRETS[2])], dbus_interface=SECRETS[2])
+
+
 def freeze(name):
     started[name].send_signal(signal.SIGSTOP)
 
 
-COMMANDS = {"network": network, "modem": modem, "stop": stop, "freeze": freeze}
+COMMANDS = {"network": network, "modem": modem, "keyring": keyring, "lock": lock, "stop": stop, "freeze": freeze}
 
 if shutil.which("dbus-daemon") is None:
     sys.exit("missing: dbus-daemon")

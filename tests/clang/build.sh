@@ -5,4 +5,4 @@ set -euo pipefail
 source=$1 build=$2
 cd "$source"
 "$CMAKE" --preset clang -B "$build" -D CMAKE_CXX_COMPILER="$CXX" --log-level=WARNING
-"$CMAKE" --build "$build" --target zulsession --parallel 2
+"$CMAKE" --build "$build" --target zulsession zul_secret --parallel 2

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# exported_symbols.sh LIBRARY INCLUDE: the shared library exports what the public headers mark with ZUL_EXPORT, and
+# exported_symbols.sh LIBRARY INCLUDE EXPECTED...: the shared library exports what the public headers mark with ZUL_EXPORT, and
 # nothing of anybody else's, whose own copy in the host would clash with it.
 set -euo pipefail
 library=$1 include=$2
+shift 2
 symbols=$(nm -D --defined-only -C "$library" | cut -c 20- | sort -u)
 failed=0
 
@@ -18,8 +19,7 @@ while read -r symbol; do
   fi
 done <<<"$symbols"
 
-for expected in ZULSessionVersionNumber ZULSessionVersionString 'zul::ZULSession::sendTransaction()' \
-  'zul::Dictionary::Dictionary()' 'zul::linuxPlatform(zul::LinuxOptions const&)'; do
+for expected in "$@"; do
   if ! grep -qxF "$expected" <<<"$symbols"; then
     echo "missing: $expected"
     failed=1

@@ -97,8 +97,8 @@ TEST(LinuxBundle, ReadsBothFormsAlike) {
   EXPECT_EQ(LinuxBundle(folder.path(), "fallback").bundleIdentifier(), "com.example.app");
 }
 
-TEST(LinuxBundle, TakesNoHarmFromAHostileFile) {
-  const test::TemporaryFolder folder;
+/// Files that hold no dictionary, or one that would cost too much.
+std::vector<std::pair<std::string, std::string>> hostileFiles() {
   std::vector<std::string> deep;  // arrays of one array each
   std::vector<std::string> wide;  // arrays of ten times the next: 10^40 elements in all
   for (int i = 1; i <= 100'000; ++i) deep.push_back("\xA1" + reference(i));
@@ -106,7 +106,7 @@ TEST(LinuxBundle, TakesNoHarmFromAHostileFile) {
   deep.emplace_back("\x08");
   wide.emplace_back("\x08");
   const std::string close = "<!-- </dict></key> -->";
-  const std::pair<const char*, std::string> cases[] = {
+  return {
       {"empty", ""},
       {"no plist", "Info"},
       {"a page", "<html><body>404</body></html>"},
@@ -125,10 +125,20 @@ TEST(LinuxBundle, TakesNoHarmFromAHostileFile) {
       {"binary, endless", binary({"\xAF\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"})},
       {"binary, head alone", "bplist00"},
   };
-  for (const auto& [name, text] : cases) {
+}
+
+TEST(LinuxBundle, TakesNoHarmFromAHostileFile) {
+  const test::TemporaryFolder folder;
+  for (const auto& [name, text] : hostileFiles()) {
     std::string error;
     EXPECT_EQ(read(folder, text, &error), "{}") << name;
     EXPECT_NE(error, "") << name;
+
+    folder.write("DeviceDisplayMap.plist", text);
+    error = "";
+    EXPECT_TRUE(LinuxBundle(folder.path(), "").propertyList("DeviceDisplayMap", &error).empty()) << name;
+    EXPECT_NE(error, "") << name;
+    EXPECT_TRUE(LinuxBundle(folder.path(), "").propertyList("DeviceDisplayMap", nullptr).empty()) << name;
   }
 
   // Not one byte of a sound file may be worth a crash.
@@ -158,6 +168,34 @@ TEST(LinuxBundle, DoesWithoutAFile) {
     LinuxBundle bundle(odd.path(), "fallback");
     EXPECT_EQ(bundle.bundleIdentifier(), "fallback");
     EXPECT_EQ(bundle.lastError(), "not a regular file");
+  }
+}
+
+TEST(LinuxBundle, ReadsAMapOfDevicesInBothForms) {
+  const std::string map = xml(R"(<dict>
+    <key>iPhone14,2</key><dict><key>size</key><real>6.06</real></dict>
+    <key>whole</key><dict><key>size</key><integer>6</integer></dict>
+    <key>text</key><dict><key>size</key><string>6</string></dict>
+    <key>none</key><dict/>
+    <key>no dictionary</key><real>6</real>
+    <key>data</key><dict><key>size</key><data>AAEC</data></dict>
+  </dict>)");
+  const test::TemporaryFolder folder;
+  for (const auto& text : {map, toBinary(map)}) {
+    folder.write("DeviceDisplayMap.plist", text);
+    LinuxBundle bundle(folder.path(), "");
+    std::string error = "before";
+    const auto sizes = bundle.propertyList("DeviceDisplayMap", &error);
+    EXPECT_EQ(error, "");
+    const auto size = [&](const char* model) { return sizes.dictionary(model).number("size"); };
+    EXPECT_EQ(size("iPhone14,2"), 6.06);
+    EXPECT_EQ(size("whole"), 6);
+    for (const char* model : {"text", "none", "no dictionary", "data", "unknown"}) EXPECT_EQ(size(model), 0) << model;
+
+    EXPECT_TRUE(bundle.propertyList("Other", &error).empty());
+    EXPECT_EQ(error, "") << "there is none";
+    std::filesystem::create_directory(folder.path("inner"));
+    EXPECT_TRUE(LinuxBundle(folder.path("inner"), "").propertyList("../DeviceDisplayMap", &error).empty());
   }
 }
 

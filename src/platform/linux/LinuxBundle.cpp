@@ -16,6 +16,11 @@ namespace {
 constexpr std::size_t kMaxPlist = 4 << 20;
 constexpr std::size_t kMaxResource = 8 << 20;
 
+/// False for what leads out of the folder.
+bool isName(const std::string& name) {
+  return !name.empty() && name != ".." && name.find_first_of(std::string_view("/\0", 2)) == name.npos;
+}
+
 Dictionary readPropertyList(const std::string& path, std::string& error) {
   const auto text = readFile(path, kMaxPlist, &error);
   auto object = text ? parseInfoPlist(*text, error) : std::nullopt;
@@ -34,13 +39,12 @@ std::string LinuxBundle::bundleIdentifier() {
 }
 
 std::optional<std::string> LinuxBundle::resource(const std::string& name) {
-  if (name.empty() || name == ".." || name.find_first_of(std::string_view("/\0", 2)) != name.npos) return std::nullopt;
-  return readFile(path(name), kMaxResource);
+  return isName(name) ? readFile(path(name), kMaxResource) : std::nullopt;
 }
 
 Dictionary LinuxBundle::propertyList(const std::string& name, std::string* error) {
   std::string why;
-  auto values = readPropertyList(path(name + ".plist"), why);
+  auto values = isName(name) ? readPropertyList(path(name + ".plist"), why) : Dictionary();
   if (error != nullptr) *error = std::move(why);
   return values;
 }

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <libsecret/secret.h>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "Mutex.h"
+
+namespace zul::platform {
+
+struct UnrefObject {
+  void operator()(gpointer object) const { g_object_unref(object); }
+};
+template <typename Object>
+using Ref = std::unique_ptr<Object, UnrefObject>;
+
+/// What the service, or the bus, answered instead of doing what it was asked.
+struct SecretFailure : std::runtime_error {
+  using runtime_error::runtime_error;
+};
+
+/// While one lives, the process outlives its shared connection to the session bus: GLib would end it together with the
+/// bus. Afterwards that is as the host had it. Any thread.
+class BusSurvival {
+ public:
+  explicit BusSurvival(GDBusConnection* connection);
+  ~BusSurvival();
+  BusSurvival(const BusSurvival&) = delete;
+  BusSurvival& operator=(const BusSurvival&) = delete;
+
+ private:
+  const Ref<GDBusConnection> connection_;
+  inline static Mutex mutex_;
+  inline static int users_ ZUL_GUARDED_BY(mutex_) = 0;
+  inline static bool exitsOnClose_ ZUL_GUARDED_BY(mutex_) = true;
+};
+
+/// One call of the keychain: the service on the session bus, from which what is asked is awaited
+/// until a deadline. One thread. Every operation throws SecretFailure.
+class SecretCall {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  explicit SecretCall(std::chrono::milliseconds patience);
+  ~SecretCall();
+  SecretCall(const SecretCall&) = delete;
+  SecretCall& operator=(const SecretCall&) = delete;
+
+  /// Connects, and finds the service.
+  SecretService* open();
+
+  /// Calls `start(cancellable, callback, data)`, which begins an asynchronous operation, and waits for its result. A
+  /// result that does not come in time is left to itself, since not every operation can be cancelled.
+  template <typename Start>
+  Ref<GAsyncResult> await(Start start) {
+    auto* const slot = new Slot;
+    start(cancellable_.get(), &SecretCall::note, slot);
+    return wait(slot);
+  }
+
+  /// Throws what `error` says, if there is one, and frees it.
+  static void check(GError* error);
+
+  bool isLate() const { return late_; }
+
+ private:
+  struct Slot {
+    Ref<GAsyncResult> result;
+    bool isAbandoned = false;  // then it is the callback's
+  };
+
+  static void note(GObject*, GAsyncResult* result, gpointer slot);
+  static gboolean expire(gpointer self);
+  Ref<GAsyncResult> wait(Slot* slot);
+
+  GMainContext* const context_;
+  const Ref<GCancellable> cancellable_;
+  GSource* const timer_;
+  bool late_ = false;
+  std::optional<BusSurvival> survival_;
+  Ref<SecretService> service_;
+};
+
+}  // namespace zul::platform

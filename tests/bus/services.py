@@ -117,11 +117,25 @@ def lock():
     secrets().Lock([secrets().ReadAlias("default", dbus_interface=SECRETS[2])], dbus_interface=SECRETS[2])
 
 
+def names():
+    return [name for name in mock(("org.freedesktop.DBus", "/org/freedesktop/DBus")).ListNames() if name[0] == ":"]
+
+
+def end(name):
+    """Freezes a service; says so, and ends the bus as soon as somebody else has come to it."""
+    freeze(name)
+    own = len(names())
+    print("done", flush=True)
+    while len(names()) <= own:
+        time.sleep(0.001)
+    stop("bus")
+
+
 def freeze(name):
     started[name].send_signal(signal.SIGSTOP)
 
 
-COMMANDS = {"network": network, "modem": modem, "keyring": keyring, "lock": lock, "stop": stop, "freeze": freeze}
+COMMANDS = {"network": network, "modem": modem, "keyring": keyring, "lock": lock, "stop": stop, "freeze": freeze, "end": end}
 
 if shutil.which("dbus-daemon") is None:
     sys.exit("missing: dbus-daemon")
@@ -131,6 +145,7 @@ with tempfile.TemporaryDirectory(prefix="zul bus ") as home:
         words = line.rstrip("\n").split("|")
         try:
             COMMANDS[words[0]](*words[1:])
-            print("done", flush=True)
+            if words[0] != "end":
+                print("done", flush=True)
         except Exception as error:  # pylint: disable=broad-except
             print("no:", error, flush=True)

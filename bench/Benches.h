@@ -20,6 +20,10 @@ void tabulateStoreBench(const Measurements& measurements, Workbench& workbench, 
 void registerUploadBench();
 void tabulateUploadBench(const Measurements& measurements, Table& table);
 
+/// The network clock.
+void registerClockBench();
+void tabulateClockBench(const Measurements& measurements, Table& table);
+
 /// The first call in a fresh process.
 void benchStartup(Table& table);
 

@@ -69,6 +69,9 @@ void registerStoreBench(Workbench& workbench, const std::string& folder) {
     record.clearInstance();
     benchmark::DoNotOptimize(record.sharedInstance());
   });
+  add("keychain uuid", [&runtime] { benchmark::DoNotOptimize(runtime.identifiers().getKeychainUUID()); });
+  add("idfa", [&runtime] { benchmark::DoNotOptimize(runtime.identifiers().getIdfa()); });
+  add("environment", [&record] { benchmark::DoNotOptimize(record.environment()); });
   add("payload", [&record] { benchmark::DoNotOptimize(sessionPayload(*record.sharedInstance(), {})); });
   add("text", [payload] { benchmark::DoNotOptimize(json::text(*payload)); });
 
@@ -85,6 +88,9 @@ void tabulateStoreBench(const Measurements& measurements, Workbench& workbench, 
   row("update of one document", "update", "one SQLite commit of the same bytes", "update, raw", Goal::ratioAtMost(1.5));
   row("snapshot read", "read", "a prepared SELECT", "read, raw", Goal::atMost(0.5));
   row("building the record", "record", "the JSON text of the payload", "text", {});
+  row("getKeychainUUID, from the keychain's file", "keychain uuid", "a prepared SELECT", "read, raw", {});
+  row("getIdfa, from the keychain's file", "idfa", "a prepared SELECT", "read, raw", {});
+  row("building an Environment", "environment", "a prepared SELECT", "read, raw", {});
   row("building the payload and its text", "payload", "the JSON text of the payload", "text", {});
   row("a new session's transition", "session", "one SQLite commit of the same bytes", "session, raw", {});
 

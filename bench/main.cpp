@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Benches.h"
+#include "zul/ZULSessionVersion.h"
 
 namespace {
 
@@ -37,13 +38,15 @@ void bench(const char* jsonFile) {
   benchStartup(table);
   std::cout << "events ..." << std::endl;
   benchEvents(collector, table);
-  std::cout << "store and upload bodies ..." << std::endl;
+  std::cout << "store, upload bodies and clock ..." << std::endl;
   registerStoreBench(workbench, folder.path());
   registerUploadBench();
+  registerClockBench();
   Measurements measurements;
   benchmark::RunSpecifiedBenchmarks(&measurements);
   tabulateStoreBench(measurements, workbench, table);
   tabulateUploadBench(measurements, table);
+  tabulateClockBench(measurements, table);
   benchmark::ClearRegisteredBenchmarks();
   std::cout << "throughput ..." << std::endl;
   benchThroughput(workbench, collector, table);
@@ -60,9 +63,13 @@ void bench(const char* jsonFile) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+    std::cout << "zul-bench " ZUL_VERSION_STRING "\n";
+    return 0;
+  }
   const bool wantsJson = argc == 3 && std::strcmp(argv[1], "--json") == 0;
   if (argc != 1 && !wantsJson) {
-    std::cerr << "usage: zul-bench [--json FILE]\n";
+    std::cerr << "usage: zul-bench [--json FILE | --version]\n";
     return 1;
   }
   chooseBenchmarkOptions();

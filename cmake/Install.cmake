@@ -56,7 +56,7 @@ if(TARGET zul_secret)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zul-secret.pc DESTINATION ${pkgconfig_dir})
 endif()
 
-foreach(program zul-collector zul-sim)
+foreach(program zul-collector zul-ntp zul-sim)
   if(TARGET ${program})
     install(TARGETS ${program} DESTINATION ${CMAKE_INSTALL_BINDIR})
   endif()

@@ -35,10 +35,11 @@ value on standard output, in one line unless a terminal is there to read it. The
 
 EOF
 transcript <<'EOF'
-# The day of the install, in Seoul.
+# The day of the install, in Seoul. The device's clock is two minutes slow, by the one time server that it asks.
 clock 2024-01-31T10:00:00 Asia/Seoul
 device {"model":"iPhone15,3","preferredLanguages":["ko-KR"],"countryCode":"KR"}
 config {"serviceNumber":1001,"useMode":1,"expireDate":30}
+ntp {"offset":"2m"}
 launch callback
 
 # The start-up takes five seconds; it ends with the first visit, and with the deferred callback.
@@ -49,6 +50,7 @@ show requests /#
 call getZULSessionInitYN
 expect "" true
 show document Behavior
+show clock
 show timers
 
 # A month later the network is away, and the clock has been set wrong by an hour.
@@ -67,7 +69,7 @@ call sendTransaction
 advance 1s
 show requests /5/body/#
 expect "" 2
-show clock
+show clock /time
 
 # A new process on the same store, and a collector that is too busy for the first upload.
 restart
@@ -104,6 +106,9 @@ cat <<'EOF'
   members of those names is given as `raw` text. Until the first `collector`, all requests are accepted.
 - **A fleet** has the time, the configuration and the answers of the device that asks for it, each of its devices from
   where the script stands; values and habits, the network among them, are its own.
+- **The network clock** is in `show clock` as `network` while a process runs: every association with its last eight
+  offsets, device minus server in seconds; `null` is an answer that was not fit. `state` tells the library of background,
+  foreground and significant time changes.
 - **The network.** A request fails at once while the network is `offline`, and when its answer would come; and after a
   minute of silence.
 - **`show requests`** tells what the library has asked since it was last shown, whether or not it got through. What is
@@ -118,6 +123,15 @@ cat <<'EOF'
 
 EOF
 table Value 'What it is' device
+cat <<'EOF'
+
+## Time servers
+
+A time server's clock goes on whatever becomes of the device's; `ntp` again, with another `offset`, is a step of it. The
+servers have the addresses 192.0.2.1, 192.0.2.2 and so on. Without `ntp`, or with `ntp none`, nobody is asked.
+
+EOF
+table Value 'What it is' ntp
 cat <<'EOF'
 
 ## Operations for `call`

@@ -16,7 +16,8 @@ touch "$record" "$log"
 port=0
 collector_id=
 host_id=
-trap 'kill $collector_id $host_id 2>/dev/null || true' EXIT
+ntp_id=
+trap 'kill $collector_id $host_id $ntp_id 2>/dev/null || true' EXIT
 
 fail() {
   printf '\nThe demo failed: %s\nWhat it left is in %s\n' "$*" "$folder" >&2
@@ -62,13 +63,17 @@ stop_collector() {
 
 # start_host [OPTIONS...]: returns when the library has started up; tell_host then commands it.
 start_host() {
+  launch_host "$@"
+  hear_host "initialized: yes"
+}
+
+launch_host() {
   coproc host {
     exec "$bin/example-host" --collector "http://127.0.0.1:$port" --bundle "$here/host" --data "$folder/data" \
       --events - --wait 0 "$@" 2>>"$log"
   }
   # shellcheck disable=SC2154
   host_id=$host_PID
-  hear_host "initialized: yes"
 }
 
 hear_host() {
@@ -157,6 +162,97 @@ both() { request upload 5 | jq -e --argjson waiting "$waiting" ".body | map(.SES
 check "two payloads in one upload, the one that waited first" both 'length == 2 and .[0] == $waiting and .[1].vtTz > .[0].vtTz'
 await "the empty queue" nothing_waits
 check "nothing waits any more" nothing_waits
+stop_host
+
+headline "6. A new installation on a machine whose clock is two minutes slow, by three time servers"
+servers=(127.0.0.2 127.0.0.3 127.0.0.4)
+"$bin/zul-ntp" --serve 120 --port 0 "${servers[@]}" >"$folder/ntp.out" &
+ntp_id=$!
+await "the time servers" grep -q '^serving at 127.0.0.4' "$folder/ntp.out"
+ntp_port=$(sed -n '1s/.* //p' "$folder/ntp.out")
+store=$folder/data2/ZULLocalDB.sqlite
+log=$folder/library2.log
+touch "$log"
+text "zul-ntp asks them as the library does: the arrow turns up when a server has answered and is trusted."
+timeout 4 "$bin/zul-ntp" --port "$ntp_port" --every 1.2 "${servers[@]}" 2>>"$folder/ntp.log" | sed 's/^/   /' || true
+started=$(date +%s)
+start_host --data "$folder/data2" --ntp-port "$ntp_port" $(printf -- '--ntp %s ' "${servers[@]}")
+await "the first visit" answered 1
+text "" "The library, meanwhile: the associations are set up, the first trustworthy answer is announced and used."
+grep -E 'Time sync finished|the host hears|time sync done' "$log" | wrapped
+for line in 'Time sync finished' 'the host hears kNHNetworkTimeSyncCompleteNotification' 'time sync done'; do
+  check "\"$line\"" grep -q "$line" "$log"
+done
+install=$(query "SELECT body FROM documents WHERE id = 'Install'")
+text "" "$(printf '%-22s %s' "started, by the machine" "$started")" "Install                $install"
+text "$(printf '%-22s %s' "first payload" "$(session 6 | jq -c '{installTime, vtTz}')")"
+corrected() { jq -e --argjson started "$started" "(. / 1000 - \$started - 120) | . > 0 and . < 20"; }
+check "the install time is two minutes later than the machine's" corrected <<<"$(jq .installTime <<<"$install")"
+check "so is the visit's time stamp" corrected <<<"$(session 6 | jq .vtTz)"
+check "the offset is kept with it" jq -e '.timeOffset | . > 119900 and . < 120100' <<<"$install"
+stop_host
+kill "$ntp_id"
+wait "$ntp_id" || true
+ntp_id=
+
+headline "7. Another installation, whose application asks the user for consent to tracking"
+store=$folder/data3/ZULLocalDB.sqlite
+log=$folder/library3.log
+touch "$log"
+mkdir "$folder/asking"
+sed 's|<key>useMode</key>|<key>ATTPopup</key><true/>&|; s|<key>zulAuth|<key>FacebookAppID</key><string>4711</string>&|' \
+  "$here/host/Info.plist" >"$folder/asking/Info.plist"
+start_asking() { launch_host --bundle "$folder/asking" --data "$folder/data3" "$@"; }
+# columns TITLE... -- KEY...: the last uploads' sessions beside each other, a key a line.
+columns() {
+  local titles=() first n
+  while [[ $1 != -- ]]; do titles+=("$1") && shift; done
+  shift
+  first=$((uploads - ${#titles[@]} + 1))
+  printf '   %-13s' "" && printf '%-38s' "${titles[@]}" && echo
+  for key; do
+    printf '   %-13s' "$key"
+    for ((n = first; n <= uploads; ++n)); do printf '%-38s' "$(session "$n" | jq -r ".$key // \"-\"")"; done
+    echo
+  done
+}
+uploads=6
+start_asking
+hear_host "initialized: no"
+text "The application waits for the answer, and so does the start-up: nothing is sent." ""
+check "no request yet" [ "$(request upload $((uploads + 1)))" = "" ]
+tell_host "allow AAAAAAAA-0000-4000-8000-000000000001"
+tell_host started
+await "the first visit" answered 1
+tell_host "status 2"
+tell_host event
+await "the event" answered 2
+uploads=8
+columns "allowed" "withdrawn in the settings" -- lng cntr tz sr phone cari advtId keychainUUID | sed "s| *\$||"
+consent() { jq -se "$1" <(session 7) <(session 8); }
+check "allowed, the device may be described" consent '.[0] | .lng != "ANP" and .tz != "ANP" and .phone != "ANP"'
+check "withdrawn, what could tell it or its place apart is left out" consent \
+  '.[1] | [.lng, .cntr, .tz, .sr, .phone, .cari] | all(. == "ANP")'
+stop_host
+
+text "" "The user resets the advertising identifier, and an hour later installs the application anew:"
+start_asking --later 3600 --advertising BBBBBBBB-0000-4000-8000-000000000002
+hear_host "initialized: yes"
+await "the visit with another identifier" answered 3
+stop_host
+rm -r "$folder/data3"
+start_asking --later 7200 --advertising BBBBBBBB-0000-4000-8000-000000000002
+hear_host "initialized: no"
+tell_host deny
+tell_host started
+await "the visit after the reinstall" answered 4
+uploads=10
+columns "another identifier" "installed anew" -- advtId aidChange keychainUUID uuid ltvt | sed "s| *\$||"
+check "another identifier makes this another device" jq -se '.[0].keychainUUID != .[1].keychainUUID' \
+  <(session 7) <(session 9)
+devices() { jq -se "$1" <(session 9) <(session 10); }
+check "the keychain outlives the application's data" devices '.[0].keychainUUID == .[1].keychainUUID'
+check "the installation is another" devices '.[0].uuid != .[1].uuid and .[1].ltvt == 1'
 stop_host
 stop_collector
 

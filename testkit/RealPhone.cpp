@@ -92,7 +92,7 @@ collector::RequestPtr upload(const collector::DevCollector& collector, const std
   return collector.waitFor(
       [&](const collector::RecordedRequest& request) {
         return request.endpoint == collector::Endpoint::upload && request.good() &&
-               eventNames(request.body.as_array()) == events;
+               eventNames(request.body().as_array()) == events;
       },
       std::chrono::seconds(20));
 }

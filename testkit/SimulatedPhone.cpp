@@ -40,11 +40,29 @@ void SimulatedPhone::configure(const std::string& zulAuthorizationKey) const {
   sim.bundle->info.set("zulAuthorizationKey", *Dictionary::fromJson(zulAuthorizationKey));
 }
 
+void SimulatedPhone::setTimeServers(std::vector<PlacedTimeServer> servers) {
+  constexpr const char* kName = "time.test";
+  sim.network->clear();
+  std::vector<std::string> addresses;
+  for (const auto& placed : servers) {
+    const double ahead = sim.clock->now() - sim.dispatcher->now() + placed.ahead;
+    const auto server = std::make_shared<TimeServer>(placed.server);
+    sim.network->setServer(placed.address, placed.path, [server, ahead, &dispatcher = *sim.dispatcher](auto question) {
+      return server->answer(question, dispatcher.now() + ahead);
+    });
+    addresses.push_back(placed.address);
+  }
+  if (!addresses.empty()) sim.network->setHost(kName, std::move(addresses));
+  deployment.ntpHosts = {kName};
+  timeServers_ = std::move(servers);
+}
+
 Runtime& SimulatedPhone::process() {
   if (!runtime_) {
     auto platform = sim.platform();
     platform.deployment = deployment;
     platform.log = log;
+    if (adapt) adapt(platform);
     runtime_ = std::make_unique<Runtime>(std::move(platform));
     launched_ = false;
   }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "SimulatedPlatform.h"
+#include "TimeServer.h"
 #include "zul/Application.h"
 #include "zul/Dictionary.h"
 
@@ -51,6 +52,17 @@ class SimulatedPhone {
 
   /// The service's settings in the application's Info.plist, as JSON.
   void configure(const std::string& zulAuthorizationKey) const;
+
+  /// A time server, whose clock goes on whatever becomes of the device's.
+  struct PlacedTimeServer {
+    std::string address;
+    double ahead = 0;  ///< seconds that its clock is ahead of the device's when it is placed
+    platform::SimulatedNetwork::Path path{};
+    TimeServer server{};
+  };
+  /// There are these time servers from now on, all under the one name that the library knows.
+  void setTimeServers(std::vector<PlacedTimeServer> servers);
+  const std::vector<PlacedTimeServer>& timeServers() const { return timeServers_; }
 
   /// The library in the process, which begins when it is first asked for.
   Runtime& process();
@@ -95,10 +107,12 @@ class SimulatedPhone {
   platform::SimulatedPlatform sim;
   Deployment deployment;
   std::shared_ptr<platform::LogSink> log;  ///< where the library's log lines go; sim.log at first
+  std::function<void(Platform&)> adapt;    ///< changes what the next process gets
 
  private:
   std::unique_ptr<Runtime> runtime_;
   bool launched_ = false;
+  std::vector<PlacedTimeServer> timeServers_;
 };
 
 /// What a payload says of its session.

@@ -4,9 +4,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "zul/Deployment.h"
+#include "zul/Dictionary.h"
 #include "zul/Export.h"
+#include "zul/LogLevel.h"
 #include "zul/platform/Device.h"
 
 namespace zul {
@@ -16,11 +19,14 @@ class Bundle;
 class Clock;
 class Dispatcher;
 class DocumentStore;
+class HostResolver;
 class HttpClient;
 class Keychain;
 class LifeCycle;
 class LogSink;
+class NotificationCenter;
 class Reachability;
+class UdpSockets;
 class UserDefaults;
 }  // namespace platform
 
@@ -38,7 +44,15 @@ struct ZUL_EXPORT Platform {
   std::shared_ptr<platform::Keychain> keychain;
   std::shared_ptr<platform::LogSink> log;
   std::shared_ptr<platform::LifeCycle> lifeCycle;
+  std::shared_ptr<platform::NotificationCenter> notifications;
+  std::shared_ptr<platform::HostResolver> resolver;
+  std::shared_ptr<platform::UdpSockets> udp;
   Deployment deployment;
+
+  // How the library treats its host; see LinuxOptions, which has the same and says more.
+  LogLevel logLevel = LogLevel::debug;
+  bool waitInBackground = false;
+  bool deferredCallbackOnMain = false;
 
   /// Calls `visit(name, member)` for each piece.
   template <typename Visit>
@@ -54,6 +68,9 @@ struct ZUL_EXPORT Platform {
     visit("keychain", &Platform::keychain);
     visit("log", &Platform::log);
     visit("lifeCycle", &Platform::lifeCycle);
+    visit("notifications", &Platform::notifications);
+    visit("resolver", &Platform::resolver);
+    visit("udp", &Platform::udp);
   }
 };
 
@@ -64,12 +81,17 @@ struct ZUL_EXPORT LinuxOptions {
     double scale = 1;   ///< pixels a point
   };
 
-  /// Names the data folder and stands for the bundle identifier when the Info.plist has none. What comes before its
-  /// last dot names the vendor, whose applications share a vendor identifier. Empty: the name of the executable.
+  /// Who the application is: names the data folder and stands for the bundle identifier when the Info.plist has none.
+  /// What comes before its last dot names the vendor, whose applications share a vendor identifier. Empty: the name of
+  /// the executable, so that another program of that name shares the folder, and a renamed one is a new installation.
   std::string applicationId;
 
   /// The folder with Info.plist and the resources. Empty: the folder of the executable.
   std::string bundleFolder;
+
+  /// The Info.plist given in code: {"zulAuthorizationKey": {"serviceNumber": 1001, "useMode": 1, ...}}, with whatever
+  /// else it would have. Unless it is empty no file is read for it.
+  Dictionary info;
 
   /// The folder for the store. Empty: $XDG_DATA_HOME/<applicationId>, or ~/.local/share/<applicationId>.
   std::string dataFolder;
@@ -88,6 +110,23 @@ struct ZUL_EXPORT LinuxOptions {
   /// Hands a task to the host's own event loop, which then is the main queue. Empty: the main queue is a
   /// thread of the library's own.
   std::function<void(std::function<void()>)> mainLoop;
+
+  /// The deferred callback runs on the main queue instead of on whatever thread an upload ended on.
+  bool deferredCallbackOnMain = false;
+
+  /// No thread of the host's waits for a service: the app store is asked in the background, as early as can be, and
+  /// what is built before it has answered goes without "appId"; getAttributedInfo waits in the background, and only its
+  /// callback runs on the main queue. False: the one waits up to 60 seconds on the thread that needs the answer first,
+  /// the other 10 seconds on the main queue.
+  bool waitInBackground = false;
+
+  /// The library's lines below it are not written: there are many, and they quote payloads in full. What a host prints
+  /// with ZULDebugger has no level.
+  LogLevel logLevel = LogLevel::debug;
+
+  /// Takes the log lines, each with its line feed, from any thread, the host's own among them; it must not call the
+  /// library, and what it throws is dropped. Empty: they go to standard error.
+  std::function<void(std::string_view line)> logTarget;
 };
 
 /// The Linux pieces for one application. Nothing is opened or started before the first use.

@@ -31,14 +31,21 @@ class ZUL_EXPORT ZULSession {
   using DeferredCallback = std::function<void()>;
   using Text = std::optional<std::string>;
 
-  /// Replaces the platform, or pieces of it: pieces left null are the Linux ones. To be called before anything
-  /// else; false, and without effect, once the library is in use.
+  /// Says who the application is, and replaces the platform or pieces of it: pieces left null are the Linux ones. To be
+  /// called before anything else; false, and without effect but for a line in the log, once the library is in use.
+  ///
+  /// Without it, as with an empty LinuxOptions::applicationId, the executable's name is the application's identity and
+  /// names its data folder: every program of that name shares the visits, and a renamed one is a new installation. The
+  /// log says so once.
   static bool setPlatform(Platform platform) noexcept;
 
   static void initialization(const LaunchOptions& launchOptions, const Application& application) noexcept;
 
-  /// `callback` is called once in a process, in the background, when the first upload is over; getDeferredUrl
+  /// `callback` is called once in a process, when the first upload is over, whatever became of it; getDeferredUrl
   /// then tells the deferred deep link, if there is one. Null registers none.
+  ///
+  /// It runs on a background thread of the library's, beside the host's own. LinuxOptions::deferredCallbackOnMain has
+  /// it run on the main queue, which with LinuxOptions::mainLoop is the host's loop.
   static void initializationForDeferredCallback(const LaunchOptions& launchOptions, const Application& application,
                                                 DeferredCallback callback) noexcept;
 
@@ -51,8 +58,20 @@ class ZUL_EXPORT ZULSession {
 
   /// Reports an event: the session payload as it stands now is stored and sent behind what is still queued.
   /// Once it returns, the payload survives the death of the process. Before the start-up has completed it
-  /// sends nothing; and a process that released or blocked the events recorded before then sends those in the
-  /// place of its own.
+  /// sends nothing.
+  ///
+  /// The first event of a process without a stored application id, and the first of each session until one is stored,
+  /// asks the app store for it on this thread, for up to 60 seconds where that does not answer; getSessionData does so,
+  /// too. LinuxOptions::waitInBackground has it asked in the background, as early as can be.
+  ///
+  /// For whoever counts: a visit is a distinct pair of "uuid" and "vtTz", and a day's users are its distinct "uuid"s.
+  /// - The daily flag "isDf" does not count them: from the second day on, a day's second visit is marked "Y" again.
+  /// - A process whose start-up found recorded early events sends those, from one second later until it ends, at each
+  ///   event in the place of the event's own payload, every time anew and with the "sid" and "vtTz" of the visit that
+  ///   the event belongs to. Pairs of "uuid" and "vtTz" stay right, sums over payloads do not.
+  /// - A process that has blocked them (setBlockingLogEventCallBeforeSdkInitComplete) sends nothing in that place. Of
+  /// it
+  ///   the collector sees the visit with which its start-up may begin, and neither its events nor its further visits.
   static void sendTransaction() noexcept;
 
   static void setUser(const User& user) noexcept;
@@ -71,16 +90,21 @@ class ZUL_EXPORT ZULSession {
   /// 0 not determined, 1 restricted, 2 denied, 3 authorized.
   static void setATTAuthorizationStatus(std::int64_t status) noexcept;
 
-  /// The session payload, built anew from the present state; empty until the service's "useMode" is known.
+  /// The session payload, built anew from the present state; empty until the service's "useMode" is known. Like
+  /// sendTransaction it may ask the app store on this thread, for up to 60 seconds.
   static Dictionary getSessionData() noexcept;
   /// True once the start-up has completed with an access token.
   static bool getZULSessionInitYN() noexcept;
-  /// True when the next event begins a new session.
+  /// True when the next event begins a new session, that is a visit: 30 minutes after the last accepted upload, or the
+  /// last beginning of a session.
   static bool checkNewSession() noexcept;
 
   /// Calls `callback` once, on the main queue: with the attribution as soon as there is one, looking first
   /// after 5 seconds and then every second, or with an empty dictionary about 15 seconds after this call.
-  /// The waiting blocks the main queue.
+  ///
+  /// From the first look on, the waiting blocks the main queue, for up to 10 seconds: with LinuxOptions::mainLoop that
+  /// is the host's loop, else a thread of the library's own. LinuxOptions::waitInBackground has the library wait
+  /// elsewhere, so that the main queue runs the callback alone.
   static void getAttributedInfo(std::function<void(const Dictionary&)> callback) noexcept;
 
   /// Marks the payloads as coming from a development build ("buildMode" "dev"). Log output is another thing.
@@ -89,7 +113,8 @@ class ZUL_EXPORT ZULSession {
   /// The application's own deep link out of an attribution link; empty when it has none.
   static std::string parseAttributionLinkToGetDeeplinkUrl(const Text& link) noexcept;
 
-  /// True drops the events recorded before the start-up completes instead of sending them.
+  /// True drops the events recorded before the start-up completes instead of sending them, and with them all that this
+  /// process would have sent afterwards: see sendTransaction. The start-up's completion sets it back to false.
   static void setBlockingLogEventCallBeforeSdkInitComplete(bool blocking) noexcept;
   static bool getBlockingLogEventCallBeforeSdkInitComplete() noexcept;
 

@@ -23,7 +23,11 @@ void DeferredLinkManager::callDeferredLinkCallback() {
     log_.debug("This event is not install on callDeferredLinkCallback function.", ZUL_HERE);
   } else {
     log_.debug("callDeferredLinkCallback function executed successfully.", ZUL_HERE);
-    (*callback)();
+    if (deliver_) {
+      deliver_([callback] { (*callback)(); });
+    } else {
+      (*callback)();
+    }
   }
 }
 

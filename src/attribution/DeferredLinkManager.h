@@ -11,10 +11,15 @@
 namespace zul {
 
 /// Keeps the deferred deep link and the host's callback, and calls the latter once in a process. Any thread
-/// may call it; the callback runs on the thread of the upload's completion, without a lock.
+/// may call it; the callback runs on the thread of the upload's completion, or where `deliver` calls it, without a
+/// lock.
 class DeferredLinkManager {
  public:
-  explicit DeferredLinkManager(Log log) : log_(std::move(log)) {}
+  using Callback = std::function<void()>;
+  using Deliver = std::function<void(Callback)>;
+
+  explicit DeferredLinkManager(Log log, Deliver deliver = nullptr)
+      : log_(std::move(log)), deliver_(std::move(deliver)) {}
 
   void setDeferredLinkCallback(std::function<void()> callback);
   void callDeferredLinkCallback();
@@ -24,6 +29,7 @@ class DeferredLinkManager {
 
  private:
   const Log log_;
+  const Deliver deliver_;
   mutable Mutex mutex_;
   std::shared_ptr<const std::function<void()>> deferredLinkCallback_ ZUL_GUARDED_BY(mutex_);
   bool didCallbackExecute_ ZUL_GUARDED_BY(mutex_) = false;

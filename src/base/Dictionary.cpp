@@ -5,6 +5,7 @@
 #include <boost/json/value.hpp>
 
 #include "Json.h"
+#include "Leaked.h"
 
 namespace zul {
 
@@ -13,8 +14,8 @@ struct Dictionary::Object {
 };
 
 const boost::json::object& DictionaryAccess::object(const Dictionary& dictionary) noexcept {
-  static const auto* const kEmpty = new boost::json::object;  // leaked: the host may exit while it is read
-  return dictionary.object_ ? dictionary.object_->members : *kEmpty;
+  static const Leaked<boost::json::object> kEmpty;
+  return dictionary.object_ ? dictionary.object_->members : kEmpty.value();
 }
 
 Dictionary DictionaryAccess::wrap(boost::json::object object) {
@@ -118,7 +119,7 @@ void Dictionary::remove(std::string_view key) {
 }
 
 bool Dictionary::equal(const Dictionary& a, const Dictionary& b) noexcept {
-  return DictionaryAccess::object(a) == DictionaryAccess::object(b);
+  return json::equal(DictionaryAccess::object(a), DictionaryAccess::object(b));
 }
 
 }  // namespace zul

@@ -10,20 +10,21 @@
 
 namespace zul {
 
-Log::Log(std::shared_ptr<platform::Clock> clock, std::shared_ptr<platform::LogSink> sink)
-    : clock_(std::move(clock)), sink_(std::move(sink)) {}
+Log::Log(std::shared_ptr<platform::Clock> clock, std::shared_ptr<platform::LogSink> sink, LogLevel level)
+    : clock_(std::move(clock)), sink_(std::move(sink)), level_(level) {}
 
 void Log::debug(std::string_view message, const CallSite& where) const noexcept {
-  line("QuorLog / D", message, where);
+  line(LogLevel::debug, "QuorLog / D", message, where);
 }
 void Log::info(std::string_view message, const CallSite& where) const noexcept {
-  line("QuorLog / I", message, where);
+  line(LogLevel::info, "QuorLog / I", message, where);
 }
 void Log::error(std::string_view message, const CallSite& where) const noexcept {
-  line("QuorLog / E", message, where);
+  line(LogLevel::error, "QuorLog / E", message, where);
 }
 
-void Log::line(std::string_view tag, std::string_view message, const CallSite& where) const noexcept {
+void Log::line(LogLevel level, std::string_view tag, std::string_view message, const CallSite& where) const noexcept {
+  if (level < level_) return;
   try {
     const auto time = clock_->civil(clock_->now());
     sink_->write(fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02} | {} | {}( {} ) | {}\n", time.year, time.month,

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "Here.h"
+#include "zul/LogLevel.h"
 
 namespace zul {
 
@@ -13,10 +14,11 @@ class LogSink;
 }  // namespace platform
 
 /// The library's log line: "time | tag | method( line ) | message", whole in one write to the sink. Any
-/// thread may call it; it takes no lock and never throws. Nothing is filtered. `where` is ZUL_HERE.
+/// thread may call it; it takes no lock and never throws. Lines below `level` are left out. `where` is ZUL_HERE.
 class Log {
  public:
-  Log(std::shared_ptr<platform::Clock> clock, std::shared_ptr<platform::LogSink> sink);
+  Log(std::shared_ptr<platform::Clock> clock, std::shared_ptr<platform::LogSink> sink,
+      LogLevel level = LogLevel::debug);
 
   void debug(std::string_view message, const CallSite& where) const noexcept;
   void info(std::string_view message, const CallSite& where) const noexcept;
@@ -34,11 +36,12 @@ class Log {
   }
 
  private:
-  void line(std::string_view tag, std::string_view message, const CallSite& where) const noexcept;
+  void line(LogLevel level, std::string_view tag, std::string_view message, const CallSite& where) const noexcept;
   void caught(const CallSite& where) const noexcept;
 
   std::shared_ptr<platform::Clock> clock_;
   std::shared_ptr<platform::LogSink> sink_;
+  LogLevel level_;
 };
 
 }  // namespace zul

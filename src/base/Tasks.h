@@ -35,6 +35,8 @@ class Tasks {
   [[nodiscard]] SerialTasks serial() const;
   /// Blocks the calling thread for `seconds`; the other queues go on.
   void sleep(double seconds) const;
+  /// Whether the caller is a task of the main queue.
+  static bool isOnMain() noexcept;
 
  private:
   std::shared_ptr<platform::Dispatcher> dispatcher_;

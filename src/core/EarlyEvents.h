@@ -20,7 +20,9 @@ class EarlyEvents {
   bool load();
 
   /// From now on every send of this process carries these payloads instead of its own, and never stops to: that is
-  /// what the collector has been told to expect.
+  /// what the collector has been told to expect. Whoever counts sees them once for each event, each time in the visit
+  /// ("sid", "vtTz") of that event; where there are none, the events and visits of the rest of this process are
+  /// missing.
   void setExceptionDataSend() { exceptionDataSend_ = true; }
   bool exceptionDataSend() const { return exceptionDataSend_; }
 

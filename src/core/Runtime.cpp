@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 #include "Tracker.h"
 #include "zul/platform/Dispatcher.h"
@@ -21,9 +22,11 @@ struct Process {
   std::atomic<Runtime*> runtime{nullptr};
 };
 
-Process& theProcess() {
-  static auto* const process = new Process;
-  return *process;
+static_assert(std::is_trivially_destructible_v<Process>);
+
+Process& theProcess() noexcept {
+  static Process process;
+  return process;
 }
 
 Platform complete(Platform platform) {
@@ -42,17 +45,35 @@ void stopAtExit() {
 
 Runtime::Runtime(Platform platform)
     : platform_(complete(std::move(platform))),
-      log_(platform_.clock, platform_.log),
+      log_(platform_.clock, platform_.log, platform_.logLevel),
       tasks_(platform_.dispatcher, log_),
-      networkClock_(platform_.clock, *platform_.lifeCycle),
-      util_(platform_.clock, networkClock_),
+      networkClock_(std::make_shared<NHNetworkClock>(platform_, tasks_, log_)),
+      util_(platform_.clock, *networkClock_),
       reachability_(platform_.reachability, platform_.deployment),
       db_(platform_.store, tasks_, log_),
-      identifiers_(db_, platform_.device, platform_.bundle, platform_.http, platform_.deployment, log_),
+      identifiers_({&db_, platform_.device, platform_.keychain, platform_.bundle, platform_.http}, platform_.deployment,
+                   log_, background()),
       record_(db_, identifiers_, {&db_, platform_.device, platform_.clock, platform_.bundle, &reachability_},
               platform_.deployment, log_),
       attribution_(db_),
-      deferredLinks_(log_) {}
+      deferredLinks_(log_, deferredDelivery()) {}
+
+std::optional<Identifiers::Background> Runtime::background() {
+  if (!platform_.waitInBackground) return std::nullopt;
+  return Identifiers::Background{tasks_, [this] { record_.show<&SessionJson::appId>(); }};
+}
+
+DeferredLinkManager::Deliver Runtime::deferredDelivery() {
+  if (!platform_.deferredCallbackOnMain) return nullptr;
+  return [this](std::function<void()> callback) {
+    tasks_.async(
+        Tasks::Queue::main,
+        [this, callback = std::move(callback)] {
+          if (!stopping_) callback();
+        },
+        ZUL_HERE);
+  };
+}
 
 Runtime::~Runtime() {
   stop();
@@ -99,14 +120,21 @@ Tracker& Runtime::tracker() {
   bool made = false;
   std::call_once(trackerOnce_, [&] {
     tracker_ = std::make_unique<Tracker>(TrackerServices{
-        tasks_, platform_.http, platform_.bundle, platform_.deployment, db_, record_, util_, reachability_,
-        networkClock_, attribution_, deferredLinks_, webView_, debugMode_, stopping_, log_});
+        tasks_, platform_.http, platform_.bundle, platform_.deployment, db_, identifiers_, record_, util_,
+        reachability_, *networkClock_, attribution_, deferredLinks_, webView_, debugMode_, stopping_, log_});
     madeTracker_ = tracker_.get();
     made = true;
   });
   // Outside, since it calls host code, which may call back.
-  if (made) log_.guard([this] { tracker_->announce(); }, ZUL_HERE);
+  if (made) {
+    log_.guard([this] { tracker_->announce(); }, ZUL_HERE);
+    log_.guard([this] { identifiers_.lookUpEarly(); }, ZUL_HERE);
+  }
   return *madeTracker_;
+}
+
+NHNetworkClock& NHNetworkClock::sharedNetworkClock() {
+  return Runtime::process().networkClock();
 }
 
 Tracker& Tracker::sharedInstance() {

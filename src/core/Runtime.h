@@ -3,6 +3,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "AttributionResult.h"
 #include "DeferredLinkManager.h"
@@ -54,17 +55,21 @@ class Runtime {
   const Log& log() const { return log_; }
   const Tasks& tasks() const { return tasks_; }
   LocalDB& db() { return db_; }
+  Identifiers& identifiers() { return identifiers_; }
   SessionRecord& record() { return record_; }
-  NHNetworkClock& networkClock() { return networkClock_; }
+  NHNetworkClock& networkClock() { return *networkClock_; }
   DeferredLinkManager& deferredLinks() { return deferredLinks_; }
   CustomWKWebViewConfiguration& webView() { return webView_; }
   std::atomic<int>& debugMode() { return debugMode_; }
 
  private:
+  std::optional<Identifiers::Background> background();
+  DeferredLinkManager::Deliver deferredDelivery();
+
   const Platform platform_;
   const Log log_;
   const Tasks tasks_;
-  NHNetworkClock networkClock_;
+  const std::shared_ptr<NHNetworkClock> networkClock_;  // a look-up may outlast the Runtime
   const ZULUtil util_;
   const ZULReachability reachability_;
   LocalDB db_;

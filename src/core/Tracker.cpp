@@ -5,6 +5,7 @@
 #include "Keys.h"
 #include "LocalDB.h"
 #include "SessionRecord.h"
+#include "Settings.h"
 #include "ZULUtil.h"
 #include "zul/CustomWKWebViewConfiguration.h"
 #include "zul/platform/Bundle.h"
@@ -13,12 +14,22 @@ namespace zul {
 
 using namespace keys;
 
+namespace {
+
+// An id of digits is easily written as a number.
+std::optional<std::string> textOrNumber(const Dictionary& dictionary, std::string_view key) {
+  const auto number = dictionary.integer(key);
+  return number != 0 ? std::to_string(number) : dictionary.string(key);
+}
+
+}  // namespace
+
 Tracker::Tracker(TrackerServices services)
     : services_(std::move(services)),
       log_(services_.log),
       info_(services_.bundle->infoDictionary()),
       zulAuthorizationKey_(info_.dictionary("zulAuthorizationKey")),
-      facebookAppIdCheck_(info_.string("FacebookAppID")),
+      facebookAppIdCheck_(textOrNumber(info_, "FacebookAppID")),
       useMode_(zulAuthorizationKey_.integer("useMode")),
       serviceNumber_(zulAuthorizationKey_.integer("serviceNumber")),
       sessionController_(services_.db, services_.record, services_.util, log_),
@@ -48,14 +59,14 @@ void Tracker::announce() {
         "with  '[[WKWebViewConfiguration alloc] init]'",
         ZUL_HERE);
   }
+  if (const auto remark = services_.bundle->remark(); !remark.empty()) log_.info(remark, ZUL_HERE);
+  const auto infoName = services_.bundle->infoName();
   if (const auto error = services_.bundle->lastError(); !error.empty()) {
-    log_.error("Info.plist: " + error, ZUL_HERE);
+    log_.error("Cannot use " + infoName + ": " + error, ZUL_HERE);
   } else if (zulAuthorizationKey_.empty()) {
-    log_.error("The Info.plist has no dictionary \"zulAuthorizationKey\": nothing will be reported.", ZUL_HERE);
-  } else if (useMode_ < 1 || useMode_ > 3) {
-    log_.error("\"useMode\" of \"zulAuthorizationKey\" is none of the integers 1, 2 and 3: payloads will be empty. " +
-                   zulAuthorizationKey_.json(),
-               ZUL_HERE);
+    log_.error("Nothing will be reported: there is no dictionary \"zulAuthorizationKey\" in " + infoName, ZUL_HERE);
+  } else {
+    for (const auto& problem : settingsProblems(zulAuthorizationKey_)) log_.error(problem, ZUL_HERE);
   }
 }
 
@@ -106,6 +117,7 @@ UploadQueue::Owner Tracker::uploadOwner() {
           [this] {
             if (!services_.stopping) services_.deferredLinks.callDeferredLinkCallback();
           },
+      .now = [this] { return services_.util.currentTimeSec(); },
   };
 }
 

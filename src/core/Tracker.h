@@ -24,6 +24,7 @@ namespace zul {
 
 class AttributionResult;
 class DeferredLinkManager;
+class Identifiers;
 class LocalDB;
 class NHNetworkClock;
 class SessionRecord;
@@ -42,6 +43,7 @@ struct TrackerServices {
   std::shared_ptr<platform::Bundle> bundle;
   const Deployment& deployment;
   LocalDB& db;
+  Identifiers& identifiers;
   SessionRecord& record;
   const ZULUtil& util;
   const ZULReachability& reachability;
@@ -94,6 +96,23 @@ class Tracker {
   /// A parallel variant of the start-up, at the disposal of hosts that reach for it; nothing here calls it.
   void asyncMultiTask(const std::optional<std::string>& authToken);
   void doAyncTask(int index, const std::optional<std::string>& authToken, const std::function<void()>& block);
+
+  // ---- consent to tracking (TrackerConsent.cpp). What is told before the stored state can be read is kept until then
+
+  /// The user allowed it. The first answer of an installation says which advertising identifier ("" for none) it had;
+  /// another one than before makes this a new device.
+  void setIDFA(const std::string& identifier);
+  /// Compares the advertising identifier with the one that was seen last, takes it over and stores that the user has
+  /// answered.
+  void checkIDFAChange(const std::string& identifier);
+  /// The user declined. The status is told apart, by `setATTAuthorizationStatus`.
+  void denyATT();
+  /// Stores the status as the platform numbers it: 0 not determined, 1 restricted, 2 denied, 3 authorized. The current
+  /// record shows at once what may now be read of the device, or may not any more.
+  void setATTAuthorizationStatus(std::int64_t status);
+
+  /// Whether positioning is on, as the host tells: the record's "gps".
+  void setGpsIsOn(const std::optional<std::string>& gps);
 
   // ---- timer and sessions (TrackerSession.cpp)
 
@@ -151,6 +170,7 @@ class Tracker {
   };
 
   bool mustWaitForStore();
+  bool trackingAnswered();
   void initAgain();
   void start(const Launch& launchOptions);
   void shortStart();
@@ -199,6 +219,7 @@ class Tracker {
   std::atomic<bool> firstExcute_{false};
   std::atomic<bool> blockingLogEventCallBeforeInit_{false};
   std::atomic<bool> toldUploadProblem_{false};
+  std::atomic<bool> toldEarlyEvent_{false};
 
   Mutex mutex_;
   Launch launchOptions_ ZUL_GUARDED_BY(mutex_);

@@ -144,7 +144,11 @@ void Tracker::createEntireJson() {
 
 void Tracker::wrapAndSend(const Payload& session, bool initialized) {
   payloads_.setEntireJson(initialized ? session : nullptr);
-  if (initialized) upload(session);
+  if (initialized) {
+    upload(session);
+  } else if (!toldEarlyEvent_.exchange(true)) {
+    log_.info("The start-up has not completed: this event is not sent, nor is any until it has.", ZUL_HERE);
+  }
 }
 
 void Tracker::sendToServerWithPageYN(bool) {

@@ -98,7 +98,7 @@ void Tracker::start(const Launch& launchOptions) {
 
 bool Tracker::mustWaitForTrackingAnswer() {
   if (!zulAuthorizationKey_.boolean("ATTPopup")) return false;
-  if (services_.db.documentWithID(identify::kDocument).stringForKey(identify::kAttPopupDone) == "Y") return false;
+  if (trackingAnswered()) return false;
   if (facebookAppIdCheck_.value_or("").empty()) return false;
   const MutexLock lock(mutex_);
   return ATTAlertCheked_ == kNoAnswer;
@@ -166,6 +166,7 @@ void Tracker::completeStart() {
         "Because the BlockingLogEventCallBeforeSdkInitComplete value is YES , the entireExceptionData was ignored.",
         ZUL_HERE);
     earlyEvents_.setExceptionDataSend();
+    log_.info("With them this process sends no further event of its own.", ZUL_HERE);
     const MutexLock lock(mutex_);
     eventsWaiting_.reset();
   } else {
@@ -211,6 +212,7 @@ void Tracker::releaseEventsBeforeInit() {
       kEarlyEventsAfter, Queue::global,
       [this] {
         earlyEvents_.setExceptionDataSend();
+        log_.info("From now on this process sends the recorded events in the place of its own.", ZUL_HERE);
         sendToServerWithPageYN(false);
       },
       ZUL_HERE);
@@ -239,6 +241,11 @@ void Tracker::authorizationCheckWithAuthToken(const std::optional<std::string>& 
 }
 
 void Tracker::takeToken(const std::optional<std::string>& token) {
+  if (!NetworkManager::fitsHeader(token.value_or(""))) {
+    log_.error(
+        "The access token has a line break in it: requests go without it. " + json::text(boost::json::value(*token)),
+        ZUL_HERE);
+  }
   services_.db.transaction([&] {
     services_.db.replace(appinfo::kDocument,
                          [&](MutableDocument& document) { document.setString(token, appinfo::kAccessToken); });
@@ -319,7 +326,7 @@ void Tracker::asyncMultiTask(const std::optional<std::string>& authToken) {
 
 void Tracker::doAyncTask(int index, const std::optional<std::string>& authToken, const std::function<void()>& block) {
   log_.debug("Group task started..." + std::to_string(index), ZUL_HERE);
-  log_.debug("Current thread is not main thread", ZUL_HERE);
+  log_.debug(Tasks::isOnMain() ? "Current thread is main thread" : "Current thread is not main thread", ZUL_HERE);
   if (index == 1) setInstallTimeAndNTP();
   if (index == 2 && services_.reachability.isConnectedToNetwork()) authorizationCheckWithAuthToken(authToken);
   if (block) block();

@@ -12,7 +12,9 @@ namespace {
 
 constexpr std::string_view kNoKeys = "{}";
 
-constexpr int kMostOpen = 4;
+constexpr std::size_t kMostOpen = 4;
+// The HTTP client ends a request after seven days at the latest.
+constexpr double kLostAfter = 8 * 86400.0;  // seconds
 
 // The list as it is sent: an indented JSON array.
 std::string indented(const std::vector<LocalDB::Payload>& list) {
@@ -57,13 +59,14 @@ void UploadQueue::send(std::vector<std::string> payloads) {
   try {
     if (!own.empty()) db_.enqueue(own);
     const MutexLock lock(mutex_);
-    if (waiting_.empty() || open_ + static_cast<int>(waiting_.size()) <= kMostOpen) {
+    if (waiting_.empty() || open_.size() + waiting_.size() <= kMostOpen) {
       waiting_.push_back(own);
     } else {
       auto& last = waiting_.back();
       last.insert(last.end(), own.begin(), own.end());
     }
   } catch (...) {  // what is accepted all the same waits in its row for the next send
+    const MutexLock lock(mutex_);
     release(own);
     throw;
   }
@@ -73,52 +76,65 @@ void UploadQueue::send(std::vector<std::string> payloads) {
 
 void UploadQueue::pump() {
   db_.loadQueue();  // what cannot be read now joins at a later send
+  giveUpLostRequests();
   while (true) {
-    Payloads own;
+    const auto request = std::make_shared<Request>();
+    request->since = owner_.now();
     {
       const MutexLock lock(mutex_);
-      if (waiting_.empty() || open_ >= kMostOpen) return;
-      own = std::move(waiting_.front());
+      if (waiting_.empty() || open_.size() >= kMostOpen) return;
+      open_.push_back(request);
+      request->payloads = std::move(waiting_.front());
       waiting_.pop_front();
-      ++open_;
     }
     try {
-      startRequest(own);
+      startRequest(request);
     } catch (...) {
-      endRequest(own);
+      endRequest(request);
       throw;
     }
   }
 }
 
-void UploadQueue::startRequest(const Payloads& own) {
-  // Without a queue to join, the payload waits in its row for the next send.
-  const auto list = db_.takeUnreadableQueue() ? Payloads() : takeList(own);
-  if (list.empty()) {
-    log_.info("No finalJsonList data for send: []", ZUL_HERE);
-    endRequest(own);
-    return;
+// Else a client that loses an answer would take a slot away for good, and with the fourth end all uploads.
+void UploadQueue::giveUpLostRequests() {
+  const double now = owner_.now();
+  std::vector<RequestPtr> lost;
+  {
+    const MutexLock lock(mutex_);
+    for (const auto& request : open_) {
+      if (now - request->since > kLostAfter) lost.push_back(request);
+    }
   }
-  try {
-    const auto text = indented(list);
-    log_.info("REQ [SDK -> COLLECTOR] " + text, ZUL_HERE);
-    network_.sendDocument(text, owner_.sender(), [this, list, own](bool success, const auto& response) {
-      log_.guard([&] { complete(list, success, response); }, ZUL_HERE);
-      log_.debug("[Data Sending Status] : Completed. ", ZUL_HERE);
-      release(list);
-      endRequest(own);
-      owner_.completed();
-    });
-  } catch (...) {
-    release(list);
-    throw;
+  for (const auto& request : lost) {
+    log_.error("An upload has not ended for eight days: it is given up, and its payloads are sent anew.", ZUL_HERE);
+    endRequest(request);
   }
 }
 
+void UploadQueue::startRequest(const RequestPtr& request) {
+  // Without a queue to join, the payload waits in its row for the next send.
+  const bool joins = !db_.takeUnreadableQueue();
+  if (joins) takeList(*request);
+  if (!joins || request->payloads.empty()) {
+    log_.info("No finalJsonList data for send: []", ZUL_HERE);
+    endRequest(request);
+    return;
+  }
+  const auto text = indented(request->payloads);
+  log_.info("REQ [SDK -> COLLECTOR] " + text, ZUL_HERE);
+  network_.sendDocument(text, owner_.sender(), [this, request](bool success, const auto& response) {
+    log_.guard([&] { complete(request->payloads, success, response); }, ZUL_HERE);
+    log_.debug("[Data Sending Status] : Completed. ", ZUL_HERE);
+    endRequest(request);
+    owner_.completed();
+  });
+}
+
 // The rows in their order, save those that are another request's; these are now this one's.
-UploadQueue::Payloads UploadQueue::takeList(const Payloads& own) {
+void UploadQueue::takeList(Request& request) {
   const auto rows = db_.queue();
-  const std::unordered_set<Payload> mine(own.begin(), own.end());
+  const std::unordered_set<Payload> mine(request.payloads.begin(), request.payloads.end());
   Payloads list;
   list.reserve(rows.size());
   const MutexLock lock(mutex_);
@@ -127,20 +143,21 @@ UploadQueue::Payloads UploadQueue::takeList(const Payloads& own) {
   }
   std::unordered_set<Payload> taken(list.begin(), list.end());
   underWay_.reserve(underWay_.size() + taken.size());
+  for (const auto& payload : mine) underWay_.erase(payload);  // one that has no row any more
   underWay_.merge(taken);
-  return list;
+  request.payloads.swap(list);
 }
 
-void UploadQueue::release(const Payloads& payloads) noexcept {
-  const MutexLock lock(mutex_);
+void UploadQueue::release(const Payloads& payloads) {
   for (const auto& payload : payloads) underWay_.erase(payload);
 }
 
-void UploadQueue::endRequest(const Payloads& own) {
-  release(own);
+// A request that was given up may end a second time.
+void UploadQueue::endRequest(const RequestPtr& request) {
   {
     const MutexLock lock(mutex_);
-    --open_;
+    if (std::erase(open_, request) == 0) return;
+    release(request->payloads);
     if (waiting_.empty()) return;
   }
   tasks_.async([this] { pump(); }, ZUL_HERE);

@@ -2,6 +2,7 @@
 
 #include <deque>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -24,7 +25,8 @@ namespace zul {
 ///
 /// Where sends overlap, an answer concerns the payloads that its own request carried and no others, and a payload
 /// is in one request at a time: what a failed one carried waits for the next send. At most four requests are open;
-/// while they are, further payloads gather and leave together in the next one.
+/// while they are, further payloads gather and leave together in the next one. A request that the HTTP client never
+/// ends is given up after eight days.
 ///
 /// Any thread may call `send`. The lock covers list operations only.
 class UploadQueue {
@@ -41,6 +43,8 @@ class UploadQueue {
     std::function<void(const std::optional<std::string>& reason, const std::string& problem)> kept;
     /// The request is over, whatever came of it.
     std::function<void()> completed;
+    /// The time, in seconds.
+    std::function<double()> now;
   };
 
   UploadQueue(LocalDB& db, NetworkManager& network, const Tasks& tasks, Log log, Owner owner);
@@ -56,12 +60,19 @@ class UploadQueue {
   using Payload = LocalDB::Payload;
   using Payloads = std::vector<Payload>;
 
+  struct Request {
+    Payloads payloads;  // its own, and then the whole list
+    double since = 0;
+  };
+  using RequestPtr = std::shared_ptr<Request>;
+
   void pump();
-  void startRequest(const Payloads& own);
-  Payloads takeList(const Payloads& own);
+  void giveUpLostRequests();
+  void startRequest(const RequestPtr& request);
+  void takeList(Request& request);
   void complete(const Payloads& list, bool success, const platform::HttpResponse& response);
-  void release(const Payloads& payloads) noexcept;
-  void endRequest(const Payloads& own);
+  void release(const Payloads& payloads) ZUL_REQUIRES(mutex_);
+  void endRequest(const RequestPtr& request);
 
   LocalDB& db_;
   NetworkManager& network_;
@@ -72,7 +83,7 @@ class UploadQueue {
   Mutex mutex_;
   std::deque<Payloads> waiting_ ZUL_GUARDED_BY(mutex_);          // sends that have no request yet
   std::unordered_set<Payload> underWay_ ZUL_GUARDED_BY(mutex_);  // their request is to come, or open
-  int open_ ZUL_GUARDED_BY(mutex_) = 0;                          // requests
+  std::vector<RequestPtr> open_ ZUL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zul

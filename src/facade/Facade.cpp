@@ -50,13 +50,21 @@ void initializeWithWebView(Runtime& runtime, const Entry& entry, std::shared_ptr
 }
 
 void getAttributedInfo(Runtime& runtime, std::function<void(const Dictionary&)> callback) {
-  runtime.tasks().after(
-      kFirstLook, Tasks::Queue::main,
-      [&runtime, callback = std::move(callback)] {
-        const auto attribution = waitForAttribution(runtime);
-        if (callback && !runtime.isStopping()) callback(attribution);
-      },
-      ZUL_HERE);
+  const auto tell = [&runtime, callback = std::move(callback)](const Dictionary& attribution) {
+    if (callback && !runtime.isStopping()) callback(attribution);
+  };
+  if (runtime.platform().waitInBackground) {
+    runtime.tasks().after(
+        kFirstLook, Tasks::Queue::global,
+        [&runtime, tell] {
+          runtime.tasks().async(
+              Tasks::Queue::main, [tell, attribution = waitForAttribution(runtime)] { tell(attribution); }, ZUL_HERE);
+        },
+        ZUL_HERE);
+  } else {
+    runtime.tasks().after(
+        kFirstLook, Tasks::Queue::main, [&runtime, tell] { tell(waitForAttribution(runtime)); }, ZUL_HERE);
+  }
 }
 
 }  // namespace zul::facade

@@ -28,7 +28,8 @@ void initialize(Runtime& runtime, const Entry& entry);
 /// The same for the entries with a web view configuration, which is stored first.
 void initializeWithWebView(Runtime& runtime, const Entry& entry, std::shared_ptr<WebViewConfiguration> configuration);
 
-/// Calls `callback` once on the main queue, with the attribution or, after the last retry, without.
+/// Calls `callback` once on the main queue, with the attribution or, after the last retry, without. The retries sleep
+/// there, too, unless the platform has the library wait in the background.
 void getAttributedInfo(Runtime& runtime, std::function<void(const Dictionary&)> callback);
 
 }  // namespace facade

@@ -34,9 +34,9 @@ void withTracker(Work&& work, const CallSite& where) noexcept {
 }
 
 // Capabilities whose operations are accepted and have no effect yet. The log says so once for each.
-enum class Missing { attribution, campaigns, consent, member, push };
-constexpr std::array<std::string_view, 5> kMissing = {"Attribution", "Internal campaigns", "Tracking consent",
-                                                      "The member profile", "Push information"};
+enum class Missing { attribution, campaigns, member, push };
+constexpr std::array<std::string_view, 4> kMissing = {"Attribution", "Internal campaigns", "The member profile",
+                                                      "Push information"};
 
 void notBuilt(Missing capability, const CallSite& where) noexcept {
   static std::array<std::atomic<bool>, kMissing.size()> said{};
@@ -53,10 +53,12 @@ void notBuilt(Missing capability, const CallSite& where) noexcept {
 
 bool ZULSession::setPlatform(Platform platform) noexcept {
   try {
-    return Runtime::setProcessPlatform(std::move(platform));
+    if (Runtime::setProcessPlatform(std::move(platform))) return true;
+    Runtime::process().log().error("setPlatform comes too late: the library is in use, with the platform it has.",
+                                   ZUL_HERE);
   } catch (...) {
-    return false;
   }
+  return false;
 }
 
 void ZULSession::initialization(const LaunchOptions& launchOptions, const Application& application) noexcept {
@@ -117,14 +119,14 @@ void ZULSession::setInternalCampaign(const InternalCampaign&) noexcept {
   notBuilt(Missing::campaigns, ZUL_HERE);
 }
 
-void ZULSession::setIDFA(const std::string&) noexcept {
-  notBuilt(Missing::consent, ZUL_HERE);
+void ZULSession::setIDFA(const std::string& identifier) noexcept {
+  withTracker([&](Tracker& tracker) { tracker.setIDFA(identifier); }, ZUL_HERE);
 }
 void ZULSession::denyATT() noexcept {
-  notBuilt(Missing::consent, ZUL_HERE);
+  withTracker([](Tracker& tracker) { tracker.denyATT(); }, ZUL_HERE);
 }
-void ZULSession::setATTAuthorizationStatus(std::int64_t) noexcept {
-  notBuilt(Missing::consent, ZUL_HERE);
+void ZULSession::setATTAuthorizationStatus(std::int64_t status) noexcept {
+  withTracker([&](Tracker& tracker) { tracker.setATTAuthorizationStatus(status); }, ZUL_HERE);
 }
 
 Dictionary ZULSession::getSessionData() noexcept {

@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "Json.h"
 #include "Keys.h"
@@ -27,14 +28,17 @@ std::string upperCase(std::string text) {
 
 Environment::Environment(const Sources& sources)
     : sources_(sources),
-      ATTAuthStatus_(
-          sources.db->documentWithID(keys::attstatus::kDocument).integerForKey(keys::attstatus::kAttAuthStatus)),
+      ATTAuthStatus_(storedStatus(*sources.db)),
       system_(sources.device->system()),
       place_(ATTAuthStatus_ == kAuthorized ? std::optional(sources.device->place()) : std::nullopt) {}
 
-std::string Environment::getLng() const {
+std::int64_t Environment::storedStatus(LocalDB& db) {
+  return db.documentWithID(keys::attstatus::kDocument).integerForKey(keys::attstatus::kAttAuthStatus);
+}
+
+std::optional<std::string> Environment::getLng() const {
   if (!place_) return kNotPermitted;
-  if (place_->preferredLanguages.empty()) return {};
+  if (place_->preferredLanguages.empty()) return std::nullopt;
   const auto& tag = place_->preferredLanguages.front();
   return upperCase(tag.substr(0, tag.find('-')));
 }
@@ -57,8 +61,9 @@ std::string Environment::getOsvr() const {
 }
 std::string Environment::getSr() const {
   if (!place_) return kNotPermitted;
-  return fmt::format("{}*{}/{:.1f}", json::truncate(place_->screenWidth), json::truncate(place_->screenHeight),
-                     static_cast<float>(place_->screenScale));
+  const auto known = [](double value) { return std::isfinite(value) ? value : 0; };
+  return fmt::format("{}*{}/{:.1f}", json::truncate(known(place_->screenWidth)),
+                     json::truncate(known(place_->screenHeight)), static_cast<float>(known(place_->screenScale)));
 }
 std::string Environment::getPhone() const {
   return place_ ? place_->model : kNotPermitted;
@@ -74,6 +79,14 @@ std::optional<std::string> Environment::getCari() const {
 Sender Environment::sender() const {
   const auto appInfo = sources_.db->documentWithID(keys::appinfo::kDocument);
   return {getPhone(), getOs(), appInfo.stringForKey(keys::appinfo::kAccessToken)};
+}
+
+double Environment::getInch(std::string& error) const {
+  constexpr double kUsual = 3.5;
+  if (!place_) return 0;
+  const auto map = sources_.bundle->propertyList("DeviceDisplayMap", &error);
+  const double inches = json::number(DictionaryAccess::object(map.dictionary(place_->model)), "size").value_or(kUsual);
+  return std::isfinite(inches) ? inches : kUsual;
 }
 
 std::int64_t Environment::getIsWifi() const {

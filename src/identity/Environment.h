@@ -37,7 +37,7 @@ class Environment {
 
   explicit Environment(const Sources& sources);
 
-  std::string getLng() const;  ///< language, upper case: "KO"; with consent
+  std::optional<std::string> getLng() const;  ///< language, upper case: "KO"; with consent
   std::optional<std::string> getCntr()
       const;                     ///< country, upper case: of the carrier, else of the locale; with consent
   std::string getTz() const;     ///< whole hours east of GMT; with consent
@@ -49,8 +49,13 @@ class Environment {
   std::optional<std::string> getCari() const;  ///< carrier; "ios" without one; with consent
   std::int64_t getIsWifi() const;              ///< 2 Wi-Fi or cable, 1 cellular, 0 none; asks the system at each call
   std::string getPlatfrom() const { return "IOS"; }
+  /// Diagonal of the screen in inches: what the bundle's property list "DeviceDisplayMap" has for the model, else 3.5;
+  /// 0 without consent. `error` says why the list could not be read; it stays empty where there is none.
+  double getInch(std::string& error) const;
 
   std::int64_t ATTAuthStatus() const { return ATTAuthStatus_; }
+  /// The stored status, which one made now would have; 0 where none is stored.
+  static std::int64_t storedStatus(LocalDB& db);
 
   /// Who sends a request to the collector now.
   Sender sender() const;

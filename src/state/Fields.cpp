@@ -107,7 +107,8 @@ constexpr Field kFields[] = {
     field(From::device, "cari", at<&S::cari>(), Sent::whenSet, "carrier, ios without one; ANP without consent"),
     field(From::device, "plat", at<&S::plat>(), Sent::whenSet, "platform: always IOS"),
     field(From::device, "isWifi", at<&S::isWifi>(), Sent::asReal, "2 Wi-Fi or cable, 1 cellular, 0 no network"),
-    field(From::event, "inch", at<&S::inch>(), Sent::always, "diagonal of the screen in inches"),
+    field(From::device, "inch", at<&S::inch>(), Sent::always,
+          "diagonal of the screen in inches, from the first refresh of the environment on; 0 without consent"),
 
     // Identifiers
     field(From::identity, "advtId", at<&S::advtId>(), Sent::whenSet, "advertising identifier"),

@@ -241,23 +241,8 @@ void SessionController::updateInamExpireTime(std::int64_t milliseconds) {
 }
 
 void SessionController::updateSesssionAboutEnvironment() {
-  if (!record_.getSharedInstance()) {
-    log_.debug("SessionJson is nil yet", ZUL_HERE);
-    return;
-  }
-  const auto environment = record_.environment();
-  const auto isWifi = environment.getIsWifi();  // asks the system, which the record's lock is not held over
-  record_.editExisting([&](SessionJson& record) {
-    record.lng = environment.getLng();
-    record.cntr = environment.getCntr();
-    record.osvr = environment.getOsvr();
-    record.os = environment.getOs();
-    record.phone = environment.getPhone();
-    record.cari = environment.getCari();
-    record.tz = environment.getTz();
-    record.isWifi = isWifi;
-    record.sr = environment.getSr();
-  });
+  if (!record_.getSharedInstance()) log_.debug("SessionJson is nil yet", ZUL_HERE);
+  record_.refreshEnvironment();  // also where there is none: one that is being made is begun again
 }
 
 }  // namespace zul

@@ -31,6 +31,9 @@ class SessionController {
   void resetSid();
   void resetVtTz();
   void updateIsVisitNew();
+  /// Marks the visit "Y" as a day's first one, by a period that ends with the day of the visit before. So, save on the
+  /// day of the install, a day's second visit is "Y" again, and the flag does not count the day's users: their distinct
+  /// "uuid"s do.
   void updateIsDf();
   void updateIsWf();
   void updateIsMf();

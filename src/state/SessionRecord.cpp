@@ -35,6 +35,12 @@ void applyDefault(std::int64_t& value, const WhenAbsent& otherwise) {
 template <typename T>
 void applyDefault(T&, const WhenAbsent&) {}
 
+template <typename T>
+bool same(const T& a, const T& b) {
+  if constexpr (std::is_same_v<T, boost::json::value>) return json::equal(a, b);
+  return a == b;
+}
+
 // Calls `use` with the place of a stored field's value in the record.
 template <typename Use>
 void withPlace(const Field& field, const Use& use) {
@@ -75,6 +81,8 @@ void setEnvironment(SessionJson& record, const Environment& environment) {
 void setIdentity(SessionJson& record, const Identity& identity) {
   record.advtId = identity.advtId;
   record.advtFlag = identity.advtFlag;
+  if (identity.aidChange) record.aidChange = identity.aidChange;
+  if (identity.uptAfv) record.uptAfv = identity.uptAfv;
   record.keychainUUID = identity.keychainUUID;
   record.uuid = identity.uuid;
   record.vendorId = identity.vendorId;
@@ -106,10 +114,12 @@ SessionRecord::Current SessionRecord::sharedInstance() {
 SessionRecord::Current SessionRecord::initUniqueInstance() {
   log_.debug("SessionJson initUniqueInstance", ZUL_HERE);
   const auto identity = identifiers_.refresh();  // once, however often the record has to be begun again
+  noteChanges(identity);
   while (true) {
     std::uint64_t generation = 0;
     {
       const MutexLock lock(mutex_);
+      showChanges();
       if (current_) return current_;
       generation = generation_;
     }
@@ -117,8 +127,25 @@ SessionRecord::Current SessionRecord::initUniqueInstance() {
     make(*made, identity);
     const MutexLock lock(mutex_);
     if (!current_ && generation == generation_) current_ = std::move(made);
+    showChanges();
     if (current_) return current_;
   }
+}
+
+void SessionRecord::noteChanges(const Identity& identity) {
+  const MutexLock lock(mutex_);
+  aidChange_ = aidChange_ || identity.aidChange == "Y";
+  uptAfv_ = uptAfv_ || identity.uptAfv == "Y";
+}
+
+// Of several threads that make the record at once, one has seen the change, and another may be the first to end.
+void SessionRecord::showChanges() {
+  if (!current_ || (!aidChange_ && !uptAfv_)) return;
+  auto changed = std::make_shared<SessionJson>(*current_);
+  if (aidChange_) changed->aidChange = "Y";
+  if (uptAfv_) changed->uptAfv = "Y";
+  current_ = std::move(changed);
+  aidChange_ = uptAfv_ = false;
 }
 
 void SessionRecord::clearInstance() {
@@ -132,15 +159,35 @@ void SessionRecord::edit(const Edit& edit) {
   editExisting(edit);
 }
 
-void SessionRecord::editExisting(const Edit& edit) {
+// Looks at the stored consent again afterwards: it may have been withdrawn while the device was being read.
+void SessionRecord::refreshEnvironment() {
+  while (editExisting([](SessionJson&) {})) {
+    const auto environment = this->environment();
+    SessionJson values;
+    setEnvironment(values, environment);  // asks the system, which the lock is not held over
+    std::string error;
+    values.inch = environment.getInch(error);
+    if (!error.empty() && !toldDisplayMap_.exchange(true)) log_.error("DeviceDisplayMap.plist: " + error, ZUL_HERE);
+    editExisting([&](SessionJson& record) {
+      for (const auto& field : fields()) {
+        if (field.from != From::device) continue;
+        withPlace(field, [&](const auto& place) { place.edit(record) = place.get(values); });
+      }
+    });
+    if (Environment::storedStatus(db_) == environment.ATTAuthStatus()) return;
+  }
+}
+
+bool SessionRecord::editExisting(const Edit& edit) {
   const MutexLock lock(mutex_);
   if (!current_) {
     ++generation_;  // one that is being made may have read the store before this change: it is begun again
-    return;
+    return false;
   }
   auto changed = std::make_shared<SessionJson>(*current_);
   edit(*changed);
   current_ = std::move(changed);
+  return true;
 }
 
 // Reads and computes, and writes nothing.
@@ -161,6 +208,8 @@ void SessionRecord::make(SessionJson& record, const Identity& identity) {
       });
     }
     const auto identify = db_.documentWithID(keys::identify::kDocument);
+    const auto& appId = identify.valueForKey(keys::identify::kAppId);
+    if (record.appId.is_null() && appId.is_number()) record.appId = appId;  // found since
     record.buildMode = identify.booleanForKey(keys::identify::kBuildMode) ? "dev" : "prod";
   });
   setEnvironment(record, environment());
@@ -189,7 +238,7 @@ void SessionRecord::show(const Field& field) {
         return value;
       };
       std::optional<T> shown;
-      for (auto value = stored(); shown != value; value = stored()) {
+      for (auto value = stored(); !shown || !same(*shown, value); value = stored()) {
         editExisting([&](SessionJson& record) { place.edit(record) = value; });
         shown = std::move(value);
       }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -46,8 +47,8 @@ class SessionRecord {
 
   /// Changes the record, making it first when there is none.
   void edit(const Edit& edit);
-  /// Changes the record; does nothing when there is none.
-  void editExisting(const Edit& edit);
+  /// Changes the record. False, and without effect, when there is none.
+  bool editExisting(const Edit& edit);
 
   /// Stores a member's value under the document and key of its field, creating the document when none is stored, and
   /// has the current record, if there is one, show what is stored: set<&SessionJson::inamId>(id).
@@ -68,12 +69,17 @@ class SessionRecord {
   /// The same for all that is kept in a document.
   void showDocument(std::string_view document);
 
+  /// Looks at the device anew and has the current record, if there is one, show what it saw.
+  void refreshEnvironment();
+
   /// A fresh look at the device.
   Environment environment() const { return Environment(sources_); }
 
  private:
   Current initUniqueInstance();
   void make(SessionJson& record, const Identity& identity);
+  void noteChanges(const Identity& identity);
+  void showChanges() ZUL_REQUIRES(mutex_);
   void store(const Field& field, const FieldValue& value);
   void show(const Field& field);
 
@@ -82,11 +88,16 @@ class SessionRecord {
   const Environment::Sources sources_;
   const std::string collectorBaseUrl_;
   const Log log_;
+  std::atomic<bool> toldDisplayMap_{false};
 
   mutable Mutex mutex_;
   Current current_ ZUL_GUARDED_BY(mutex_);
   // Counts what makes a record that is being made out of date.
   std::uint64_t generation_ ZUL_GUARDED_BY(mutex_) = 0;
+  // Of the advertising identifier, for the next record: whoever compared it has replaced what the next one compares
+  // with.
+  bool aidChange_ ZUL_GUARDED_BY(mutex_) = false;
+  bool uptAfv_ ZUL_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace zul

@@ -9,6 +9,7 @@
 #include "Json.h"
 #include "NHNetworkClock.h"
 #include "PercentCoding.h"
+#include "Utf8.h"
 #include "zul/platform/Clock.h"
 
 namespace zul {
@@ -90,7 +91,7 @@ std::map<std::string, std::string> ZULUtil::parseUrlString(std::string_view url)
     const auto piece = url.substr(0, end);
     const auto key = percentDecode(piece.substr(0, piece.find('=')));
     const auto value = percentDecode(piece.substr(piece.rfind('=') + 1));  // without "=" the whole piece
-    if (key && value) result[*key] = *value;
+    if (key && value && isUtf8(*key) && isUtf8(*value)) result[*key] = *value;
     if (end == std::string_view::npos) return result;
     url.remove_prefix(end + 1);
   }

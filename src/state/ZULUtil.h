@@ -16,7 +16,7 @@ class Clock;
 /// Clock readings, date texts, period ends and query parsing. Holds no state; any thread may call it.
 class ZULUtil {
  public:
-  ZULUtil(std::shared_ptr<platform::Clock> clock, const NHNetworkClock& networkClock)
+  ZULUtil(std::shared_ptr<platform::Clock> clock, NHNetworkClock& networkClock)
       : clock_(std::move(clock)), networkClock_(networkClock) {}
 
   /// Device time, seconds since 1970 with fraction.
@@ -43,12 +43,12 @@ class ZULUtil {
 
   /// The "key=value" pieces between the characters "?" and "&", percent-decoded. A piece without "=" is
   /// key and value at once, one with several keeps what stands before the first and after the last; the
-  /// later of two equal keys wins; a piece that cannot be decoded is skipped.
+  /// later of two equal keys wins; a piece that cannot be decoded, or is not UTF-8 then, is skipped.
   static std::map<std::string, std::string> parseUrlString(std::string_view url);
 
  private:
   std::shared_ptr<platform::Clock> clock_;
-  const NHNetworkClock& networkClock_;
+  NHNetworkClock& networkClock_;
 };
 
 }  // namespace zul

@@ -1,12 +1,13 @@
 #include "Document.h"
 
 #include "Json.h"
+#include "Leaked.h"
 
 namespace zul {
 
 const boost::json::object& Document::members() const noexcept {
-  static const auto* const kEmpty = new boost::json::object;  // leaked: the host may exit while it is read
-  return members_ ? *members_ : *kEmpty;
+  static const Leaked<boost::json::object> kEmpty;
+  return members_ ? *members_ : kEmpty.value();
 }
 
 std::optional<std::string> Document::stringForKey(std::string_view key) const {
@@ -26,9 +27,9 @@ std::optional<double> Document::numberForKey(std::string_view key) const noexcep
 }
 
 const boost::json::value& Document::valueForKey(std::string_view key) const noexcept {
-  static const auto* const kNull = new boost::json::value;
+  static const Leaked<boost::json::value> kNull;
   const auto* value = json::find(members(), key);
-  return value ? *value : *kNull;
+  return value ? *value : kNull.value();
 }
 
 std::optional<std::string> MutableDocument::stringForKey(std::string_view key) const {

@@ -60,7 +60,8 @@ inline constexpr std::string_view kPkgname = "pkgname";
 inline constexpr std::string_view kVendorId = "vendorId";      // written
 inline constexpr std::string_view kVendorIdRead = "verdorId";  // read: misspelt, and so never found
 inline constexpr std::string_view kBuildMode = "buildMode";
-inline constexpr std::string_view kAttPopupDone = "ATTPopupDone";  // "Y" once answered
+inline constexpr std::string_view kAttPopupDone = "ATTPopupDone";    // "Y" once answered
+inline constexpr std::string_view kTempSavedIdfa = "tempSavedIDFA";  // the advertising identifier before the answer
 }  // namespace identify
 
 namespace install {

@@ -49,6 +49,8 @@ class LocalDB {
   bool isReadable();
   /// Runs `task` as soon as they are: at once, or later in the background, in the order of the calls.
   void whenReadable(std::function<void()> task);
+  /// Throws std::runtime_error until they are.
+  void requireReadable();
 
   Document documentWithID(std::string_view id);
 
@@ -123,7 +125,6 @@ class LocalDB {
   Members cached(std::string_view id) const;
   bool load() ZUL_REQUIRES(writing_);
   std::optional<std::int64_t> readLastId(bool& damaged) ZUL_REQUIRES(writing_);
-  void requireReadable();
   void prepareEdit(std::string_view id);
   boost::json::object* pendingDocument(std::string_view id, bool create);
   static Store::Write asideRow(std::string_view name, std::string text);

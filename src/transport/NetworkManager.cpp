@@ -25,11 +25,8 @@ namespace {
 using platform::HttpRequest;
 using platform::HttpResponse;
 
-// Leaves out a value that is absent, and one that would break the line and so forge further headers.
 void addHeader(HttpRequest& request, std::string_view name, std::optional<std::string> value) {
-  constexpr std::string_view kLineBreakers("\r\n\0", 3);
-  if (!value || value->find_first_of(kLineBreakers) != value->npos) return;
-  request.headers.emplace_back(name, *std::move(value));
+  if (value && NetworkManager::fitsHeader(*value)) request.headers.emplace_back(name, *std::move(value));
 }
 
 // How the collector knows an absent query value.
@@ -41,9 +38,12 @@ void setIfPresent(boost::json::object& object, std::string_view key, const std::
   if (value) object[key] = *value;
 }
 
+// Numbers and booleans as a push service's own applications write them: 2.5, 2 for 2.0, 1 for true.
 std::string textOrNull(const boost::json::object& params, std::string_view key) {
   const auto* value = json::find(params, key);
   if (value && (value->is_int64() || value->is_uint64())) return json::text(*value);
+  if (value && value->is_double()) return fmt::format("{}", value->get_double());
+  if (value && value->is_bool()) return value->get_bool() ? "1" : "0";
   return orNull(json::string(params, key));
 }
 
@@ -51,6 +51,20 @@ std::string textOrNull(const boost::json::object& params, std::string_view key) 
 std::int64_t integerOf(const boost::json::object& params, std::string_view key) {
   if (const auto text = json::string(params, key)) return std::strtoll(text->c_str(), nullptr, 10);
   return json::integer(params, key);
+}
+
+// The characters that a URL may have; whoever puts others into it has to encode them.
+bool isUrlText(std::string_view url) {
+  constexpr std::string_view kSigns = "-._~:/?#[]@!$&'()*+,;=%";
+  return std::all_of(url.begin(), url.end(), [&](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || kSigns.find(c) != kSigns.npos;
+  });
+}
+
+// Some servers begin a text with it.
+std::string_view withoutByteOrderMark(std::string_view text) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  return text.starts_with(kMark) ? text.substr(kMark.size()) : text;
 }
 
 std::string userAgent(const Sender& sender) {
@@ -133,17 +147,21 @@ void NetworkManager::requestFingerPrintWithQzno(const FingerprintQuery& query, c
   });
 }
 
+bool NetworkManager::fitsHeader(std::string_view value) {
+  return value.find_first_of(std::string_view("\r\n\0", 3)) == value.npos;
+}
+
 std::optional<std::string> NetworkManager::changeURLEncoding(std::string_view text) {
   if (!isUtf8(text)) return std::nullopt;
   return percentEncode(text);
 }
 
 std::optional<boost::json::object> NetworkManager::getResponseDictionary(const std::optional<std::string>& body) {
-  return body ? json::parseObject(*body) : std::nullopt;
+  return body ? json::parseObject(withoutByteOrderMark(*body)) : std::nullopt;
 }
 
 std::optional<boost::json::array> NetworkManager::getResponseArray(const std::optional<std::string>& body) {
-  auto value = body ? json::parse(*body) : std::nullopt;
+  auto value = body ? json::parse(withoutByteOrderMark(*body)) : std::nullopt;
   if (!value || !value->is_array()) return std::nullopt;
   return std::move(value->get_array());
 }
@@ -191,14 +209,19 @@ void NetworkManager::start(Success success, Completion completion, const std::fu
         },
         ZUL_HERE);
   };
-  bool sent = false;
+  std::string problem = "the request could not be made";
   log_.guard(
       [&] {
-        sdkUrlSession_->send(make(), deliver);
-        sent = true;
+        auto request = make();
+        if (isUrlText(request.url)) {
+          sdkUrlSession_->send(std::move(request), deliver);
+          problem.clear();
+        } else {
+          problem = "this is no URL: " + request.url;
+        }
       },
       ZUL_HERE);
-  if (!sent) deliver({"the request could not be made", 0, std::nullopt});
+  if (!problem.empty()) deliver({problem, 0, std::nullopt});
 }
 
 }  // namespace zul

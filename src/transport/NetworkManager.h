@@ -67,7 +67,8 @@ class NetworkManager {
   void sendErrorLogWithErrParams(const boost::json::object& params, const Sender& sender, Completion completion);
 
   /// Reports the click on a push. Reads "profileNo", "pushNo", "pushSk" and "pushToken" of `params`;
-  /// a missing one goes out as "(null)", as a missing advertising identifier `adid` does.
+  /// a missing one goes out as "(null)", as a missing advertising identifier `adid` does. What has no place in a URL
+  /// fails the request.
   void receiveNotificationWithParams(const boost::json::object& params, const std::optional<std::string>& adid,
                                      const Sender& sender, Completion completion);
 
@@ -77,7 +78,11 @@ class NetworkManager {
   /// Percent-encodes everything but ASCII letters, digits and "-._~"; none when `text` is not UTF-8.
   static std::optional<std::string> changeURLEncoding(std::string_view text);
 
-  /// An answer's body as the kind of JSON that the caller expects; none when it is anything else.
+  /// False for a text with a line break or a NUL, which could forge further headers: a header with it is left out.
+  static bool fitsHeader(std::string_view value);
+
+  /// An answer's body as the kind of JSON that the caller expects; none when it is anything else. A byte-order mark
+  /// before it does not count.
   static std::optional<boost::json::object> getResponseDictionary(const std::optional<std::string>& body);
   static std::optional<boost::json::array> getResponseArray(const std::optional<std::string>& body);
 

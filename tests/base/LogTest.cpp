@@ -26,6 +26,19 @@ TEST(Log, LineHasTimeTagMethodAndMessage) {
                                                        "[0-9]+ \\) \\| hello %d\n"));
 }
 
+TEST(Log, LinesBelowTheLevelAreLeftOut) {
+  platform::SimulatedPlatform sim;
+  for (const auto& [level, lines] :
+       {std::pair(LogLevel::debug, 3U), {LogLevel::info, 2U}, {LogLevel::error, 1U}, {LogLevel::none, 0U}}) {
+    const Log log(sim.clock, sim.log, level);
+    sim.log->lines.clear();
+    log.debug("a", ZUL_HERE);
+    log.info("b", ZUL_HERE);
+    log.error("c", ZUL_HERE);
+    EXPECT_EQ(sim.log->lines.size(), lines);
+  }
+}
+
 TEST(Log, GuardTurnsExceptionsIntoLines) {
   platform::SimulatedPlatform sim;
   const Log log(sim.clock, sim.log);

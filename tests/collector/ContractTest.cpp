@@ -44,7 +44,7 @@ TEST_F(ContractTest, GoodRequestsGetTheUsualAnswers) {
     EXPECT_EQ(recorded->endpoint, endpoint);
     EXPECT_EQ(recorded->path + (recorded->query.empty() ? "" : "?") + recorded->query, request.target);
     EXPECT_EQ(recorded->rawSize, request.body.size());
-    EXPECT_EQ(json::text(recorded->body), body);
+    EXPECT_EQ(json::text(recorded->body()), body);
   }
 }
 
@@ -92,6 +92,18 @@ void replace(std::string& text, std::string_view from, std::string_view to) {
   text.replace(text.find(from), from.size(), to);
 }
 
+std::string zeros(std::size_t count) {
+  std::string text;
+  for (std::size_t at = 0; at < count; ++at) text += ",0";
+  return text;
+}
+
+std::string manyPayloads(std::size_t size, std::size_t each) {
+  std::string text = "[{\"a\":1}";
+  while (text.size() < size) text += ",{\"a\":\"" + std::string(each, ' ') + "\"}";
+  return text + "]";
+}
+
 const Fault faults[] = {
     {"method", Endpoint::token, [](auto& r) { r.method = "POST"; }, "the method is POST, not GET"},
     {"no auth", Endpoint::upload, [](auto& r) { set(r, "authType", nullptr); }, "no authType"},
@@ -129,7 +141,18 @@ const Fault faults[] = {
     {"cut short", Endpoint::upload, [](auto& r) { r.body.pop_back(); }, "ends early"},
     {"damaged", Endpoint::upload, [](auto& r) { r.body.back() ^= 1; }, "incorrect data check"},
     {"trailing", Endpoint::upload, [](auto& r) { r.body += "x"; }, "behind the zlib stream"},
-    {"bomb", Endpoint::upload, [](auto& r) { r.body = zlibOf(std::string(80'000'000, 'a')); }, "more than 67108864"},
+    {"bomb", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf(manyPayloads(23'000'000, 100'000)); },
+     "more than 67108864"},
+    {"too many", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf(manyPayloads(1'000'000, 1)); },
+     "more than 50000 payloads"},
+    {"large payload", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf("[{\"a\":[0" + zeros(600'000) + "]}]"); },
+     "payload 0 is larger than"},
+    {"many zeros", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf("[0" + zeros(16'000'000) + "]"); },
+     "payload 0 is not"},
+    {"large log", Endpoint::errorlog, [](auto& r) { r.body = "[0" + zeros(600'000) + "]"; }, "the body is larger than"},
+    {"second array", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf("[{\"a\":1}][]"); }, "not JSON"},
+    {"lone comma", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf("[{\"a\":1},]"); }, "not JSON"},
+    {"open array", Endpoint::upload, [](auto& r) { r.body = uploadBodyOf("[{\"a\":1}"); }, "not JSON"},
     {"not encoded", Endpoint::upload, [](auto& r) { r.body = zlibOf("[%7B%7D]"); }, "byte 0x5B at 0 should be"},
     {"lower case", Endpoint::upload, [](auto& r) { r.body = zlibOf("%5b"); }, "upper-case"},
     {"half a code", Endpoint::upload, [](auto& r) { r.body = zlibOf("%5B%5"); }, "percent sign at 3"},
@@ -168,7 +191,7 @@ TEST_F(ContractTest, BodyIsRecordedWhenOnlyAHeaderIsWrong) {
   request.headers.erase("authType");
   ask(collector.port(), request);
   ASSERT_EQ(collector.bad().size(), 1u);
-  EXPECT_TRUE(collector.bad()[0]->body.is_array());
+  EXPECT_TRUE(collector.bad()[0]->body().is_array());
 }
 
 TEST_F(ContractTest, UnknownPathsAreNotFound) {

@@ -35,6 +35,40 @@ TEST(ProgramTest, ListensUntilToldToEnd) {
   }
 }
 
+// Its lines go to a pipe that nobody reads, in the end to one that nobody can read.
+TEST(ProgramTest, PrintsALineForEachRequestAndWaitsForNoReader) {
+  test::Child program(ZUL_COLLECTOR_PROGRAM, {"--listen", "127.0.0.1:0", "--keep", "10"});
+  ASSERT_TRUE(program.readUpTo("\n", patience));
+  const auto ready = program.output();
+  const int port = std::stoi(ready.substr(ready.rfind(':') + 1));
+  auto hostile = goodRequest(Endpoint::upload);
+  hostile.body = uploadBodyOf("[{\"SESSION\":{\"uuid\":\"\\u001b[2Jx\",\"ltvt\":7}}]");
+  ask(port, hostile);
+  ASSERT_TRUE(program.readUpTo("more\n", patience));
+  EXPECT_THAT(program.output(), HasSubstr("upload      ?[2Jx , visit 7, 1 payload, suspicious: "));
+  CollectorClient client(port);
+  for (int i = 0; i < 5000; ++i) ASSERT_EQ(client.ask({"GET", "/" + std::string(300, 'x'), {}, ""})->status, 404);
+}
+
+TEST(ProgramTest, ServesAgainAfterDescriptorsWereShort) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP()
+      << "the undefined-behaviour sanitizer needs a descriptor to look at an object, and takes its lack for a bad one";
+#endif
+  test::Child program("/bin/sh", {"-c", "ulimit -n 24; exec \"$0\" --listen 127.0.0.1:0", ZUL_COLLECTOR_PROGRAM});
+  ASSERT_TRUE(program.readUpTo("\n", patience));
+  const auto ready = program.output();
+  const int port = std::stoi(ready.substr(ready.rfind(':') + 1));
+  {
+    std::vector<CollectorClient> clients;
+    for (int i = 0; i < 40; ++i) clients.emplace_back(port);
+    ASSERT_TRUE(program.readUpTo("new connections wait: Too many open files\n", patience));
+  }
+  const auto reply = ask(port, goodRequest(Endpoint::token));
+  ASSERT_TRUE(reply);
+  EXPECT_EQ(reply->status, 200);
+}
+
 TEST(ProgramTest, ErrorsAreToldWithStatusOne) {
   const test::RunningCollector other;
   const std::pair<std::vector<std::string>, std::string> cases[] = {

@@ -26,7 +26,7 @@ boost::json::object get(int port, const std::string& target) {
 TEST(RecordTest, InspectionPagesShowAndReset) {
   RunningCollector collector;
   auto bad = goodRequest(Endpoint::errorlog);
-  bad.target += "?a=\"\xff\x01";
+  bad.target += "?a=\"\xff";
   ask(collector.port(), goodRequest(Endpoint::upload));
   ask(collector.port(), bad);
 
@@ -55,6 +55,45 @@ TEST(RecordTest, InspectionPagesShowAndReset) {
   EXPECT_EQ(ask(collector.port(), goodRequest(Endpoint::token))->body, "\"from outside\"");
 }
 
+TEST(RecordTest, InspectionPagesSelectAndCut) {
+  RunningCollector collector;
+  ask(collector.port(), goodRequest(Endpoint::token));
+  ask(collector.port(), goodRequest(Endpoint::upload));  // suspicious: most keys are missing
+  auto other = goodRequest(Endpoint::upload);
+  other.body = uploadBodyOf(R"([{"SESSION":{"uuid":"A B"}}])");
+  ask(collector.port(), other);
+  ask(collector.port(), {"GET", "/x", {}, ""});
+  const std::pair<std::string, std::string> cases[] = {
+      {"all", "1234"},
+      {"all?", "1234"},
+      {"good", "123"},
+      {"suspicious", "23"},
+      {"bad", "4"},
+      {"all?verdict=good", "1"},
+      {"all?verdict=suspicious&device=A%20B", "3"},
+      {"good?endpoint=upload&since=2", "3"},
+      {"all?endpoint=unknown", "4"},
+      {"all?limit=2", "12 next 2"},
+      {"all?limit=2&since=2", "34"},
+      {"suspicious?limit=1", "2 next 2"},
+      {"all?limit=0&since=1", " next 1"},
+      {"all?limit=18446744073709551615", "1234"},
+  };
+  for (const auto& [target, expected] : cases) {
+    SCOPED_TRACE(target);
+    const auto page = get(collector.port(), "/inspect/" + target);
+    std::string shown;
+    for (const auto& request : page.at("requests").as_array()) shown += json::text(request.at("seq"));
+    if (const auto* next = page.if_contains("next")) shown += " next " + json::text(*next);
+    EXPECT_EQ(shown, expected);
+    EXPECT_EQ(json::integer(page, "suspicious"), 2);
+  }
+  for (const auto* query : {"devices=1", "since=", "since=-1", "limit=x", "verdict=fine", "endpoint=up", "device=%4"}) {
+    EXPECT_EQ(ask(collector.port(), {"GET", std::string("/inspect/all?") + query, {}, ""})->status, 400) << query;
+  }
+  EXPECT_EQ(collector.counts().total, 4u);
+}
+
 TEST(RecordTest, FileGetsOneLineARequestAtOnce) {
   const test::TemporaryFolder folder;
   const auto file = folder.path("record");
@@ -71,8 +110,8 @@ TEST(RecordTest, FileGetsOneLineARequestAtOnce) {
   {
     RunningCollector collector({.recordFile = file, .keepBodies = false});
     ask(collector.port(), goodRequest(Endpoint::upload));
-    ask(collector.port(), {"GET", "/\xff\"\x01?x", {{"X", "\xfe"}}, ""});
-    EXPECT_TRUE(collector.requests().at(0)->body.is_null());
+    ask(collector.port(), {"GET", "/\xff\"?x", {{"X", "\xfe"}}, ""});
+    EXPECT_TRUE(collector.requests().at(0)->body().is_null());
     ASSERT_EQ(lines().size(), 2u);
   }
   RunningCollector again({.recordFile = file});
@@ -94,13 +133,18 @@ TEST(RecordTest, MemoryIsBoundedAndCountsAreNot) {
   ASSERT_EQ(few.requests().size(), 3u);
   EXPECT_EQ(few.requests()[0]->sequence, 3u);
 
-  RunningCollector small({.maxBodyBytes = 1000});
+  RunningCollector small({.maxBytes = 2000});
   auto log = goodRequest(Endpoint::errorlog);
   log.body = R"({"_qzno":1,"errlog":")" + std::string(600, 'x') + R"("})";
   ask(small.port(), log);
   ask(small.port(), log);
   ASSERT_EQ(small.requests().size(), 1u);
   EXPECT_EQ(small.requests()[0]->sequence, 2u);
+  auto wordy = goodRequest(Endpoint::token);  // heads count as well
+  wordy.headers.emplace("X-Word", std::string(5'000, 'x'));
+  ask(small.port(), wordy);
+  ask(small.port(), goodRequest(Endpoint::token));
+  EXPECT_EQ(small.requests().size(), 1u);
 }
 
 }  // namespace

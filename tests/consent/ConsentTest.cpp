@@ -52,7 +52,7 @@ Launch launch(const TemporaryFolder& folder, std::optional<int> status) {
   Launch seen;
   std::istringstream lines(contents(folder.path("opened")));
   for (std::string line; std::getline(lines, line);) seen.opened.insert(line);
-  if (request) seen.phone = request->body.at(0).at("SESSION").at("phone").as_string();
+  if (request) seen.phone = request->body().at(0).at("SESSION").at("phone").as_string();
   return seen;
 }
 

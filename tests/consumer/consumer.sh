@@ -22,7 +22,24 @@ without=()
 for package in SQLite3 CURL OpenSSL ZLIB fmt Boost PkgConfig; do
   without+=("-DCMAKE_DISABLE_FIND_PACKAGE_$package=ON")
 done
+
+# expect_lack COMMAND...: the command fails, and names what the static library lacks.
+expect_lack() {
+  if "$@" >"$work/output" 2>&1 || ! grep -q 'zul::session_static.*lacks.*fmt' "$work/output"; then
+    cat "$work/output"
+    echo "it should have told what is missing"
+    exit 1
+  fi
+}
+
 case $way in
+  cmake-lacking)
+    expect_lack with_cmake -DSTATIC=ON -DCMAKE_DISABLE_FIND_PACKAGE_fmt=ON
+    printf '%s\n' 'cmake_minimum_required(VERSION 3.25)' 'project(lacking LANGUAGES CXX)' \
+      'find_package(zulsession REQUIRED COMPONENTS static)' >"$work/CMakeLists.txt"
+    expect_lack "$CMAKE" -S "$work" -B "$work/required" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_DISABLE_FIND_PACKAGE_fmt=ON
+    exit
+    ;;
   # Whoever uses the shared library need not have what it was built with.
   cmake-shared) with_cmake "${without[@]}" ;;
   cmake-static) with_cmake -DSTATIC=ON ;;

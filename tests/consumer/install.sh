@@ -8,3 +8,11 @@ rm -rf "$prefix" "$prefix.before"
 mv "$prefix.before" "$prefix"
 "$prefix/bin/zul-collector" --help >/dev/null
 "$prefix/bin/zul-sim" --help >/dev/null
+
+# One version everywhere: what the header says, in the packages, the library's name and the programs.
+macro() { sed -n "s/^#define ZUL_VERSION_$1 //p" "$prefix/include/zul/ZULSessionVersion.h"; }
+version=$(macro MAJOR).$(macro MINOR).$(macro PATCH)
+grep -qxF "Version: $version" "$(find "$prefix" -name zulsession.pc)"
+grep -qF "PACKAGE_VERSION \"$version\"" "$(find "$prefix" -name zulsession-config-version.cmake)"
+[[ -n $(find "$prefix" -name "libzulsession.so.$version") ]]
+[[ $("$prefix/bin/zul-sim" --version) == "zul-sim $version" ]]

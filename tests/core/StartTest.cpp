@@ -47,12 +47,24 @@ TEST_F(StartTest, AStoredInstallTimeOutlivesAStartThatCannotReadIt) {
 }
 
 TEST_F(StartTest, WhatIsWrongWithTheConfigurationIsToldOnce) {
-  for (const auto& [settings, told] :
-       std::vector<std::pair<std::string, std::string>>{{"{}", "no dictionary \"zulAuthorizationKey\""},
-                                                        {R"({"useMode":"1"})", R"({"useMode":"1"})"},
-                                                        {R"({"useMode":9})", R"({"useMode":9})"},
-                                                        {R"({"serviceNumber":1})", R"({"serviceNumber":1})"},
-                                                        {R"({"useMode":3})", ""}}) {
+  for (const auto& [settings, told] : std::vector<std::pair<std::string, std::string>>{
+           {"{}", "Nothing will be reported: there is no dictionary \"zulAuthorizationKey\" in the Info.plist"},
+           {R"({"useMode":"1"})", R"({"useMode":"1"})"},
+           {R"({"useMode":9})", R"({"useMode":9})"},
+           {R"({"serviceNumber":1})", R"({"serviceNumber":1})"},
+           {R"({"useMode":1,"serviceNummber":1})",
+            R"("serviceNummber" that means nothing here: did you mean "serviceNumber"?)"},
+           {R"({"useMode":1,"isdebug":true})", R"(did you mean "isDebug"?)"},
+           {R"({"useMode":1,"colour":true})",
+            R"("colour" that means nothing here: there are "serviceNumber", "useMode",)"},
+           {R"({"useMode":1,"serviceNumber":"1001"})",
+            R"("serviceNumber" of "zulAuthorizationKey" must be an integer, and counts as absent: "1001")"},
+           {R"({"useMode":1,"isDebug":"YES"})", R"(must be a boolean, and counts as absent: "YES")"},
+           {R"({"useMode":1,"accessToken":7})", R"(must be a string, and counts as absent: 7)"},
+           {R"({"useMode":2.0,"serviceNumber":1,"expireDate":30,"accessToken":"t","isDebug":1,"ATTPopup":false,
+                "domain":"d","isFingerPrint":true,"isInstallRetention":true})",
+            ""},
+           {R"({"useMode":3})", ""}}) {
     phone.configure(settings);
     phone.sim.log->lines.clear();
     phone.startUp();
@@ -60,6 +72,15 @@ TEST_F(StartTest, WhatIsWrongWithTheConfigurationIsToldOnce) {
     EXPECT_EQ(logged("QuorLog / E"), told.empty() ? 0U : 2U) << settings;
     EXPECT_EQ(logged(told), told.empty() ? phone.sim.log->lines.size() : 2U) << settings;
   }
+}
+
+TEST_F(StartTest, ATokenWithALineBreakIsToldAndSendsNothingButTheRest) {
+  phone.configure(R"({"useMode":1,"accessToken":"tk\n X-Forged: 1"})");
+  phone.startUp();
+  EXPECT_EQ(logged(R"(requests go without it. "tk\n X-Forged: 1")"), 1U);
+  const auto uploads = phone.sim.http->requests("dataRcv");
+  ASSERT_EQ(uploads.size(), 1U);
+  for (const auto& [name, value] : uploads[0].headers) EXPECT_NE(name, "authToken");
 }
 
 TEST_F(StartTest, OfflineTheInstallTimeIsLocalAndNoTokenIsAskedFor) {
@@ -137,14 +158,49 @@ TEST_F(StartTest, EventsRecordedBeforeInitializationAreSentInTheSessionThatBegin
   EXPECT_EQ(list[1], (boost::json::object{{"n", 2}}));
 }
 
+TEST_F(StartTest, HowTheApplicationIsIdentifiedIsTold) {
+  phone.sim.bundle->hint = "the executable's name";
+  phone.startUp();
+  EXPECT_EQ(logged("the executable's name"), 1U);
+}
+
+TEST_F(StartTest, WhatIsNotSentIsTold) {
+  phone.boot();
+  phone.tracker().setBlockingLogEventCallBeforeSdkInitComplete(true);
+  for (int n = 0; n < 2; ++n) {
+    phone.tracker().sendTransaction();
+    EXPECT_EQ(logged("this event is not sent, nor is any until it has"), 1U);
+  }
+  phone.initialize();
+  phone.sim.dispatcher->advance(6);
+  EXPECT_EQ(logged("this process sends no further event of its own"), 1U);
+  phone.tracker().sendTransaction();
+  phone.sim.dispatcher->run();
+  EXPECT_EQ(phone.uploads().size(), 1U);  // the visit that the start-up began
+  EXPECT_EQ(phone.queuedRows(), 0U);
+}
+
 TEST_F(StartTest, TheParallelVariantEndsOnTheMainQueueOnce) {
   phone.boot();
   phone.tracker().asyncMultiTask(std::nullopt);
   phone.sim.dispatcher->advance(2);
   EXPECT_EQ(logged("Group task started..."), 4U);
+  EXPECT_EQ(logged("Current thread is not main thread"), 4U);
   EXPECT_EQ(logged("All group tasks are done!"), 1U);
   EXPECT_EQ(phone.sim.http->requests("acsTokenRps").size(), 1U);
   EXPECT_EQ(phone.uploads().size(), 1U);
+}
+
+TEST_F(StartTest, ATaskTellsWhetherItRunsOnTheMainQueue) {
+  phone.boot();
+  for (const auto queue : {Tasks::Queue::main, Tasks::Queue::global}) {
+    phone.process().tasks().async(
+        queue, [this] { phone.tracker().doAyncTask(0, std::nullopt, nullptr); }, ZUL_HERE);
+    phone.sim.dispatcher->run();
+  }
+  phone.tracker().doAyncTask(0, std::nullopt, nullptr);
+  EXPECT_EQ(logged("Current thread is main thread"), 1U);
+  EXPECT_EQ(logged("Current thread is not main thread"), 2U);
 }
 
 TEST_F(StartTest, HostileConfigurationAndDocumentsAreSurvived) {

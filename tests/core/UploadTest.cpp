@@ -234,7 +234,8 @@ TEST_F(UploadTest, AnAcceptedListLeavesInTheCommitOfItsConsequences) {
                            });
                          },
                      .kept = [](const auto&, const auto&) {},
-                     .completed = [] {}});
+                     .completed = [] {},
+                     .now = [] { return 0.0; }});
   queue.send({R"({"SESSION":{"event":"a"}})"});
   EXPECT_EQ(phone.queuedRows(), 1U);
   const auto commits = phone.sim.store->commits();
@@ -242,6 +243,48 @@ TEST_F(UploadTest, AnAcceptedListLeavesInTheCommitOfItsConsequences) {
   EXPECT_EQ(phone.sim.store->commits(), commits + 1);
   EXPECT_EQ(phone.queuedRows(), 0U);
   EXPECT_EQ(phone.document("AttributionInfo").at("first"), R"({"SESSION":{"event":"a"}})");
+}
+
+// A client that loses four requests does not end all uploads.
+TEST_F(UploadTest, ARequestThatNeverEndsIsGivenUpAfterEightDays) {
+  struct LosingHttp final : platform::HttpClient {
+    void send(platform::HttpRequest, Completion completion) override { completions.push_back(std::move(completion)); }
+    platform::HttpResponse fetch(platform::HttpRequest) override { return {}; }
+    void stop() noexcept override {}
+    std::vector<Completion> completions;
+  };
+  phone.boot();
+  const Log log(phone.sim.clock, phone.sim.log);
+  const Tasks tasks(phone.sim.dispatcher, log);
+  const auto http = std::make_shared<LosingHttp>();
+  NetworkManager network(http, tasks, phone.sim.platform().deployment, log, {});
+  double now = 0;
+  auto& db = phone.process().db();
+  UploadQueue queue(db, network, tasks, log,
+                    {.sender = [] { return Sender(); },
+                     .accepted = [](const auto&, const auto&, const std::function<void()>& clear) { clear(); },
+                     .kept = [](const auto&, const auto&) {},
+                     .completed = [] {},
+                     .now = [&] { return now; }});
+  const auto send = [&](const std::string& event) {
+    queue.send({R"({"SESSION":{"event":")" + event + "\"}}"});
+    phone.sim.dispatcher->run();
+  };
+  for (const auto* event : {"a", "b", "c", "d"}) send(event);
+  now = 7.5 * 86400;
+  send("e");
+  EXPECT_EQ(http->completions.size(), 4U);
+  now = 8.5 * 86400;
+  send("f");
+  ASSERT_EQ(http->completions.size(), 5U);
+  EXPECT_EQ(phone.sim.log->count("is given up"), 4U);
+
+  // The lost answers come all the same, and take nothing from the slots of others.
+  for (const auto& completion : http->completions) completion({"", 200, R"({"code":"RES001"})"});
+  phone.sim.dispatcher->run();
+  EXPECT_EQ(phone.queuedRows(), 0U);
+  for (const auto* event : {"g", "h", "i", "j", "k"}) send(event);
+  EXPECT_EQ(http->completions.size(), 9U);
 }
 
 TEST_F(UploadTest, AnUnreadableQueueStandsInTheWayOnce) {

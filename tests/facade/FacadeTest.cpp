@@ -75,6 +75,78 @@ TEST_F(FacadeTest, WithoutAttributionAnEmptyDictionaryComesAfterTenLooks) {
   EXPECT_EQ(logged("break index"), 0U);
 }
 
+TEST_F(FacadeTest, TheDeferredCallbackCanComeOnTheMainQueue) {
+  for (const bool onMain : {false, true}) {
+    phone.adapt = [onMain](Platform& platform) { platform.deferredCallbackOnMain = onMain; };
+    std::vector<bool> called;
+    phone.reinstall();
+    phone.initialize(std::nullopt, ApplicationState::active, [&] { called.push_back(Tasks::isOnMain()); });
+    phone.sim.dispatcher->advance(6);
+    EXPECT_EQ(called, (std::vector<bool>{onMain}));
+  }
+}
+
+// What a host has who cannot afford to wait.
+class PatientLibraryTest : public FacadeTest {
+ protected:
+  PatientLibraryTest() {
+    phone.adapt = [](Platform& platform) { platform.waitInBackground = true; };
+    phone.boot();
+  }
+};
+
+TEST_F(PatientLibraryTest, NobodyWaitsForTheAppStoreAndItsAnswerIsTakenWhenItComes) {
+  phone.sim.http->setAnswer("/lookup", {R"({"resultCount":1,"results":[{"trackId":42}]})", 200, 30});
+  const double begin = phone.sim.dispatcher->now();
+  phone.initialize();
+  phone.tracker().getSessionData();
+  EXPECT_EQ(phone.sim.dispatcher->now(), begin);
+  phone.sim.dispatcher->advance(29);
+  ASSERT_EQ(phone.uploads().size(), 1U);
+  EXPECT_FALSE(test::session(phone.uploads()[0][0]).contains("appId"));
+  phone.sim.dispatcher->advance(2);
+  EXPECT_EQ(phone.tracker().getSessionData().integer("appId"), 42);
+  EXPECT_EQ(phone.document("Identify").at("appId"), 42);
+  phone.startUp();
+  EXPECT_EQ(phone.sim.http->requests("/lookup").size(), 1U);
+}
+
+TEST_F(PatientLibraryTest, AFailedLookUpIsMadeAgainForTheNextRecord) {
+  phone.sim.http->setAnswer("/lookup", {"", 0, 0, "no such host"});
+  phone.startUp();
+  phone.process().record().clearInstance();
+  phone.sim.http->setAnswer("/lookup", {R"({"resultCount":1,"results":[{"trackId":42}]})"});
+  EXPECT_FALSE(phone.tracker().getSessionData().contains("appId"));
+  phone.sim.dispatcher->run();
+  EXPECT_EQ(phone.tracker().getSessionData().integer("appId"), 42);
+}
+
+TEST_F(PatientLibraryTest, AnAnswerThatComesWhileARecordIsMadeIsInIt) {
+  auto& process = phone.process();
+  int reads = 0;
+  phone.sim.device->onSystemRead = [&] {
+    if (++reads != 3) return;  // the identifiers have been read, the record has not
+    process.db().update("Identify", [](MutableDocument& document) { document.setInteger(42, "appId"); });
+    process.record().show<&SessionJson::appId>();
+  };
+  EXPECT_EQ(process.record().sharedInstance()->appId, 42);
+  EXPECT_GT(reads, 3);
+}
+
+TEST_F(PatientLibraryTest, AttributionIsWaitedForBesideTheMainQueue) {
+  std::vector<double> told;
+  double other = 0;
+  facade::getAttributedInfo(phone.process(), [&](const Dictionary&) {
+    EXPECT_TRUE(Tasks::isOnMain());
+    told.push_back(phone.sim.dispatcher->now());
+  });
+  phone.process().tasks().after(
+      7.5, Tasks::Queue::main, [&] { other = phone.sim.dispatcher->now(); }, ZUL_HERE);
+  phone.sim.dispatcher->advance(60);
+  EXPECT_EQ(told, (std::vector<double>{15}));
+  EXPECT_EQ(other, 7.5);
+}
+
 // The process's own library, on a simulated platform.
 TEST(ZULSessionTest, TheStaticOperationsReachTheProcessesLibrary) {
   test::SimulatedPhone phone;
@@ -86,6 +158,7 @@ TEST(ZULSessionTest, TheStaticOperationsReachTheProcessesLibrary) {
   EXPECT_EQ(ZULSession::getSessionData().json(), "{}");  // the mode is not known yet
   EXPECT_EQ(Tracker::getSharedInstance(), &Tracker::sharedInstance());
   EXPECT_FALSE(ZULSession::setPlatform(phone.sim.platform()));
+  EXPECT_EQ(phone.sim.log->count("setPlatform comes too late"), 1U);
 
   ZULSession::checkDebugMode(true);
   ZULSession::setBlockingLogEventCallBeforeSdkInitComplete(true);
@@ -119,6 +192,11 @@ TEST(ZULSessionTest, TheStaticOperationsReachTheProcessesLibrary) {
 TEST(ZULSessionTest, TheVersionSymbols) {
   EXPECT_STREQ(ZULSessionVersionString, "@(#)PROGRAM:ZULSession  PROJECT:ZULSession-1\n");
   EXPECT_EQ(ZULSessionVersionNumber, 1.0);
+#if ZUL_VERSION < ZUL_VERSION_NUMBER(ZUL_VERSION_MAJOR, ZUL_VERSION_MINOR, 0) || \
+    ZUL_VERSION >= ZUL_VERSION_NUMBER(ZUL_VERSION_MAJOR, ZUL_VERSION_MINOR + 1, 0)
+  ADD_FAILURE() << "versions do not compare";
+#endif
+  EXPECT_STREQ(ZUL_VERSION_STRING, ZUL_PROJECT_VERSION);
 }
 
 }  // namespace

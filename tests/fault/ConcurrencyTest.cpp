@@ -136,8 +136,9 @@ class ConcurrencyTest : public testing::Test {
   std::set<std::int64_t> missing() {
     auto left = reported;
     for (const auto& request : collector.requests(Endpoint::upload)) {
-      if (!request->body.is_array()) continue;
-      for (const auto& payload : request->body.get_array()) {
+      const auto body = request->body();
+      if (!body.is_array()) continue;
+      for (const auto& payload : body.get_array()) {
         left.erase(json::integer(payload.at("SESSION").as_object(), "event"));
       }
     }

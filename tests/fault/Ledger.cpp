@@ -20,7 +20,8 @@ void Ledger::addReported(const std::string& output) {
 void Ledger::addUpload(const collector::RecordedRequest& upload, const std::string& process, bool mayBeAccepted) {
   ++uploads_;
   std::vector<std::int64_t> own;
-  for (const auto& payload : upload.body.get_array()) {
+  const auto body = upload.body();
+  for (const auto& payload : body.get_array()) {
     const auto* session = payload.is_object() ? json::find(payload.get_object(), "SESSION") : nullptr;
     ASSERT_TRUE(session && session->is_object()) << json::text(payload);
     ++payloads_;

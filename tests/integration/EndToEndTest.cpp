@@ -55,7 +55,7 @@ TEST_P(EndToEndTest, FromTheFirstStartToTheSecondSession) {
   const auto first = collector.requests(Endpoint::upload).at(0);
   EXPECT_EQ(first->header("authToken"), "development-token");
   EXPECT_EQ(first->header("Transfer-Encoding"), "chunked");
-  const auto session = first->body.at(0).at("SESSION").as_object();
+  const auto session = first->body().at(0).at("SESSION").as_object();
   EXPECT_EQ(json::string(session, "_accessToken"), "development-token");
   EXPECT_EQ(json::string(session, "isVisitNew"), "Y");
   EXPECT_EQ(json::integer(session, "ltvt"), 1);
@@ -75,7 +75,7 @@ TEST_P(EndToEndTest, FromTheFirstStartToTheSecondSession) {
   phone.later = kExpired;
   phone.startUp();
   ASSERT_TRUE(collector.waitFor(Endpoint::upload, 1, 10s));
-  const auto second = collector.requests(Endpoint::upload).at(0)->body.at(0).at("SESSION").as_object();
+  const auto second = collector.requests(Endpoint::upload).at(0)->body().at(0).at("SESSION").as_object();
   EXPECT_EQ(json::integer(second, "ltvt"), 2);
   EXPECT_EQ(second.at("uuid"), session.at("uuid"));
   EXPECT_NE(second.at("sid"), session.at("sid"));

@@ -79,11 +79,11 @@ TEST_F(StorageTest, WithoutAFolderTheLibraryLivesInMemory) {
   phone.event("a");
   const auto arrived = upload(collector, "a");
   ASSERT_TRUE(arrived);
-  EXPECT_EQ(json::integer(arrived->body.at(0).at("SESSION").as_object(), "ltvt"), 1);
+  EXPECT_EQ(json::integer(arrived->body().at(0).at("SESSION").as_object(), "ltvt"), 1);
   phone.event("b");
   const auto next = upload(collector, "b");
   ASSERT_TRUE(next);
-  EXPECT_EQ(next->body.at(0).at("SESSION").at("uuid"), arrived->body.at(0).at("SESSION").at("uuid"));
+  EXPECT_EQ(next->body().at(0).at("SESSION").at("uuid"), arrived->body().at(0).at("SESSION").at("uuid"));
   EXPECT_EQ(phone.log->count(kCannotBeUsed), 1U);
 }
 
@@ -109,7 +109,7 @@ TEST_F(StorageTest, AFullDiskIsWaitedFor) {
   phone.event("d");
   const auto arrived = upload(collector, "bcd");
   ASSERT_TRUE(arrived);
-  EXPECT_EQ(arrived->body.at(2).at("SESSION").at("uuid"), uuid);
+  EXPECT_EQ(arrived->body().at(2).at("SESSION").at("uuid"), uuid);
 }
 
 // The disk is full when a process starts: SQLite then cannot even read.
@@ -126,7 +126,7 @@ TEST_F(StorageTest, AStartThatCannotReadWaits) {
   }
   const auto arrived = upload(collector, "ab");
   ASSERT_TRUE(arrived) << phone.log->text();
-  EXPECT_EQ(arrived->body.at(1).at("SESSION").at("uuid"), uuid);
+  EXPECT_EQ(arrived->body().at(1).at("SESSION").at("uuid"), uuid);
   EXPECT_EQ(phone.document("Identify").at("uuid"), uuid);
   EXPECT_EQ(phone.document("Install").at("installTime"), installTime);
   EXPECT_EQ(json::integer(phone.document("Behavior"), "lifeCriteriaVisit"), 1);

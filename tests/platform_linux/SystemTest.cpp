@@ -6,10 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <thread>
 
 #include "Child.h"
@@ -22,6 +24,7 @@
 #include "zul/platform/Bundle.h"
 #include "zul/platform/DocumentStore.h"
 #include "zul/platform/Keychain.h"
+#include "zul/platform/LogSink.h"
 #include "zul/platform/UserDefaults.h"
 
 namespace zul::platform {
@@ -160,6 +163,31 @@ TEST(LinuxPlatform, OutlivesThePluginThatStartedIt) {
   EXPECT_EQ(host.exitStatus(), 0);
 }
 
+TEST(LinuxPlatform, TakesTheConfigurationAndTheLogInCode) {
+  const TemporaryFolder folder;
+  folder.write("Info.plist", "no plist");
+  LinuxOptions options;
+  options.applicationId = "com.example.options";
+  options.bundleFolder = folder.path();
+  EXPECT_EQ(linuxPlatform(options).bundle->lastError(), "not a property list");
+  EXPECT_EQ(linuxPlatform(options).bundle->infoName(), folder.path("Info.plist"));
+  EXPECT_THAT(linuxPlatform("").bundle->infoName(), testing::EndsWith("Info.plist (there is no such file)"));
+
+  std::string log;
+  options.info.set("CFBundleIdentifier", "com.example.code");
+  options.logLevel = LogLevel::error;
+  options.logTarget = [&](std::string_view line) {
+    log += line;
+    throw std::runtime_error("the host's own affair");
+  };
+  const auto pieces = linuxPlatform(options);
+  EXPECT_EQ(pieces.bundle->lastError(), "");
+  EXPECT_EQ(pieces.bundle->bundleIdentifier(), "com.example.code");
+  EXPECT_EQ(pieces.logLevel, LogLevel::error);
+  pieces.log->write("a line\n");
+  EXPECT_EQ(log, "a line\n");
+}
+
 TEST(LinuxPlatform, StaysInItsFoldersAndStartsNothing) {
   const TemporaryFolder folder;
   setenv("XDG_DATA_HOME", folder.path("data").c_str(), 1);
@@ -190,6 +218,12 @@ TEST(LinuxPlatform, StaysInItsFoldersAndStartsNothing) {
   options.keychainFile = folder.path("named");
   EXPECT_EQ(linuxPlatform(options).keychain->SecItemAdd({}), Keychain::Status::ok);
   EXPECT_TRUE(std::filesystem::exists(folder.path("named")));
+
+  // Who gives no name is told what stands for it, and where that leads.
+  EXPECT_EQ(pieces.bundle->remark(), "");
+  const auto nameless = linuxPlatform("");
+  EXPECT_EQ(nameless.bundle->bundleIdentifier(), program_invocation_short_name);
+  EXPECT_THAT(nameless.bundle->remark(), testing::HasSubstr(folder.path("data/") + program_invocation_short_name));
 
   EXPECT_GT(pieces.deployment.ntpHosts.size(), 1u);
   EXPECT_THAT(pieces.deployment.ntpHosts, Each(Not(testing::ContainsRegex("[;, ]|^$"))));

@@ -30,7 +30,9 @@ class CommandTest : public testing::Test {
   }
 
   std::vector<std::string> shown;
-  Simulator simulator{{.printLog = false}, [this](const auto& value) { shown.push_back(json::text(value)); }};
+  int patience = -1;  // how often a command is asked for patience until it is interrupted; -1: for ever
+  Simulator simulator{{.printLog = false, .interrupted = [this] { return patience >= 0 && patience-- == 0; }},
+                      [this](const auto& value) { shown.push_back(json::text(value)); }};
 };
 
 TEST_F(CommandTest, WhatCannotBeDoneIsToldWithItsReason) {
@@ -68,12 +70,18 @@ TEST_F(CommandTest, WhatCannotBeDoneIsToldWithItsReason) {
       {"collector upload {\"status\":\"500\"}", "status must be"},
       {"collector upload {\"delay\":3}", "delay must be"},
       {"collector fingerprint {}", "does not do this yet: attribution"},
-      {"ntp {}", "does not do this yet: the network clock"},
-      {"keychain UUID {}", "does not do this yet: the keychain"},
-      {"show keychain", "does not do this yet: the keychain"},
-      {"state significantTimeChange", "does not do this yet: the network clock"},
+      {"ntp", "the time servers is missing"},
+      {"ntp {\"offst\":\"1s\"}", "a time server has no offst"},
+      {"ntp {\"offset\":120}", "offset must be a text like"},
+      {"ntp {\"delay\":\"-1s\"}", "delay must be a text like"},
+      {"ntp {\"loss\":1.5}", "loss must be a number from 0 to 1"},
+      {"ntp {\"stratum\":1.5}", "stratum must be a whole number"},
+      {"ntp [{},1]", "a time server must be a JSON object"},
+      {"ntp [{\"count\":200},{\"count\":51}]", "250 time servers at most"},
+      {"keychain UUID {\"acct\":\"A\"}", "an item has the texts account, label, description and value"},
+      {"state significant", "no state significant"},
       {"call setUser {}", "does not do this yet: the member profile"},
-      {"call denyATT", "does not do this yet: tracking consent"},
+      {"call setUserLogout", "does not do this yet: the member profile"},
       {"call setDeepLink \"a://b\"", "does not do this yet: attribution"},
       {"call sendTransactions", "no operation sendTransactions"},
       {"call checkDebugMode 1", "must be true or false"},
@@ -189,6 +197,23 @@ TEST_F(CommandTest, WordsAreCompleted) {
   EXPECT_THAT(Simulator::completions("collector "), testing::Contains("appstore"));
   EXPECT_THAT(Simulator::completions("show document App"), IsEmpty());
   EXPECT_THAT(Simulator::completions("nothing "), IsEmpty());
+}
+
+TEST_F(CommandTest, AnInterruptEndsTheCommandAndNotTheDevice) {
+  run({"launch", "advance 6s"});
+  patience = 100;
+  EXPECT_EQ(error("advance 3650d"), "interrupted");
+  EXPECT_THAT(run({"show clock /time"}), ElementsAre("\"2024-01-01T09:01:46+00:00\""));
+  patience = 100;
+  EXPECT_EQ(error("fleet 100 86400"), "interrupted");
+  EXPECT_THAT(run({"call sendTransaction", "advance 1s", "show requests /#"}), ElementsAre("4"));
+}
+
+TEST_F(CommandTest, QuitAndExitEndTheDevice) {
+  EXPECT_THAT(error("quit now"), HasSubstr("too much"));
+  EXPECT_FALSE(simulator.ended());
+  run({"exit"});
+  EXPECT_TRUE(simulator.ended());
 }
 
 TEST_F(CommandTest, AFleetIsTheSameEachTime) {

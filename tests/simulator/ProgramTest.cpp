@@ -45,6 +45,12 @@ TEST(ZulSim, AnErrorNamesLineCommandAndReasonAndEndsTheScript) {
   }
 }
 
+TEST(ZulSim, QuitEndsAScriptAndWhatIsLeftIsTold) {
+  const auto quit = run({"--no-log"}, "launch callback\nadvance 5s\nquit\nshow clock\n");
+  EXPECT_EQ(quit.status, 0);
+  EXPECT_THAT(quit.output, testing::AllOf(HasSubstr("\"deferred\""), testing::Not(HasSubstr("zone"))));
+}
+
 TEST(ZulSim, TheLogGoesToStandardErrorUnlessItIsSwitchedOff) {
   const auto logging = run({}, "launch background\n");
   EXPECT_EQ(logging.status, 0);
@@ -77,6 +83,28 @@ TEST(ZulSim, ThePromptCompletesRemembersAndGoesOnAfterAnError) try {
   EXPECT_THAT(answer("document Tést {\"a\":\"한국\"}\rshow document Tést /a\r", "\"한국\"\r\n"),
               HasSubstr("\r\n\"한국\"\r\n"));
   EXPECT_EQ(pressTheEndKey(program), 0);
+} catch (const test::NoTerminal& reason) {
+  GTEST_SKIP() << reason.what();
+}
+
+TEST(ZulSim, CtrlCEndsACommandOrClearsTheLineAndQuitEndsTheDevice) try {
+  auto program = Child::onTerminal(ZUL_SIM_PROGRAM, {"--no-log"});
+  const auto answer = [&](const std::string& keys, const std::string& end = "zul> ") {
+    EXPECT_TRUE(program.type(keys));
+    return program.takeUpTo(end, 10s);
+  };
+  answer("");
+  EXPECT_THAT(answer("launch\radvance 300000d\r", "advance 300000d\r\n"), HasSubstr("advance"));
+  // The key has its meaning once the terminal is the command's, a moment after what is typed is seen.
+  for (int n = 0; n < 100 && program.output().find("interrupted") == std::string::npos; ++n) {
+    program.type("\x03");
+    program.readUpTo("interrupted", 100ms);
+  }
+  EXPECT_THAT(answer("", "zul> "), HasSubstr("zul-sim: line 2: advance: interrupted"));
+  EXPECT_THAT(answer("lunch \x03", "^C\r\nzul> "), HasSubstr("^C"));
+  EXPECT_THAT(answer("show clock /zone\r"), HasSubstr("\r\n\"UTC\"\r\n"));
+  EXPECT_TRUE(program.type("quit\r"));
+  EXPECT_EQ(program.exitStatus(), 0);
 } catch (const test::NoTerminal& reason) {
   GTEST_SKIP() << reason.what();
 }

@@ -14,8 +14,7 @@ class SessionControllerTest : public testing::Test {
 
   Tracker& tracker() { return phone.tracker(); }
   void setClock(const std::string& day) {
-    const NHNetworkClock networkClock(phone.sim.clock, *phone.sim.lifeCycle);
-    phone.sim.clock->set(ZULUtil(phone.sim.clock, networkClock).convertStringToMills(day));
+    phone.sim.clock->set(ZULUtil(phone.sim.clock, phone.process().networkClock()).convertStringToMills(day));
   }
   // A visit, and the flags it leaves: daily, weekly, monthly, second weekly.
   std::string visit(const std::string& day) {

@@ -18,8 +18,10 @@ class ZULUtilTest : public testing::Test {
   }
 
   platform::SimulatedPlatform sim;
-  NHNetworkClock networkClock{sim.clock, *sim.lifeCycle};
-  ZULUtil util{sim.clock, networkClock};
+  Log log{sim.clock, sim.log};
+  std::shared_ptr<NHNetworkClock> networkClock =
+      std::make_shared<NHNetworkClock>(sim.platform(), Tasks(sim.dispatcher, log), log);
+  ZULUtil util{sim.clock, *networkClock};
 };
 
 TEST_F(ZULUtilTest, PeriodsEndWhereTheCalendarSays) {
@@ -63,15 +65,15 @@ TEST_F(ZULUtilTest, DaysAreRoundedToNearest) {
 TEST_F(ZULUtilTest, QueriesAreCutAtQuestionMarksAndAmpersands) {
   using Map = std::map<std::string, std::string>;
   EXPECT_EQ(ZULUtil::parseUrlString("a?x=1&y=2&x=3"), (Map{{"a", "a"}, {"x", "3"}, {"y", "2"}}));
-  EXPECT_EQ(ZULUtil::parseUrlString("app://p?k%20=a%26b&z=1=2&bad=%zz"),
+  EXPECT_EQ(ZULUtil::parseUrlString("app://p?k%20=a%26b&z=1=2&bad=%zz&%FF=1&latin=%E9"),
             (Map{{"app://p", "app://p"}, {"k ", "a&b"}, {"z", "2"}}));
   EXPECT_EQ(ZULUtil::parseUrlString(""), (Map{{"", ""}}));
 }
 
-TEST_F(ZULUtilTest, NetworkTimeIsDeviceTimeUntilSynchronized) {
+TEST_F(ZULUtilTest, NetworkTimeIsDeviceTimeUntilAnOffsetIsKnown) {
   sim.clock->set(1000);
   EXPECT_EQ(util.getCurrentNTPTimeSec(), 1000);
-  networkClock.setOffset(2.5);
+  sim.userDefaults->setNumber(NHNetworkClock::kTimeOffsetKey, 2.5);
   EXPECT_EQ(util.getCurrentNTPTimeSec(), 997.5);
 }
 

@@ -88,12 +88,15 @@ TEST_F(NetworkManagerTest, pushClick) {
     std::optional<std::string> idfa;
     std::string query;
   } cases[] = {
-      {{{"profileNo", 12}, {"pushNo", "p1"}, {"pushSk", "s k"}, {"pushToken", "a+b/="}, {"arrivalTime", 1700}},
+      {{{"profileNo", 12}, {"pushNo", "p1"}, {"pushSk", "s-k"}, {"pushToken", "a+b/="}, {"arrivalTime", 1700}},
        "ID",
-       "profileNo=12&pushNo=p1&platform=IOS&pushToken=a%2Bb%2F%3D&adid=ID&pushSk=s k"},
+       "profileNo=12&pushNo=p1&platform=IOS&pushToken=a%2Bb%2F%3D&adid=ID&pushSk=s-k"},
       {{{"profileNo", " -12x"}, {"pushNo", 34}, {"pushSk", true}, {"pushToken", "\xFF"}},
        std::nullopt,
-       "profileNo=-12&pushNo=34&platform=IOS&pushToken=(null)&adid=(null)&pushSk=(null)"},
+       "profileNo=-12&pushNo=34&platform=IOS&pushToken=(null)&adid=(null)&pushSk=1"},
+      {{{"pushNo", 2.5}, {"pushSk", 2.0}},
+       std::nullopt,
+       "profileNo=0&pushNo=2.5&platform=IOS&pushToken=(null)&adid=(null)&pushSk=2"},
       {{}, "", "profileNo=0&pushNo=(null)&platform=IOS&pushToken=(null)&adid=&pushSk=(null)"},
   };
   for (const auto& c : cases) {
@@ -154,6 +157,30 @@ TEST_F(NetworkManagerTest, completionsOutliveTheManagerAndMayThrowOrBeMissing) {
   EXPECT_NO_THROW(device.dispatcher->run());
   EXPECT_THAT(answers, ElementsAre(Pair(true, "b")));
   EXPECT_EQ(device.log->count("from the caller"), 1U);
+}
+
+TEST_F(NetworkManagerTest, whatAUrlCannotCarryFailsTheRequestWithTheUrl) {
+  manager->requestAccessTokenWithServiceNumber(7, "com.example.My-App_2", sender, keep());
+  EXPECT_EQ(line(), "GET https://c.example/token/v1/acsTokenRps.do?_qzno=7&_wPkg=com.example.My-App_2");
+  http->requests.clear();
+  std::vector<std::string> problems;
+  for (const std::string package : {"My App", "caf\u00e9", "a\r\nX: y", "a\"b"}) {
+    manager->requestAccessTokenWithServiceNumber(
+        7, package, sender, [&](bool success, const auto& answer) { problems.push_back(success ? "" : answer.error); });
+  }
+  manager->receiveNotificationWithParams({{"pushSk", "s k"}}, {}, sender,
+                                         [&](bool, const auto& answer) { problems.push_back(answer.error); });
+  device.dispatcher->run();
+  EXPECT_THAT(http->requests, IsEmpty());
+  EXPECT_THAT(problems, testing::SizeIs(5));
+  EXPECT_THAT(problems, testing::Each(testing::StartsWith("this is no URL: https://c.example/")));
+  EXPECT_THAT(problems.front(), EndsWith("_wPkg=My App"));
+}
+
+TEST_F(NetworkManagerTest, aByteOrderMarkBeforeAnAnswerDoesNotCount) {
+  EXPECT_THAT(NetworkManager::getResponseDictionary("\xEF\xBB\xBF{\"code\":\"RES001\"}"), Optional(testing::SizeIs(1)));
+  EXPECT_THAT(NetworkManager::getResponseArray("\xEF\xBB\xBF[1,2]"), Optional(testing::SizeIs(2)));
+  EXPECT_FALSE(NetworkManager::getResponseDictionary("\xEF\xBB\xBF"));
 }
 
 TEST_F(NetworkManagerTest, aRequestThatCannotBeMadeStillAnswersOnce) {

@@ -4,11 +4,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Version.h"
+
 namespace zul::collector {
 
 CommandLine readCommandLine(int argc, char** argv) {
   CommandLine line;
   CLI::App app("A collector for development: checks, records and answers every request of the library.");
+  app.set_version_flag("--version", "zul-collector " + std::string(kSdkVersion));
   app.footer(std::string(answersHelp()));
   app.add_option("--listen", line.address, "where to listen; port 0 takes any free one")
       ->required()
@@ -17,6 +20,11 @@ CommandLine readCommandLine(int argc, char** argv) {
   app.add_option("--tls-key", line.options.keyFile, "the certificate's PEM key")->type_name("FILE");
   app.add_option("--answers", line.answersFile, "what to answer, see below")->type_name("FILE");
   app.add_option("--record", line.options.recordFile, "append one JSON object a request")->type_name("FILE");
+  app.add_option("--keep", line.options.maxRequests, "how many requests stay in memory")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str()
+      ->type_name("N");
+  app.add_flag("--quiet", line.quiet, "no line for each request");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

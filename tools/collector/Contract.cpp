@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <boost/json.hpp>
 #include <initializer_list>
 #include <optional>
@@ -11,10 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "AESCrypt.h"
 #include "Endpoints.h"
 #include "Json.h"
-#include "PercentCoding.h"
+#include "PayloadReader.h"
 #include "UploadDecoder.h"
 #include "Version.h"
 
@@ -22,7 +20,9 @@ namespace zul::collector {
 
 namespace {
 
-using Check = void (*)(const HttpRequest&, Verdict&);
+constexpr std::size_t kMaxObject = std::size_t{1} << 20;  // of a body that is one JSON object
+
+using Check = void (*)(const HttpRequest&, Verdict&, const PayloadReader::Take&);
 
 void require(bool holds, std::string_view otherwise) {
   if (!holds) throw Fault(std::string(otherwise));
@@ -57,65 +57,66 @@ void requireDecimal(std::string_view text, std::string_view key) {
           fmt::format("{} is not a decimal number", key));
 }
 
+bool isPercentEncoded(std::string_view text) {
+  constexpr std::string_view kDigits = "0123456789ABCDEFabcdef";
+  for (auto at = text.find('%'); at != text.npos; at = text.find('%', at + 1)) {
+    const auto digits = text.substr(at + 1, 2);
+    if (digits.size() < 2 || digits.find_first_not_of(kDigits) != digits.npos) return false;
+  }
+  return true;
+}
+
 void requireNoBody(const HttpRequest& request) {
   require(request.body.empty(), "there should be no body");
 }
 
-boost::json::object& readObject(const HttpRequest& request, Verdict& verdict) {
+boost::json::object readObject(const HttpRequest& request, Verdict& verdict) {
   require(!request.body.empty(), "no body");
+  require(request.body.size() <= kMaxObject, fmt::format("the body is larger than {} bytes", kMaxObject));
   auto object = json::parseObject(request.body);
   require(object.has_value(), "the body is not a JSON object");
-  verdict.decodedSize = request.body.size();
-  verdict.body = std::move(*object);
-  const auto* number = json::find(verdict.body.get_object(), "_qzno");
+  verdict.body = json::text(*object);
+  const auto* number = json::find(*object, "_qzno");
   require(number && (number->is_int64() || number->is_uint64()), "_qzno is missing or no whole number");
-  return verdict.body.get_object();
+  return std::move(*object);
 }
 
-void checkToken(const HttpRequest& request, Verdict& verdict) {
+void checkToken(const HttpRequest& request, Verdict& verdict, const PayloadReader::Take&) {
   const auto values = queryValues(verdict.query, {"_qzno", "_wPkg"});
   requireDecimal(values[0], "_qzno");
   require(!values[1].empty(), "_wPkg is empty");
   requireNoBody(request);
 }
 
-void checkUpload(const HttpRequest& request, Verdict& verdict) {
-  const auto text = decodeUpload(request.body);
-  auto document = json::parse(text);
-  require(document.has_value(), "the decoded body is not JSON");
-  verdict.decodedSize = text.size();
-  verdict.body = std::move(*document);
+void checkUpload(const HttpRequest& request, Verdict& verdict, const PayloadReader::Take& take) {
+  PayloadReader reader(take);
+  decodeUpload(request.body, [&reader](std::string_view piece) { reader.append(piece); });
+  reader.finish();
+  verdict.body = std::move(reader).take();
   require(verdict.query.empty(), "there should be no query");
-  const auto* payloads = verdict.body.if_array();
-  require(payloads, "the document is not a JSON array");
-  require(!payloads->empty(), "the document has no payload");
-  for (std::size_t at = 0; at < payloads->size(); ++at) {
-    const auto* payload = (*payloads)[at].if_object();
-    require(payload && !payload->empty(), fmt::format("payload {} is not an object with content", at));
-  }
 }
 
-void checkErrorLog(const HttpRequest& request, Verdict& verdict) {
-  const auto& params = readObject(request, verdict);
+void checkErrorLog(const HttpRequest& request, Verdict& verdict, const PayloadReader::Take&) {
+  const auto params = readObject(request, verdict);
   require(verdict.query.empty(), "there should be no query");
   const auto* text = json::find(params, "errlog");
   require(text && text->is_string(), "errlog is missing or no string");
 }
 
-void checkPushClick(const HttpRequest& request, Verdict& verdict) {
+void checkPushClick(const HttpRequest& request, Verdict& verdict, const PayloadReader::Take&) {
   const auto values = queryValues(verdict.query, {"profileNo", "pushNo", "platform", "pushToken", "adid", "pushSk"});
   requireDecimal(values[0], "profileNo");
   require(values[2] == "IOS", "platform is not IOS");
-  require(values[3] == wire::kNull || percentDecode(values[3]).has_value(), "pushToken is not percent-encoded");
+  require(values[3] == wire::kNull || isPercentEncoded(values[3]), "pushToken is not percent-encoded");
   requireNoBody(request);
 }
 
-void checkFingerprint(const HttpRequest& request, Verdict& verdict) {
+void checkFingerprint(const HttpRequest& request, Verdict& verdict, const PayloadReader::Take&) {
   readObject(request, verdict);
   require(verdict.query.empty(), "there should be no query");
 }
 
-void checkLookUp(const HttpRequest& request, Verdict& verdict) {
+void checkLookUp(const HttpRequest& request, Verdict& verdict, const PayloadReader::Take&) {
   require(!queryValues(verdict.query, {"bundleId"})[0].empty(), "bundleId is empty");
   requireNoBody(request);
 }
@@ -123,29 +124,19 @@ void checkLookUp(const HttpRequest& request, Verdict& verdict) {
 struct Rule {
   Endpoint endpoint;
   wire::Endpoint contract;
+  /// The header, made with openssl rather than with the library's own cipher.
+  std::string_view authType;
   Check check;
 };
 
 constexpr Rule kRules[] = {
-    {Endpoint::token, wire::kToken, checkToken},
-    {Endpoint::upload, wire::kUpload, checkUpload},
-    {Endpoint::errorlog, wire::kErrorLog, checkErrorLog},
-    {Endpoint::pushclick, wire::kPushClick, checkPushClick},
-    {Endpoint::fingerprint, wire::kFingerprint, checkFingerprint},
-    {Endpoint::appstore, wire::kAppStoreLookup, checkLookUp},
+    {Endpoint::token, wire::kToken, "xSJkzK+uVUUzG+q0e24gEg==", checkToken},
+    {Endpoint::upload, wire::kUpload, "PjhPhqxo8cd84LGpyhkIZA==", checkUpload},
+    {Endpoint::errorlog, wire::kErrorLog, "PjhPhqxo8cd84LGpyhkIZA==", checkErrorLog},
+    {Endpoint::pushclick, wire::kPushClick, "PjhPhqxo8cd84LGpyhkIZA==", checkPushClick},
+    {Endpoint::fingerprint, wire::kFingerprint, "WX2aT/3XDTuJzTj+gpbyAw==", checkFingerprint},
+    {Endpoint::appstore, wire::kAppStoreLookup, "", checkLookUp},
 };
-
-/// The authType header of each rule, which never changes.
-const std::string& authType(const Rule& rule) {
-  static const auto texts = [] {
-    std::array<std::string, std::size(kRules)> made;
-    for (std::size_t at = 0; at < made.size(); ++at) {
-      made[at] = AESCrypt::AES256EncryptWithKey(kRules[at].contract.authWord, wire::kAuthKey).value_or("");
-    }
-    return made;
-  }();
-  return texts[static_cast<std::size_t>(&rule - kRules)];
-}
 
 void checkUserAgent(const HttpRequest& request, Endpoint endpoint) {
   const auto product = fmt::format("{}/{}/", wire::kUserAgentProduct, kSdkVersion);
@@ -175,7 +166,7 @@ void checkHeaders(const HttpRequest& request, const Rule& rule) {
   if (rule.contract.authWord.empty()) return;
   const auto* auth = find(request, wire::kAuthType);
   require(auth, "no authType");
-  require(*auth == authType(rule), fmt::format("authType is not the one for {}", rule.contract.authWord));
+  require(*auth == rule.authType, fmt::format("authType is not the one for {}", rule.contract.authWord));
   require(rule.contract.carriesToken || !find(request, wire::kAuthToken), "there should be no authToken");
   checkUserAgent(request, rule.endpoint);
   if (rule.contract.method == "POST") checkContentType(request, rule.endpoint);
@@ -190,7 +181,7 @@ std::string_view path(Endpoint endpoint) noexcept {
   return rule == std::end(kRules) ? std::string_view() : rule->contract.path;
 }
 
-Verdict judge(const HttpRequest& request) {
+Verdict judge(const HttpRequest& request, const PayloadReader::Take& take) {
   Verdict verdict;
   const auto question = std::min(request.target.find('?'), request.target.size());
   verdict.path = request.target.substr(0, question);
@@ -211,7 +202,7 @@ Verdict judge(const HttpRequest& request) {
   } else {
     try {
       // The body goes first, so that the record shows it whatever the headers are like.
-      rule->check(request, verdict);
+      rule->check(request, verdict, take);
       checkHeaders(request, *rule);
     } catch (const Fault& fault) {
       blame(400, fault.what());

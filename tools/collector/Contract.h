@@ -1,11 +1,10 @@
 #pragma once
 
-#include <boost/json/value.hpp>
-#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "HttpServer.h"
+#include "PayloadReader.h"
 #include "RecordedRequest.h"
 
 namespace zul::collector {
@@ -15,8 +14,7 @@ struct Verdict {
   Endpoint endpoint = Endpoint::unknown;
   std::string path;
   std::string query;
-  boost::json::value body;  ///< decoded, also where something else is wrong; null where it cannot be
-  std::size_t decodedSize = 0;
+  std::string body;     ///< decoded, compact JSON text, also where something else is wrong; empty where it cannot be
   std::string problem;  ///< the first fault; empty for a good request
   int status = 200;     ///< of the answer that tells it
 };
@@ -24,7 +22,8 @@ struct Verdict {
 /// Where an endpoint is served; empty for the unknown one.
 std::string_view path(Endpoint endpoint) noexcept;
 
-/// Reads a request as the collector service does. Any thread.
-Verdict judge(const HttpRequest& request);
+/// Reads a request as the collector service does, and gives each payload of an upload to `take` on the way, also where
+/// the request turns out bad. Any thread.
+Verdict judge(const HttpRequest& request, const PayloadReader::Take& take = {});
 
 }  // namespace zul::collector

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <atomic>
 #include <boost/json.hpp>
 #include <cstdint>
@@ -11,9 +12,13 @@
 
 #include "Answers.h"
 #include "Contract.h"
+#include "Endpoints.h"
 #include "HttpServer.h"
+#include "Inspection.h"
 #include "Json.h"
 #include "RequestLog.h"
+#include "SessionCheck.h"
+#include "SessionHistory.h"
 
 namespace zul::collector {
 
@@ -25,11 +30,21 @@ std::string refusal(std::string_view reason) {
   return json::text(boost::json::object{{"code", "ERR400"}, {"msg", reason}});
 }
 
+/// Whether a client takes the payloads of its upload for delivered.
+bool accepts(const HttpReply& reply) {
+  if (reply.drop || reply.status != 200) return false;
+  const auto answer = json::parseObject(reply.body);
+  return answer && json::string(*answer, "code") == wire::kAccepted;
+}
+
 bool any(const RecordedRequest&) {
   return true;
 }
 bool isGood(const RecordedRequest& request) {
   return request.good();
+}
+bool isSuspicious(const RecordedRequest& request) {
+  return request.verdict() == "suspicious";
 }
 bool isBad(const RecordedRequest& request) {
   return !request.good();
@@ -47,7 +62,8 @@ An answer is an object, all of its members optional:
   "close"   true closes the connection without an answer
 For example: {"upload": [{"status": 500, "body": {"raw": "broken"}}, {"delay": 2000}, {"close": true}, {}]}
 
-While it runs: GET /inspect/all, /inspect/good, /inspect/bad; POST /inspect/reset; POST /inspect/answers.)";
+While it runs: GET /inspect/all, /inspect/good, /inspect/suspicious, /inspect/bad show the requests, with
+?device=UUID&endpoint=NAME&verdict=WORD&since=SEQ&limit=N a part of them; POST /inspect/reset; POST /inspect/answers.)";
 }
 
 class DevCollector::Impl {
@@ -64,9 +80,15 @@ class DevCollector::Impl {
 
   void stop() noexcept { server_.reset(); }
 
+  void reset() {
+    log.reset();
+    history.reset();
+  }
+
   const CollectorOptions options;
   std::atomic<int> port = 0;
   Answers answers;
+  SessionHistory history;
   RequestLog log;
 
  private:
@@ -75,17 +97,30 @@ class DevCollector::Impl {
     RecordedRequest recorded;
     recorded.sequence = log.arrived();
     recorded.time = std::chrono::system_clock::now();
-    auto verdict = judge(request);
+    Suspicions suspicions;
+    std::vector<PayloadFacts> payloads;
+    auto verdict = judge(request, [&](const boost::json::object& payload, std::string_view text) {
+      payloads.push_back(checkPayload(payload, text, payloads.size(), suspicions));
+    });
     recorded.endpoint = verdict.endpoint;
     recorded.method = std::move(request.method);
     recorded.path = std::move(verdict.path);
     recorded.query = std::move(verdict.query);
     recorded.headers = std::move(request.headers);
     recorded.rawSize = request.body.size();
-    recorded.decodedSize = verdict.decodedSize;
-    recorded.body = std::move(verdict.body);
+    recorded.bodyText = std::move(verdict.body);
     recorded.problem = std::move(verdict.problem);
     auto reply = recorded.good() ? answer(recorded) : HttpReply{verdict.status, refusal(recorded.problem)};
+    if (recorded.good() && !payloads.empty()) {
+      history.compare(recorded.sequence, payloads, accepts(reply), suspicions);
+      recorded.suspicions = std::move(suspicions).take();
+    }
+    recorded.payloads = payloads.size();
+    if (!payloads.empty()) {
+      recorded.device = std::move(payloads.back().uuid);
+      recorded.model = std::move(payloads.back().model);
+      recorded.visit = payloads.back().visit;
+    }
     log.add(std::move(recorded));
     return reply;
   }
@@ -98,30 +133,30 @@ class DevCollector::Impl {
 
   std::optional<HttpReply> inspect(const HttpRequest& request) {
     if (!request.problem.empty()) return std::nullopt;
-    const bool get = request.method == "GET";
-    if (get && request.target == "/inspect/all") return listing(any);
-    if (get && request.target == "/inspect/good") return listing(isGood);
-    if (get && request.target == "/inspect/bad") return listing(isBad);
-    if (request.method != "POST") return std::nullopt;
-    if (request.target == "/inspect/reset") {
-      log.reset();
-      return HttpReply{200, kAccepted};
-    }
-    if (request.target != "/inspect/answers") return std::nullopt;
+    const std::string_view target = request.target;
+    const auto path = target.substr(0, target.find('?'));
+    const auto query = target.substr(std::min(path.size() + 1, target.size()));
     try {
-      answers.set(request.body);
-      return HttpReply{200, kAccepted};
+      if (request.method == "GET") {
+        if (path == "/inspect/all") return listing(query, any);
+        if (path == "/inspect/good") return listing(query, isGood);
+        if (path == "/inspect/suspicious") return listing(query, isSuspicious);
+        if (path == "/inspect/bad") return listing(query, isBad);
+      } else if (request.method == "POST" && path == "/inspect/reset") {
+        reset();
+        return HttpReply{200, kAccepted};
+      } else if (request.method == "POST" && path == "/inspect/answers") {
+        answers.set(request.body);
+        return HttpReply{200, kAccepted};
+      }
     } catch (const std::invalid_argument& error) {
       return HttpReply{400, refusal(error.what())};
     }
+    return std::nullopt;
   }
 
-  HttpReply listing(const RequestLog::Filter& wanted) const {
-    boost::json::array requests;
-    for (const auto& request : log.requests(wanted)) requests.emplace_back(toJson(*request));
-    const auto [total, good, bad] = log.counts();
-    return {200, json::text(boost::json::object{
-                     {"total", total}, {"good", good}, {"bad", bad}, {"requests", std::move(requests)}})};
+  HttpReply listing(std::string_view query, const RequestLog::Filter& wanted) const {
+    return {200, inspectionPage(log, readSelection(query), wanted)};
   }
 
   std::unique_ptr<HttpServer> server_;  // last, so that it goes first
@@ -151,7 +186,7 @@ void DevCollector::setAnswers(std::string_view json) {
   impl_->answers.set(json);
 }
 void DevCollector::reset() {
-  impl_->log.reset();
+  impl_->reset();
 }
 Counts DevCollector::counts() const {
   return impl_->log.counts();

@@ -22,13 +22,17 @@ struct CollectorOptions {
 
   /// What stays in memory. The counts go on when the oldest requests are dropped.
   bool keepBodies = true;
-  std::size_t maxRequests = 100'000;
-  std::size_t maxBodyBytes = std::size_t{64} << 20;  ///< of all decoded bodies' JSON text together
+  std::size_t maxRequests = 10'000;
+  std::size_t maxBytes = std::size_t{64} << 20;  ///< of all of them together; the latest is kept in any case
+
+  /// Called with each request once it is recorded, by any thread and several at a time. Must not throw.
+  std::function<void(const RecordedRequest&)> onRecorded{};
 };
 
 struct Counts {
   std::uint64_t total = 0;
   std::uint64_t good = 0;
+  std::uint64_t suspicious = 0;  ///< among the good ones
   std::uint64_t bad = 0;
 };
 
@@ -51,8 +55,19 @@ std::string_view answersHelp() noexcept;
 ///   "close"   true closes the connection without any answer. A client that reused a connection may take
 ///             that for an idle one's end, and send the request again by itself.
 ///
-/// Over HTTP: GET /inspect/all, /inspect/good and /inspect/bad give the counts and the requests, POST
-/// /inspect/reset forgets both, POST /inspect/answers takes new answers. These are not recorded.
+/// A good upload is suspicious when something in it should not be so, each thing with its reason and key: an empty
+/// session, a key that is unknown, missing or of the wrong kind, a service number of 0, a payload equal to one that was
+/// accepted before, a vendorId under several uuids, a vtTz that goes back, values that consent should have hidden or
+/// filled. It gets the same answers as any good one.
+///
+/// Over HTTP: GET /inspect/all, /inspect/good, /inspect/suspicious and /inspect/bad give the counts and the requests;
+/// a query selects among them ("device", "endpoint", "verdict", "since": the number that the requests come after) and
+/// cuts them into pages ("limit"; the page's "next" is the next one's "since"). POST /inspect/reset forgets both, POST
+/// /inspect/answers takes new answers. These are not recorded.
+///
+/// All bodies that come in at one time may have 128 MB together; what goes beyond is refused with status 503.
+/// A body may have 16 MB, an upload 64 MB once unpacked and 1 MB a payload. Uploads are judged piece by piece, and a
+/// faulty one is given up at its first fault, so that nobody is made to keep what a small body unpacks to.
 ///
 /// A request is recorded once it is read and checked, before it is answered. start() and stop() are for
 /// one thread; everything else may be called from any thread at any time, and goes on working while the

@@ -20,10 +20,13 @@ struct HttpRequest {
 
 struct HttpReply {
   int status = 200;
-  std::string body;  ///< JSON
+  std::string body;
   std::chrono::milliseconds delay{0};
   bool drop = false;  ///< close the connection instead
+  std::string type = "application/json";
 };
+
+using HttpHandler = std::function<HttpReply(HttpRequest&&)>;
 
 struct ListenOptions {
   std::string host;
@@ -32,14 +35,13 @@ struct ListenOptions {
   std::string keyFile;
 };
 
-/// An HTTP/1.1 server that lives as long as the object. Every request, readable or not, goes to the one
-/// handler, on a thread of its connection's own; the handler must be ready for that and must not throw.
+/// An HTTP/1.1 server that lives as long as the object, on a few threads whatever the number of connections: one that
+/// is idle, or waits for a delayed reply, costs no thread. Every request, readable or not, goes to the one handler, on
+/// any of these threads and several at a time. What the handler throws ends that request's connection.
 class HttpServer {
  public:
-  using Handler = std::function<HttpReply(HttpRequest&&)>;
-
   /// Listens on return. Throws std::runtime_error when it cannot.
-  HttpServer(const ListenOptions& options, Handler handler);
+  HttpServer(const ListenOptions& options, HttpHandler handler);
   /// Closes all connections, and waits for the handler's running calls but for no reply's delay.
   ~HttpServer();
 

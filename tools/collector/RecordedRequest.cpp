@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <boost/json.hpp>
 
+#include "Json.h"
 #include "PercentCoding.h"
 #include "Utf8.h"
 
@@ -40,20 +41,45 @@ std::string RecordedRequest::header(std::string_view name) const {
   return found == headers.end() ? std::string() : found->second;
 }
 
-boost::json::object toJson(const RecordedRequest& request) {
+boost::json::value RecordedRequest::body() const {
+  return json::parse(bodyText, json::kMaxPayloadDepth + 8).value_or(nullptr);
+}
+
+std::size_t RecordedRequest::footprint() const noexcept {
+  constexpr std::size_t kHeader = 128;  // a node of the map, and what its texts take beyond their length
+  std::size_t bytes = sizeof *this + method.size() + path.size() + query.size() + bodyText.size() + problem.size() +
+                      device.size() + model.size();
+  for (const auto& odd : suspicions) bytes += sizeof odd + odd.key.size() + odd.reason.size();
+  for (const auto& [key, value] : headers) bytes += kHeader + key.size() + value.size();
+  return bytes;
+}
+
+void appendJson(std::string& out, const RecordedRequest& request) {
   boost::json::object headers;
   for (const auto& [key, value] : request.headers) headers[printable(key)] = printable(value);
-  return {{"seq", request.sequence},
-          {"time", timeText(request.time)},
-          {"endpoint", name(request.endpoint)},
-          {"method", printable(request.method)},
-          {"path", printable(request.path)},
-          {"query", printable(request.query)},
-          {"headers", std::move(headers)},
-          {"rawSize", request.rawSize},
-          {"body", request.body},
-          {"good", request.good()},
-          {"problem", request.problem}};
+  boost::json::array suspicions;
+  for (const auto& odd : request.suspicions) {
+    suspicions.push_back({{"payload", odd.payload}, {"key", odd.key}, {"reason", odd.reason}});
+  }
+  json::append(out, boost::json::object{{"seq", request.sequence},
+                                        {"time", timeText(request.time)},
+                                        {"endpoint", name(request.endpoint)},
+                                        {"method", printable(request.method)},
+                                        {"path", printable(request.path)},
+                                        {"query", printable(request.query)},
+                                        {"headers", std::move(headers)},
+                                        {"rawSize", request.rawSize},
+                                        {"good", request.good()},
+                                        {"problem", printable(request.problem)},
+                                        {"verdict", request.verdict()},
+                                        {"suspicions", std::move(suspicions)},
+                                        {"device", request.device},
+                                        {"model", request.model},
+                                        {"visit", request.visit},
+                                        {"payloads", request.payloads}});
+  // As it stands: a large one is taken apart by nobody here.
+  out.back() = ',';
+  out.append("\"body\":").append(request.bodyText.empty() ? "null" : request.bodyText).append("}");
 }
 
 }  // namespace zul::collector

@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zul::collector {
 
@@ -30,6 +31,13 @@ struct HeaderLess {
 };
 using Headers = std::map<std::string, std::string, HeaderLess>;
 
+/// What is odd about a good upload, though it keeps the contract.
+struct Suspicion {
+  std::size_t payload = 0;  ///< its place in the upload
+  std::string key;
+  std::string reason;
+};
+
 /// One request as it arrived, and what was wrong with it. Immutable once recorded.
 struct RecordedRequest {
   std::uint64_t sequence = 0;  ///< rises with arrival, from 1
@@ -37,14 +45,28 @@ struct RecordedRequest {
   Endpoint endpoint = Endpoint::unknown;
   std::string method;
   std::string path;
-  std::string query;            ///< as sent, still percent-encoded
-  Headers headers;              ///< a repeated header's values are joined by ", "
-  std::size_t rawSize = 0;      ///< bytes of the body as sent
-  std::size_t decodedSize = 0;  ///< bytes of the body's JSON text
-  boost::json::value body;      ///< decoded; null where there is none, it could not be decoded or is not kept
-  std::string problem;          ///< the first fault found; empty for a good request
+  std::string query;        ///< as sent, still percent-encoded
+  Headers headers;          ///< a repeated header's values are joined by ", "
+  std::size_t rawSize = 0;  ///< bytes of the body as sent
+  std::string bodyText;  ///< decoded, compact JSON; empty where there is none, it could not be decoded or is not kept
+  std::string problem;   ///< the first fault found; empty for a good request
 
+  std::vector<Suspicion> suspicions;
+  std::string device;        ///< of an upload: its last payload's uuid
+  std::string model;         ///< that payload's phone
+  std::int64_t visit = 0;    ///< that payload's ltvt
+  std::size_t payloads = 0;  ///< of an upload: how many
+
+  /// Keeps the contract. It may be suspicious nevertheless.
   bool good() const noexcept { return problem.empty(); }
+  /// "good", "suspicious" or "bad".
+  std::string_view verdict() const noexcept { return !good() ? "bad" : suspicions.empty() ? "good" : "suspicious"; }
+
+  /// The value of `bodyText`, null where that is empty.
+  boost::json::value body() const;
+
+  /// The bytes of memory that it holds, about.
+  std::size_t footprint() const noexcept;
 
   /// The header's value; empty when it was not sent.
   std::string header(std::string_view name) const;
@@ -52,7 +74,7 @@ struct RecordedRequest {
 
 using RequestPtr = std::shared_ptr<const RecordedRequest>;
 
-/// The object that the record file and the inspection pages show.
-boost::json::object toJson(const RecordedRequest& request);
+/// Appends the text of the object that the record file and the inspection pages show.
+void appendJson(std::string& out, const RecordedRequest& request);
 
 }  // namespace zul::collector

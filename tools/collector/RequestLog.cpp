@@ -3,23 +3,20 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <boost/json.hpp>
 #include <cerrno>
 #include <cstdio>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
-
-#include "Json.h"
 
 namespace zul::collector {
 
 RequestLog::RequestLog(const CollectorOptions& options)
     : keepBodies_(options.keepBodies),
       maxRequests_(options.maxRequests),
-      maxBodyBytes_(options.maxBodyBytes),
+      maxBytes_(options.maxBytes),
+      onRecorded_(options.onRecorded),
       fileName_(options.recordFile) {
   if (fileName_.empty()) return;
   file_.open(fileName_, std::ios::app | std::ios::binary);
@@ -36,10 +33,7 @@ std::uint64_t RequestLog::arrived() {
 
 void RequestLog::add(RecordedRequest request) {
   write(request);
-  if (!keepBodies_) {
-    request.body = nullptr;
-    request.decodedSize = 0;
-  }
+  if (!keepBodies_) request.bodyText = {};
   const auto added = std::make_shared<const RecordedRequest>(std::move(request));
   {
     const MutexLock lock(mutex_);
@@ -47,25 +41,28 @@ void RequestLog::add(RecordedRequest request) {
         std::upper_bound(requests_.begin(), requests_.end(), added->sequence,
                          [](std::uint64_t sequence, const RequestPtr& other) { return sequence < other->sequence; });
     requests_.insert(place, added);
-    bodyBytes_ += added->decodedSize;
+    bytes_ += added->footprint();
     ++counts_.total;
     ++(added->good() ? counts_.good : counts_.bad);
+    if (added->verdict() == "suspicious") ++counts_.suspicious;
     ++endpointCounts_[static_cast<std::size_t>(added->endpoint)];
     dropOldest();
   }
   added_.notifyAll();
+  if (onRecorded_) onRecorded_(*added);
 }
 
 void RequestLog::dropOldest() {
-  while (requests_.size() > 1 && (requests_.size() > maxRequests_ || bodyBytes_ > maxBodyBytes_)) {
-    bodyBytes_ -= requests_.front()->decodedSize;
+  while (requests_.size() > 1 && (requests_.size() > maxRequests_ || bytes_ > maxBytes_)) {
+    bytes_ -= requests_.front()->footprint();
     requests_.pop_front();
   }
 }
 
 void RequestLog::write(const RecordedRequest& request) {
   if (fileName_.empty()) return;
-  auto line = json::text(toJson(request));
+  std::string line;
+  appendJson(line, request);
   line += '\n';
   const MutexLock lock(fileMutex_);
   if (!file_) return;
@@ -79,7 +76,7 @@ void RequestLog::write(const RecordedRequest& request) {
 void RequestLog::reset() {
   const MutexLock lock(mutex_);
   requests_.clear();
-  bodyBytes_ = 0;
+  bytes_ = 0;
   counts_ = {};
   endpointCounts_ = {};
 }
@@ -89,11 +86,12 @@ Counts RequestLog::counts() const {
   return counts_;
 }
 
-std::vector<RequestPtr> RequestLog::requests(const Filter& wanted) const {
+std::vector<RequestPtr> RequestLog::requests(const Filter& wanted, std::size_t most) const {
   std::vector<RequestPtr> found;
   const MutexLock lock(mutex_);
-  std::copy_if(requests_.begin(), requests_.end(), std::back_inserter(found),
-               [&](const RequestPtr& request) { return wanted(*request); });
+  for (auto at = requests_.begin(); at != requests_.end() && found.size() < most; ++at) {
+    if (wanted(**at)) found.push_back(*at);
+  }
   return found;
 }
 

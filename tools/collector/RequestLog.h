@@ -34,7 +34,8 @@ class RequestLog {
   Counts counts() const;
 
   using Filter = std::function<bool(const RecordedRequest&)>;
-  std::vector<RequestPtr> requests(const Filter& wanted) const;
+  /// The first `most` that are wanted, in order.
+  std::vector<RequestPtr> requests(const Filter& wanted, std::size_t most = static_cast<std::size_t>(-1)) const;
   bool waitFor(std::uint64_t count, std::chrono::milliseconds timeout) const;
   bool waitFor(Endpoint endpoint, std::uint64_t count, std::chrono::milliseconds timeout) const;
   RequestPtr waitFor(const Filter& wanted, std::chrono::milliseconds timeout) const;
@@ -46,13 +47,15 @@ class RequestLog {
 
   const bool keepBodies_;
   const std::size_t maxRequests_;
-  const std::size_t maxBodyBytes_;
+  const std::size_t maxBytes_;
+
+  const std::function<void(const RecordedRequest&)> onRecorded_;
 
   mutable Mutex mutex_;
   mutable Condition added_;
   std::uint64_t lastSequence_ ZUL_GUARDED_BY(mutex_) = 0;
   std::deque<RequestPtr> requests_ ZUL_GUARDED_BY(mutex_);
-  std::size_t bodyBytes_ ZUL_GUARDED_BY(mutex_) = 0;
+  std::size_t bytes_ ZUL_GUARDED_BY(mutex_) = 0;
   Counts counts_ ZUL_GUARDED_BY(mutex_);
   std::array<std::uint64_t, kEndpointNames.size() + 1> endpointCounts_ ZUL_GUARDED_BY(mutex_){};
 

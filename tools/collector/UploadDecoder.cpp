@@ -3,52 +3,15 @@
 #include <fmt/format.h>
 #include <zlib.h>
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
-
-#include "PercentCoding.h"
-#include "Utf8.h"
+#include <string>
 
 namespace zul::collector {
 
 namespace {
 
 constexpr std::size_t kMaxInflated = std::size_t{64} << 20;
-
-class Inflater {
- public:
-  explicit Inflater(std::string_view data) {
-    stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
-    stream_.avail_in = static_cast<uInt>(data.size());
-    if (inflateInit(&stream_) != Z_OK) throw Fault("zlib cannot start");
-  }
-  ~Inflater() { inflateEnd(&stream_); }
-  Inflater(const Inflater&) = delete;
-  Inflater& operator=(const Inflater&) = delete;
-
-  std::string run() {
-    std::string out(std::max<std::size_t>(std::size_t{16} << 10, stream_.avail_in * std::size_t{4}), '\0');
-    for (;;) {
-      stream_.next_out = reinterpret_cast<Bytef*>(out.data() + stream_.total_out);
-      stream_.avail_out = static_cast<uInt>(out.size() - stream_.total_out);
-      const int state = inflate(&stream_, Z_NO_FLUSH);
-      if (stream_.total_out > kMaxInflated) {
-        throw Fault(fmt::format("the body unpacks to more than {} bytes", kMaxInflated));
-      }
-      if (state == Z_STREAM_END) break;
-      if (state == Z_BUF_ERROR || (state == Z_OK && stream_.avail_out > 0)) throw Fault("the zlib stream ends early");
-      if (state != Z_OK) throw Fault(fmt::format("broken zlib stream: {}", stream_.msg ? stream_.msg : "unknown"));
-      out.resize(std::min(out.size() * 2, kMaxInflated + 1));
-    }
-    if (stream_.avail_in > 0) throw Fault("there are bytes behind the zlib stream");
-    out.resize(stream_.total_out);
-    return out;
-  }
-
- private:
-  z_stream stream_{};
-};
 
 constexpr auto kUnreserved = [] {
   std::array<bool, 256> table{};
@@ -63,36 +26,95 @@ int upperHex(char c) {
   return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
-/// Undoes the one way in which a text may be encoded, in place.
-void percentDecodeStrictly(std::string& text) {
-  std::size_t end = 0;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (kUnreserved[static_cast<unsigned char>(text[at])]) {
-      text[end++] = text[at];
-      continue;
+/// Undoes the one way in which a text may be encoded, piece by piece.
+class PercentDecoder {
+ public:
+  void decode(std::string_view piece, std::string& out) {
+    out.resize(piece.size());
+    auto* end = out.data();
+    for (const char c : piece) {
+      if (digits_ > 0) {
+        if (digit(c)) *end++ = static_cast<char>(byte_);
+      } else if (kUnreserved[static_cast<unsigned char>(c)]) {
+        *end++ = c;
+      } else if (c == '%') {
+        digits_ = 2;
+      } else {
+        throw Fault(fmt::format("byte 0x{:02X} at {} should be percent-encoded", static_cast<unsigned char>(c), at_));
+      }
+      ++at_;
     }
-    if (text[at] != '%') {
-      throw Fault(
-          fmt::format("byte 0x{:02X} at {} should be percent-encoded", static_cast<unsigned char>(text[at]), at));
-    }
-    const int high = text.size() - at < 3 ? -1 : upperHex(text[at + 1]);
-    const int low = high < 0 ? -1 : upperHex(text[at + 2]);
-    if (low < 0) throw Fault(fmt::format("the percent sign at {} needs two upper-case hexadecimal digits", at));
-    text[end++] = static_cast<char>(high * 16 + low);
-    at += 2;
+    out.resize(static_cast<std::size_t>(end - out.data()));
   }
-  text.resize(end);
-}
+  void finish() const {
+    if (digits_ > 0) refuse(at_ + static_cast<std::size_t>(digits_) - 3);
+  }
+
+ private:
+  /// Whether it completes the byte.
+  bool digit(char c) {
+    const int value = upperHex(c);
+    if (value < 0) refuse(at_ + static_cast<std::size_t>(digits_) - 3);
+    byte_ = byte_ % 16 * 16 + value;
+    return --digits_ == 0;
+  }
+  [[noreturn]] static void refuse(std::size_t at) {
+    throw Fault(fmt::format("the percent sign at {} needs two upper-case hexadecimal digits", at));
+  }
+
+  std::size_t at_ = 0;
+  int digits_ = 0;  // that are still to come
+  int byte_ = 0;
+};
+
+class Inflater {
+ public:
+  explicit Inflater(std::string_view data) {
+    stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
+    stream_.avail_in = static_cast<uInt>(data.size());
+    if (inflateInit(&stream_) != Z_OK) throw Fault("zlib cannot start");
+  }
+  ~Inflater() { inflateEnd(&stream_); }
+  Inflater(const Inflater&) = delete;
+  Inflater& operator=(const Inflater&) = delete;
+
+  /// The next piece; empty once all are out.
+  std::string_view next() {
+    if (ended_) return {};
+    stream_.next_out = reinterpret_cast<Bytef*>(out_.data());
+    stream_.avail_out = static_cast<uInt>(out_.size());
+    const int state = inflate(&stream_, Z_NO_FLUSH);
+    ended_ = state == Z_STREAM_END;
+    const auto size = out_.size() - stream_.avail_out;
+    if (stream_.total_out > kMaxInflated) {
+      throw Fault(fmt::format("the body unpacks to more than {} bytes", kMaxInflated));
+    }
+    if (state == Z_BUF_ERROR || (state == Z_OK && stream_.avail_out > 0)) throw Fault("the zlib stream ends early");
+    if (state != Z_OK && !ended_)
+      throw Fault(fmt::format("broken zlib stream: {}", stream_.msg ? stream_.msg : "unknown"));
+    if (ended_ && stream_.avail_in > 0) throw Fault("there are bytes behind the zlib stream");
+    return {out_.data(), size};
+  }
+
+ private:
+  z_stream stream_{};
+  std::array<char, 16384> out_;
+  bool ended_ = false;
+};
 
 }  // namespace
 
-std::string decodeUpload(std::string_view body) {
+void decodeUpload(std::string_view body, const std::function<void(std::string_view)>& take) {
   if (body.empty()) throw Fault("no body");
   if (body.substr(0, 2) == "\x1f\x8b") throw Fault("the body is a gzip member, not a zlib stream");
-  auto text = Inflater(body).run();
-  percentDecodeStrictly(text);
-  if (!isUtf8(text)) throw Fault("the decoded body is not UTF-8");
-  return text;
+  Inflater inflater(body);
+  PercentDecoder decoder;
+  std::string text;
+  for (auto piece = inflater.next(); !piece.empty(); piece = inflater.next()) {
+    decoder.decode(piece, text);
+    take(text);
+  }
+  decoder.finish();
 }
 
 }  // namespace zul::collector

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -11,11 +12,12 @@ struct Fault : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The UTF-8 text in the body of a data upload, by undoing zlib and then the percent-encoding. Throws
-/// Fault, also when the text has grown past what any honest upload needs.
+/// Gives the text in the body of a data upload to `take`, piece by piece, by undoing zlib and then the
+/// percent-encoding. Throws Fault, also when the text has grown past what any honest upload needs. No more than a piece
+/// is in memory, so that `take` can judge, and throw, before there is much of it.
 ///
 /// It reads with zlib itself rather than with the library's own routines: it can then tell what is wrong,
 /// and a fault in those does not hide behind itself.
-std::string decodeUpload(std::string_view body);
+void decodeUpload(std::string_view body, const std::function<void(std::string_view piece)>& take);
 
 }  // namespace zul::collector

@@ -1,6 +1,7 @@
 // zul-collector: the development collector as a program. Listens until SIGINT or SIGTERM.
 
 #include <fmt/format.h>
+#include <sys/resource.h>
 
 #include <charconv>
 #include <csignal>
@@ -14,6 +15,7 @@
 
 #include "CommandLine.h"
 #include "DevCollector.h"
+#include "TerminalLog.h"
 
 namespace {
 
@@ -39,6 +41,14 @@ std::string readFile(const std::string& name) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+/// A connection takes a descriptor, and the usual limit on them is for programs that use select().
+void raiseDescriptorLimit() {
+  rlimit files{};
+  if (getrlimit(RLIMIT_NOFILE, &files) != 0) return;
+  files.rlim_cur = files.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &files);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -52,8 +62,11 @@ int main(int argc, char** argv) {
   sigaddset(&signals, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+  std::signal(SIGPIPE, SIG_IGN);  // whoever read the lines may have gone
+  raiseDescriptorLimit();
   try {
     readAddress(line.address, line.options);
+    if (!line.quiet) line.options.onRecorded = zul::collector::printRequest;
     zul::collector::DevCollector collector(line.options);
     if (!line.answersFile.empty()) collector.setAnswers(readFile(line.answersFile));
     collector.start();

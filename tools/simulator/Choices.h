@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "RecordedRequest.h"
 #include "zul/Application.h"
+#include "zul/platform/LifeCycle.h"
 #include "zul/platform/Reachability.h"
 
 /// What commands choose from by name. An entry that is `missing` belongs to a capability that is not built yet.
@@ -36,17 +38,18 @@ inline constexpr Network kNetworks[] = {
     {"offline", 0},
 };
 
+/// A state of the application, an event that the library is told of, or both.
 struct State {
   std::string_view name;
-  ApplicationState state;
-  std::string_view missing = "";
+  std::optional<ApplicationState> state;
+  std::optional<platform::LifeCycle::Event> event = std::nullopt;
 };
 inline constexpr State kStates[] = {
     {"active", ApplicationState::active},
     {"inactive", ApplicationState::inactive},
-    {"background", ApplicationState::background},
-    {"foreground", ApplicationState::inactive},  // on its way to active
-    {"significantTimeChange", ApplicationState::active, "the network clock"},
+    {"background", ApplicationState::background, platform::LifeCycle::Event::background},
+    {"foreground", ApplicationState::inactive, platform::LifeCycle::Event::foreground},  // on its way to active
+    {"significantTimeChange", std::nullopt, platform::LifeCycle::Event::significantTimeChange},
 };
 
 /// The entry of that name; null when there is none.

@@ -4,12 +4,15 @@
 
 #include <CLI/CLI.hpp>
 
+#include "zul/ZULSessionVersion.h"
+
 namespace zul::simulator {
 
 CommandLine readCommandLine(int argc, char** argv) {
   CommandLine line;
   CLI::App app("A device in a terminal: runs the library in virtual time, commanded by a script.");
   app.footer("Without a script the commands come from standard input. The command help lists them.");
+  app.set_version_flag("--version", "zul-sim " ZUL_VERSION_STRING);
   app.add_option("script", line.scriptFile, "a file of commands, one a line")->type_name("FILE");
   auto* const collector =
       app.add_option("--collector", line.options.collectorUrl, "a real collector, asked in real time")

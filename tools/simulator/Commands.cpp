@@ -16,6 +16,7 @@
 #include "Runtime.h"
 #include "Simulator.h"
 #include "SimulatorLog.h"
+#include "TimeServers.h"
 #include "Tracker.h"
 #include "Views.h"
 
@@ -140,9 +141,15 @@ void Simulator::info(Arguments& arguments) {
 
 void Simulator::resource(Arguments& arguments) {
   const auto name = arguments.word("the name");
-  auto text = arguments.text("the text");
+  auto& bundle = *phone_.sim.bundle;
+  if (const auto content = arguments.value("the content"); content.is_object()) {
+    bundle.propertyLists[name] = DictionaryAccess::wrap(content.get_object());
+  } else if (content.is_string()) {
+    bundle.resources[name] = std::string(content.get_string());
+  } else {
+    throw CommandError("the content must be a text or an object");
+  }
   arguments.end();
-  phone_.sim.bundle->resources[name] = std::move(text);
 }
 
 void Simulator::clock(Arguments& arguments) {
@@ -174,6 +181,7 @@ void Simulator::network(Arguments& arguments) {
   if (!network) throw CommandError(fmt::format("the network is wifi, cellular or offline, not {}", name));
   phone_.sim.reachability->value = network->flags;
   phone_.sim.http->setOnline(network->flags != 0);
+  phone_.sim.network->setOnline(network->flags != 0);
 }
 
 void Simulator::collector(Arguments& arguments) {
@@ -187,8 +195,11 @@ void Simulator::collector(Arguments& arguments) {
   phone_.sim.http->answer(std::string(path(service->endpoint)), readAnswer(service->endpoint, std::move(form)));
 }
 
-void Simulator::ntp(Arguments&) {
-  notBuilt("the network clock");
+void Simulator::ntp(Arguments& arguments) {
+  std::vector<test::SimulatedPhone::PlacedTimeServer> servers;
+  if (!arguments.take("none")) servers = readTimeServers(arguments.value("the time servers"));
+  arguments.end();
+  phone_.setTimeServers(std::move(servers));
 }
 
 // ---- the application
@@ -233,8 +244,8 @@ void Simulator::state(Arguments& arguments) {
   arguments.end();
   const auto* const state = find(kStates, name);
   if (!state) throw CommandError(fmt::format("there is no state {}", name));
-  if (!state->missing.empty()) notBuilt(state->missing);
-  state_ = state->state;
+  if (state->state) state_ = *state->state;
+  if (state->event) phone_.sim.lifeCycle->notify(*state->event);
 }
 
 void Simulator::advance(Arguments& arguments) {
@@ -253,6 +264,11 @@ void Simulator::reinstall(Arguments& arguments) {
   phone_.reinstall();
 }
 
+void Simulator::wipe(Arguments& arguments) {
+  reinstall(arguments);
+  phone_.sim.keychain->clear();
+}
+
 // ---- inside
 
 void Simulator::document(Arguments& arguments) {
@@ -268,8 +284,23 @@ void Simulator::document(Arguments& arguments) {
   phone_.sim.store->put(platform::DocumentStore::Table::documents, id, json::text(members));
 }
 
-void Simulator::keychain(Arguments&) {
-  notBuilt("the keychain");
+void Simulator::keychain(Arguments& arguments) {
+  auto& keychain = *phone_.sim.keychain;
+  const auto name = arguments.word("the item");
+  if (name == "lock" || name == "unlock") {
+    arguments.end();
+    keychain.setLocked(name == "lock");
+    return;
+  }
+  const auto item = arguments.value("the item's attributes");
+  arguments.end();
+  if (item.is_null()) {
+    keychain.remove(name);
+  } else if (item.is_object()) {
+    keychain.put(name, readKeychainItem(item.get_object()));
+  } else {
+    throw CommandError("the item's attributes must be an object, or null");
+  }
 }
 
 void Simulator::show(Arguments& arguments) {
@@ -297,7 +328,7 @@ value Simulator::documentView(const std::string& name) {
 value Simulator::view(const std::string& what) {
   auto& sim = phone_.sim;
   if (what == "documents") return phone_.documents();
-  if (what == "keychain") notBuilt("the keychain");
+  if (what == "keychain") return keychainView(*sim.keychain);
   if (what == "payload") return DictionaryAccess::object(running().tracker().getSessionData());
   if (what == "record") {
     const auto record = running().record().getSharedInstance();
@@ -310,7 +341,11 @@ value Simulator::view(const std::string& what) {
     return requests;
   }
   if (what == "log") return boost::json::array(log_->lines().begin(), log_->lines().end());
-  if (what == "clock") return clockView(*sim.clock);
+  if (what == "clock") {
+    auto clock = clockView(*sim.clock);
+    if (auto* const runtime = phone_.processIfRunning()) clock["network"] = networkClockView(runtime->networkClock());
+    return clock;
+  }
   if (what == "timers") return timersView(*sim.dispatcher);
   throw CommandError(fmt::format("there is nothing called {} to show; see help show", what));
 }
@@ -353,7 +388,8 @@ void Simulator::fleet(Arguments& arguments) {
   shown_ = runFleet({.devices = static_cast<std::size_t>(devices.get_int64()),
                      .seconds = seconds,
                      .model = phone_,
-                     .live = live_.get()});
+                     .live = live_.get(),
+                     .goOn = [this] { checkInterrupt(); }});
 }
 
 void Simulator::help(Arguments& arguments) {
@@ -369,6 +405,8 @@ void Simulator::help(Arguments& arguments) {
   arguments.end();
   if (name == "device") {
     shown_ = deviceHelp();
+  } else if (name == "ntp") {
+    shown_ = timeServersHelp();
   } else if (name == "call") {
     object help;
     for (const auto& operation : operations()) {
@@ -382,6 +420,11 @@ void Simulator::help(Arguments& arguments) {
     if (command == commands().end()) throw CommandError(fmt::format("there is no command {}", name));
     shown_ = object{{fmt::format("{} {}", command->name, command->parameters), command->meaning}};
   }
+}
+
+void Simulator::quit(Arguments& arguments) {
+  arguments.end();
+  ended_ = true;
 }
 
 }  // namespace zul::simulator

@@ -26,6 +26,7 @@ namespace zul::simulator {
 namespace {
 
 constexpr double kAnswersWithin = 1;  // virtual seconds
+constexpr auto kLook = std::chrono::milliseconds(100);
 
 // A line of the kernel's account of this process: "VmRSS" for the memory at present, "VmHWM" for the most so far.
 std::int64_t residentBytes(std::string_view name) {
@@ -74,6 +75,7 @@ boost::json::object runFleet(const FleetOptions& options) {
   using Due = std::pair<double, std::size_t>;  // when, and which device
   std::priority_queue<Due, std::vector<Due>, std::greater<>> queue;
   for (std::size_t n = 0; n < options.devices; ++n) {
+    options.goOn();
     devices.push_back(std::make_unique<FleetDevice>(static_cast<std::uint32_t>(n), options.model, counts));
     queue.emplace(devices.back()->due(), n);
   }
@@ -82,12 +84,16 @@ boost::json::object runFleet(const FleetOptions& options) {
   double answersBy = 0;
   std::vector<std::size_t> stepped;  // since the answers were waited for
   const auto awaitAnswers = [&](double now) {
-    options.live->deliverAll();
+    while (options.live->open() > 0) {
+      options.goOn();
+      options.live->deliver(std::chrono::steady_clock::now() + kLook);
+    }
     for (const auto n : stepped) queue.emplace(devices[n]->due(), n);
     stepped.clear();
     answersBy = now + kAnswersWithin;
   };
   while (!queue.empty()) {
+    options.goOn();
     const auto [due, n] = queue.top();
     auto& device = *devices[n];
     if (options.live && (due >= answersBy || due > options.seconds) && !stepped.empty()) {

@@ -2,6 +2,7 @@
 
 #include <boost/json/object.hpp>
 #include <cstddef>
+#include <functional>
 
 namespace zul::simulator {
 
@@ -10,9 +11,10 @@ class Phone;
 
 struct FleetOptions {
   std::size_t devices;
-  double seconds;      ///< of virtual time
-  const Phone& model;  ///< what all have in common: the time, the configuration and the collector
-  LiveClient* live;    ///< that a real collector is asked with; null: a simulated one
+  double seconds;              ///< of virtual time
+  const Phone& model;          ///< what all have in common: the time, the configuration and the collector
+  LiveClient* live;            ///< that a real collector is asked with; null: a simulated one
+  std::function<void()> goOn;  ///< called all the time; throws when the fleet is to end
 };
 
 /// Lets many devices live side by side, each with values and habits that its number decides, so that two runs are

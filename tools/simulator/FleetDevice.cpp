@@ -71,6 +71,7 @@ void FleetDevice::equip(const Phone& model) {
   sim.clock->set(model.sim.clock->now());
   sim.clock->setZone(place.zone);
   sim.http->answerLike(*model.sim.http);
+  phone_.setTimeServers(model.timeServers());
   phone_.deployment = model.deployment;
   phone_.log = std::make_shared<NoLog>();
 
@@ -132,6 +133,7 @@ void FleetDevice::launch() {
   const auto flags = chance(0.6) ? Reachability::kReachable : Reachability::kReachable | Reachability::kIsWwan;
   phone_.sim.reachability->value = offline_ ? 0 : flags;
   phone_.sim.http->setOnline(!offline_);
+  phone_.sim.network->setOnline(!offline_);
   ++counts_.launches;
   phone_.launch(std::nullopt, chance(0.03) ? ApplicationState::background : ApplicationState::active);
   leavesAt_ = nextAt_ + uniform(10, 15 * kMinute);

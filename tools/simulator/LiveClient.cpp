@@ -44,8 +44,4 @@ bool LiveClient::deliver(Moment deadline) {
   return !answers.empty();
 }
 
-void LiveClient::deliverAll() {
-  while (open_ > 0) deliver(std::chrono::steady_clock::now() + std::chrono::seconds(1));
-}
-
 }  // namespace zul::simulator

@@ -24,8 +24,6 @@ class LiveClient final : public platform::HttpClient {
   /// Waits until an answer is there or `deadline` has come, and completes what has been answered. False when that was
   /// nothing.
   bool deliver(Moment deadline);
-  /// Waits until nothing is open any more, and completes everything.
-  void deliverAll();
 
   /// How many requests were sent and not completed yet.
   std::size_t open() const { return open_; }

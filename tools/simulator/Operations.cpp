@@ -114,6 +114,9 @@ Tracker& target(Runtime& runtime, Tracker*) {
 SessionController& target(Runtime& runtime, SessionController*) {
   return runtime.tracker().sessionController();
 }
+NHNetworkClock& target(Runtime& runtime, NHNetworkClock*) {
+  return runtime.networkClock();
+}
 
 // Calls what `work` does as the facade would: what it throws is logged and dropped.
 template <typename Work>
@@ -219,7 +222,6 @@ Operation missing(std::string_view name, std::string_view capability) {
 }
 
 constexpr std::string_view kAttribution = "attribution";
-constexpr std::string_view kConsent = "tracking consent";
 constexpr std::string_view kPush = "push";
 constexpr std::string_view kCampaigns = "internal campaigns";
 constexpr std::string_view kMember = "the member profile";
@@ -230,6 +232,7 @@ constexpr std::string_view kPurchases = "purchases";
 const std::vector<Operation>& operations() {
   using T = Tracker;
   using C = SessionController;
+  using N = NHNetworkClock;
   static const std::vector<Operation> all = {
       // The facade
       entry("initialization", false, false),
@@ -254,9 +257,9 @@ const std::vector<Operation>& operations() {
       missing("setUserLogout", kMember),
       missing("setPushToken", kPush),
       missing("setInternalCampaign", kCampaigns),
-      missing("setIDFA", kConsent),
-      missing("denyATT", kConsent),
-      missing("setATTAuthorizationStatus", kConsent),
+      operation<&T::setIDFA>("setIDFA"),
+      operation<&T::denyATT>("denyATT"),
+      operation<&T::setATTAuthorizationStatus>("setATTAuthorizationStatus"),
       {"ZULDebugger.debugMode", "INTEGER", "", debugMode},
       {"ZULDebugger.isDebug", "", "", isDebug},
 
@@ -267,6 +270,11 @@ const std::vector<Operation>& operations() {
       operation<&T::setLocalInstallTime>("Tracker.setLocalInstallTime"),
       operation<&T::addObservers>("Tracker.addObservers"),
       operation<&T::setATTAlertCheked>("Tracker.setATTAlertCheked"),
+      operation<&T::setIDFA>("Tracker.setIDFA"),
+      operation<&T::denyATT>("Tracker.denyATT"),
+      operation<&T::checkIDFAChange>("Tracker.checkIDFAChange"),
+      operation<&T::setGpsIsOn>("Tracker.setGpsIsOn"),
+      operation<&T::setATTAuthorizationStatus>("Tracker.setATTAuthorizationStatus"),
       operation<&T::asyncMultiTask>("Tracker.asyncMultiTask"),
       operation<&T::doAyncTask>("Tracker.doAyncTask"),
       operation<&T::createUpdateTimer>("Tracker.createUpdateTimer"),
@@ -312,14 +320,21 @@ const std::vector<Operation>& operations() {
       missing("Tracker.parseAttributionLinkToGetDeeplinkUrl", kAttribution),
       missing("Tracker.setFacebookreferrerData", kAttribution),
       missing("Tracker.selfValidation", kAttribution),
-      missing("Tracker.setIDFA", kConsent),
-      missing("Tracker.denyATT", kConsent),
-      missing("Tracker.setATTAuthorizationStatus", kConsent),
       missing("Tracker.setInternalCampaign", kCampaigns),
       missing("Tracker.setUser", kMember),
       missing("Tracker.setUserLogout", kMember),
       missing("Tracker.saveUserLoginInfo", kMember),
       missing("Tracker.saveDeviceToken", kPush),
+
+      operation<&N::synchronize>("NHNetworkClock.synchronize"),
+      operation<&N::reset>("NHNetworkClock.reset"),
+      operation<&N::finishAssociations>("NHNetworkClock.finishAssociations"),
+      operation<&N::isSynchronized>("NHNetworkClock.isSynchronized"),
+      operation<&N::networkOffset>("NHNetworkClock.networkOffset"),
+      operation<&N::networkTime>("NHNetworkClock.networkTime"),
+      operation<&N::setShouldUseSavedSynchronizedTime>("NHNetworkClock.setShouldUseSavedSynchronizedTime"),
+      operation<&N::setIsAutoSynchronizedWhenUserChangeLocalTime>(
+          "NHNetworkClock.setIsAutoSynchronizedWhenUserChangeLocalTime"),
 
       // Through the Tracker's session controller
       operation<&C::resetSid>("SessionController.resetSid"),

@@ -5,13 +5,17 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <clocale>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <vector>
 
+#include "Interrupt.h"
 #include "Simulator.h"
 
 namespace zul::simulator {
@@ -44,19 +48,27 @@ void take(char* line) {
   rl_callback_handler_remove();
 }
 
-// readline() that calls `idle` while nobody types.
-char* readWhile(const std::function<void()>& idle) {
-  typed = false;
-  rl_callback_handler_install(kPrompt, take);
-  pollfd keys{STDIN_FILENO, POLLIN, 0};
+// False when the terminal is gone.
+bool readKeys(Interrupt& interrupt, const std::function<void()>& idle) {
+  pollfd awaited[] = {{STDIN_FILENO, POLLIN, 0}, {interrupt.file(), POLLIN, 0}};
   while (!typed) {
-    if (::poll(&keys, 1, 0) == 0) {
+    const int ready = ::poll(awaited, std::size(awaited), idle ? 0 : -1);
+    if (ready == 0) {
       idle();
-    } else {
+    } else if (ready < 0) {
+      if (errno != EINTR) return false;
+    } else if (awaited[1].revents != 0) {
+      interrupt.clear();
+      rl_callback_handler_remove();
+      std::fputs("^C\n", stdout);
+      rl_callback_handler_install(kPrompt, take);  // with an empty line
+    } else if ((awaited[0].revents & POLLIN) != 0) {
       rl_callback_read_char();
+    } else {
+      return false;
     }
   }
-  return typedLine;
+  return true;
 }
 
 // Else the prompt takes ASCII alone. Numbers stay as they are.
@@ -68,11 +80,16 @@ void useUtf8() {
 
 }  // namespace
 
-std::optional<std::string> promptLine(const std::function<void()>& idle) {
+std::optional<std::string> promptLine(Interrupt& interrupt, const std::function<void()>& idle) {
   static std::once_flag once;
   std::call_once(once, useUtf8);
+  rl_catch_signals = 0;  // Ctrl-C is the interrupt's
   rl_attempted_completion_function = complete;
-  const std::unique_ptr<char, decltype(&std::free)> line(idle ? readWhile(idle) : readline(kPrompt), &std::free);
+  typed = false;
+  typedLine = nullptr;
+  rl_callback_handler_install(kPrompt, take);
+  if (!readKeys(interrupt, idle)) rl_callback_handler_remove();
+  const std::unique_ptr<char, decltype(&std::free)> line(typedLine, &std::free);
   if (!line) return std::nullopt;
   if (*line != '\0') add_history(line.get());
   return line.get();

@@ -22,8 +22,20 @@ using Words = std::vector<std::string_view>;
 constexpr double kBehind = 0.1;
 constexpr auto kBehindWait = std::chrono::milliseconds(100);
 
-constexpr double kLongestWait = 3600;  // seconds until the time is looked at again
-constexpr double kIdle = 0.02;         // seconds
+constexpr double kLongestWait = 0.1;  // seconds until the time, and whether to go on, is looked at again
+constexpr double kIdle = 0.02;        // seconds
+
+/// Sets a flag for as long as it lives.
+class UnderWay {
+ public:
+  explicit UnderWay(bool& flag) : flag_(flag) { flag_ = true; }
+  ~UnderWay() { flag_ = false; }
+  UnderWay(const UnderWay&) = delete;
+  UnderWay& operator=(const UnderWay&) = delete;
+
+ private:
+  bool& flag_;
+};
 
 template <typename Table>
 Words names(const Table& table) {
@@ -51,8 +63,14 @@ Words views() {
 }  // namespace
 
 Simulator::Simulator(const SimulatorOptions& options, Show show)
-    : print_(std::move(show)), log_(std::make_shared<SimulatorLog>(options.printLog)) {
+    : print_(std::move(show)),
+      interrupted_(options.interrupted),
+      log_(std::make_shared<SimulatorLog>(options.printLog)) {
   phone_.log = log_;
+  phone_.sim.dispatcher->setPace([this](double, double to) {
+    checkInterrupt();
+    return to;
+  });
   if (!options.collectorUrl.empty()) goLive(options);
 }
 
@@ -75,8 +93,13 @@ void Simulator::goLive(const SimulatorOptions& options) {
   phone_.sim.dispatcher->setPace([this](double from, double to) { return pass(from, to); });
 }
 
+void Simulator::checkInterrupt() const {
+  if (commanded_ && interrupted_ && interrupted_()) throw CommandError("interrupted");
+}
+
 // The pace of a real collector.
 double Simulator::pass(double from, double to) {
+  checkInterrupt();
   if (live_->open() > 0 && sinceStart() > from + kBehind) {
     // Time has to be made up for, but must not overtake the answers: they get as much of it as all else.
     to = std::min(to, from + kBehind);
@@ -115,6 +138,7 @@ void Simulator::run(std::string_view line) {
     const auto command =
         std::find_if(commands().begin(), commands().end(), [&](const Command& known) { return known.name == name; });
     if (command == commands().end()) throw CommandError("there is no such command; help tells which there are");
+    const UnderWay underWay(commanded_);
     (this->*command->run)(arguments);
   }
   if (!shown_ && !reports_.empty()) shown_ = std::exchange(reports_, {});
@@ -135,7 +159,8 @@ const std::vector<Simulator::Command>& Simulator::commands() {
       {"config", "{...}", "the application's service settings, the dictionary \"zulAuthorizationKey\"", &S::config,
        nullptr},
       {"info", "{...}", "other entries of the Info.plist; null removes one", &S::info, nullptr},
-      {"resource", "NAME \"TEXT\"", "a file of the application's bundle", &S::resource, nullptr},
+      {"resource", "NAME \"TEXT\"|{...}", "a file of the application's bundle, or a property list without its suffix",
+       &S::resource, nullptr},
       {"clock", "2024-01-31T10:00:00 [ZONE] | += 90s | -= 90s",
        "sets the wall clock and the time zone, or moves the clock without time passing", &S::clock, nullptr},
       {"network", "wifi|cellular|offline", "how the network is reached, and whether requests get through", &S::network,
@@ -143,7 +168,8 @@ const std::vector<Simulator::Command>& Simulator::commands() {
       {"collector", "ENDPOINT {...}",
        "queues an answer: its body, or \"raw\" text, \"status\", \"delay\", \"fail\"; the last one repeats",
        &S::collector, serviceNames},
-      {"ntp", "{...}", "the time servers; not built yet", &S::ntp, nullptr},
+      {"ntp", "{...} | [{...}, ...] | none", "the time servers that there are from now on; help ntp lists their values",
+       &S::ntp, nullptr},
       {"launch", "[{launch options}] [background] [callback]",
        "starts the application and initializes the library; callback tells when the deferred callback is called",
        &S::launch, nullptr},
@@ -154,11 +180,12 @@ const std::vector<Simulator::Command>& Simulator::commands() {
       {"advance", "6s", "lets time pass: ms, s, m, h or d", &S::advance, nullptr},
       {"restart", "", "ends the process; what is stored stays", &S::restart, nullptr},
       {"reinstall", "", "ends the process and empties the store", &S::reinstall, nullptr},
-      {"wipe", "", "ends the process and empties the store and the keychain",
-       &S::reinstall,  // there is no keychain yet
-       nullptr},
+      {"wipe", "", "ends the process and empties the store and the keychain", &S::wipe, nullptr},
       {"document", "NAME {...}", "replaces a stored document", &S::document, nullptr},
-      {"keychain", "NAME {...}", "replaces an item of the keychain; not built yet", &S::keychain, nullptr},
+      {"keychain", "NAME {...}|NAME null|lock|unlock",
+       "replaces or deletes an item of the keychain, whose \"account\" holds the library's identifiers; a locked one "
+       "answers nothing",
+       &S::keychain, nullptr},
       {"show", "documents|document NAME|keychain|payload|record|requests|log|clock|timers [PATH]",
        "looks inside; requests and log tell what is new since they were last shown; PATH, a JSON pointer, picks one "
        "value and leaves them new",
@@ -169,6 +196,9 @@ const std::vector<Simulator::Command>& Simulator::commands() {
        &S::expect, nullptr},
       {"fleet", "N SECONDS", "N devices with habits of their own, for that much virtual time", &S::fleet, nullptr},
       {"help", "[COMMAND]", "tells what there is", &S::help, commandNames},
+      {"quit", "", "ends the device; at the prompt Ctrl-D does, too, and Ctrl-C ends a command that takes its time",
+       &S::quit, nullptr},
+      {"exit", "", "the same", &S::quit, nullptr},
   };
   return all;
 }

@@ -22,6 +22,8 @@ struct SimulatorOptions {
   std::string collectorUrl{};  ///< of a real collector, which is asked in real time; empty: a simulated one
   std::string caFile{};        ///< the authority that its certificate is trusted by; empty: the system's
   bool printLog = true;
+  /// Asked while a command takes its time: true ends it. Null: nothing does.
+  std::function<bool()> interrupted{};
 };
 
 /// Runs commands on a simulated device, one line each. One thread.
@@ -33,8 +35,11 @@ class Simulator {
   Simulator(const SimulatorOptions& options, Show show);
   ~Simulator();
 
-  /// Runs one line. Throws CommandError when that cannot be done; the device then is as it was.
+  /// Runs one line. Throws CommandError when that cannot be done; the device then is as it was, or, where the command
+  /// was interrupted, as it is at that moment.
   void run(std::string_view line);
+  /// Whether a command has ended the device: there is no more to run.
+  bool ended() const { return ended_; }
   /// Shows what is left to be told.
   void finish();
 
@@ -70,17 +75,20 @@ class Simulator {
   void advance(Arguments& arguments);
   void restart(Arguments& arguments);
   void reinstall(Arguments& arguments);
+  void wipe(Arguments& arguments);
   void document(Arguments& arguments);
   void keychain(Arguments& arguments);
   void show(Arguments& arguments);
   void expect(Arguments& arguments);
   void fleet(Arguments& arguments);
   void help(Arguments& arguments);
+  void quit(Arguments& arguments);
 
   boost::json::value view(const std::string& what);
   boost::json::value documentView(const std::string& name);
   void goLive(const SimulatorOptions& options);
   double pass(double from, double to);
+  void checkInterrupt() const;
   void catchUp();
   double sinceStart() const;
   void setInfo(const boost::json::object& entries);
@@ -88,6 +96,9 @@ class Simulator {
   Runtime& running();
 
   Show print_;
+  const std::function<bool()> interrupted_;
+  bool commanded_ = false;  // a command is under way
+  bool ended_ = false;
   std::shared_ptr<SimulatorLog> log_;
   std::shared_ptr<LiveClient> live_;  // null: virtual time
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();

@@ -4,8 +4,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <utility>
 
+#include "Arguments.h"
 #include "Contract.h"
+#include "Json.h"
 #include "SimulatedPlatform.h"
 
 namespace zul::simulator {
@@ -20,7 +24,44 @@ std::string target(std::string_view url, std::string_view baseUrl) {
   return std::string(url.substr(std::min(path, url.size())));
 }
 
+// The attributes of a keychain item, as they are called here.
+using platform::Keychain;
+constexpr std::pair<std::string_view, std::string_view> kAttributes[] = {
+    {"account", Keychain::kSecAttrAccount},
+    {"label", Keychain::kSecAttrLabel},
+    {"description", Keychain::kSecAttrDescription},
+    {"value", Keychain::kSecValueData},
+};
+
 }  // namespace
+
+boost::json::object keychainView(const platform::SimulatedKeychain& keychain) {
+  boost::json::object view;
+  for (const auto& [identifier, item] : keychain.items()) {
+    boost::json::object attributes;
+    for (const auto& [name, attribute] : kAttributes) {
+      const auto found = item.find(attribute);
+      attributes[name] = found == item.end() ? "" : found->second;
+    }
+    view[identifier] = std::move(attributes);
+  }
+  return view;
+}
+
+Keychain::Dictionary readKeychainItem(const boost::json::object& item) {
+  Keychain::Dictionary read;
+  for (const auto& [name, attribute] : kAttributes) read.emplace(attribute, "");
+  for (const auto& [key, value] : item) {
+    const std::string_view wanted = key;
+    const auto* const known = std::find_if(std::begin(kAttributes), std::end(kAttributes),
+                                           [&](const auto& one) { return one.first == wanted; });
+    if (known == std::end(kAttributes) || !value.is_string()) {
+      throw CommandError("an item has the texts account, label, description and value");
+    }
+    read[std::string(known->second)] = std::string(value.get_string());
+  }
+  return read;
+}
 
 boost::json::object requestView(const platform::HttpRequest& request, std::string_view baseUrl) {
   collector::HttpRequest arrived;
@@ -37,7 +78,7 @@ boost::json::object requestView(const platform::HttpRequest& request, std::strin
                            {"url", request.url},
                            {"endpoint", name(verdict.endpoint)},
                            {"headers", std::move(headers)},
-                           {"body", std::move(verdict.body)}};
+                           {"body", json::parse(verdict.body, json::kMaxPayloadDepth + 8).value_or(nullptr)}};
   if (!verdict.problem.empty()) view["problem"] = verdict.problem;
   return view;
 }
@@ -56,9 +97,9 @@ boost::json::array timersView(const platform::SimulatedDispatcher& dispatcher) {
   boost::json::array timers;
   for (const auto& waiting : dispatcher.waiting()) {
     // Rounded, since a sum of seconds in doubles is seldom exact.
-    const double left = std::max(waiting.due - dispatcher.now(), 0.0);
-    boost::json::object timer{{"in", std::round(left * 1000) / 1000}, {"queue", waiting.queue}};
-    if (waiting.every > 0) timer["every"] = waiting.every;
+    const auto rounded = [](double seconds) { return std::round(seconds * 1000) / 1000; };
+    boost::json::object timer{{"in", rounded(std::max(waiting.due - dispatcher.now(), 0.0))}, {"queue", waiting.queue}};
+    if (waiting.every > 0) timer["every"] = rounded(waiting.every);
     if (waiting.sleeping) timer["sleeping"] = true;
     timers.push_back(std::move(timer));
   }

@@ -8,11 +8,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
 #include "CommandLine.h"
+#include "Interrupt.h"
 #include "Json.h"
 #include "LineReader.h"
 #include "Prompt.h"
@@ -60,24 +62,47 @@ bool runScript(simulator::Simulator& simulator, int file, bool transcript) {
       std::fflush(stdout);
     }
     if (!run(simulator, *line, number)) return false;
+    if (simulator.ended()) break;
   }
   return true;
 }
 
-bool runPrompt(simulator::Simulator& simulator) {
+void runPrompt(simulator::Simulator& simulator, simulator::Interrupt& interrupt) {
   const auto idle = simulator.idle();
-  for (int number = 1; const auto line = simulator::promptLine(idle); ++number) run(simulator, *line, number);
-  fmt::print(stderr, "\n");
-  return true;
+  for (int number = 1; !simulator.ended(); ++number) {
+    const auto line = simulator::promptLine(interrupt, idle);
+    if (!line) {
+      fmt::print(stderr, "\n");
+      return;
+    }
+    interrupt.clear();  // what was pressed before the command is not meant for it
+    run(simulator, *line, number);
+    interrupt.clear();
+  }
 }
 
-bool runInput(simulator::Simulator& simulator, const std::string& scriptFile, bool transcript) {
+// False when a script has failed.
+bool runInput(const simulator::CommandLine& line) {
   int input = STDIN_FILENO;
-  if (!scriptFile.empty()) {
-    input = open(scriptFile.c_str(), O_RDONLY | O_CLOEXEC);
-    if (input < 0) throw std::system_error(errno, std::generic_category(), "cannot read " + scriptFile);
+  if (!line.scriptFile.empty()) {
+    input = open(line.scriptFile.c_str(), O_RDONLY | O_CLOEXEC);
+    if (input < 0) throw std::system_error(errno, std::generic_category(), "cannot read " + line.scriptFile);
   }
-  const bool done = isatty(input) != 0 ? runPrompt(simulator) : runScript(simulator, input, transcript);
+  // At a prompt Ctrl-C ends a command, in a script all of it.
+  std::optional<simulator::Interrupt> interrupt;
+  auto options = line.options;
+  if (isatty(input) != 0) {
+    interrupt.emplace();
+    options.interrupted = [&] { return interrupt->pressed(); };
+  }
+  const bool indent = line.transcript || isatty(STDOUT_FILENO) != 0;
+  simulator::Simulator simulator(options, [indent](const auto& value) { print(value, indent); });
+  bool done = true;
+  if (interrupt) {
+    runPrompt(simulator, *interrupt);
+  } else {
+    done = runScript(simulator, input, line.transcript);
+  }
   if (done) simulator.finish();
   return done;
 }
@@ -88,9 +113,7 @@ int main(int argc, char** argv) {
   try {
     const auto line = simulator::readCommandLine(argc, argv);
     if (line.exitStatus) return *line.exitStatus;
-    const bool indent = line.transcript || isatty(STDOUT_FILENO) != 0;
-    simulator::Simulator simulator(line.options, [indent](const auto& value) { print(value, indent); });
-    const bool done = runInput(simulator, line.scriptFile, line.transcript);
+    const bool done = runInput(line);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) throw std::runtime_error("cannot write the output");
     return done ? 0 : 1;
   } catch (const std::exception& error) {

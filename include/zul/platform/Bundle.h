@@ -27,6 +27,12 @@ class Bundle {
 
   /// Why the Info.plist could not be read; empty when it was read or does not exist.
   virtual std::string lastError() const { return {}; }
+
+  /// What the Info.plist is, or would be, for the log.
+  virtual std::string infoName() const { return "the Info.plist"; }
+
+  /// What the host should know of how its application is identified, for the log; empty: nothing.
+  virtual std::string remark() const { return {}; }
 };
 
 }  // namespace zul::platform

@@ -197,6 +197,15 @@ void AsioCore::cancel(const std::shared_ptr<Repeating>& repeating) {
   if (repeating->timer) repeating->timer->cancel();
 }
 
+void AsioCore::admit(const std::shared_ptr<Guest>& guest, const std::function<void(Context&)>& enter) {
+  const MutexLock lock(mutex_);
+  if (stopped_) return;
+  ensureThread(Queue::main);
+  std::erase_if(guests_, [](const auto& known) { return known.expired(); });
+  guests_.push_back(guest);
+  enter(*main_);
+}
+
 // ---- blocked workers
 
 /// Called whenever something may have begun to wait.
@@ -346,7 +355,7 @@ void AsioCore::release(Duration patience) noexcept {
   remains = abandon();
 }
 
-/// Called once no thread is left to run anything. The timers go here, before their contexts.
+/// Called once no thread is left to run anything. The timers and guests go here, before their contexts.
 AsioCore::Remains AsioCore::abandon() noexcept {
   Remains remains;
   for (const auto& known : serials_) {
@@ -357,6 +366,9 @@ AsioCore::Remains AsioCore::abandon() noexcept {
     if (auto repeating = known.lock()) remains.repeatings.push_back(std::move(repeating));
   }
   for (const auto& repeating : remains.repeatings) repeating->timer.reset();
+  for (const auto& known : guests_) {
+    if (const auto guest = known.lock()) guest->leave();
+  }
   watch_.reset();
   mainGuard_.reset();
   globalGuard_.reset();

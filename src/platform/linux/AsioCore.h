@@ -46,6 +46,15 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
     bool scheduled = false;
   };
 
+  /// Something else that waits in the main queue's context, as a socket does. Its handlers run on that thread and must
+  /// only hand on.
+  class Guest {
+   public:
+    virtual ~Guest() = default;
+    /// The context goes. Called with the core's lock held.
+    virtual void leave() noexcept = 0;
+  };
+
   explicit AsioCore(std::function<void(Task)> hostLoop);
 
   void post(Queue queue, Task task);
@@ -54,6 +63,9 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   std::shared_ptr<Repeating> repeat(Duration period, Task task);
   void cancel(const std::shared_ptr<Repeating>& repeating);
   std::shared_ptr<Serial> makeSerial();
+  /// Calls `enter`, under the core's lock, with the context that the guest may use until it is told to leave. Does
+  /// nothing once stopped.
+  void admit(const std::shared_ptr<Guest>& guest, const std::function<void(boost::asio::io_context&)>& enter);
   void sleep(Duration duration);
 
   /// Why there was no thread to be had, the first time that this happened; empty when it has been given. To be asked
@@ -122,6 +134,7 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   std::atomic<bool> hasTrouble_ = false;  // trouble_ waits to be taken
   std::vector<std::weak_ptr<Serial>> serials_ ZUL_GUARDED_BY(mutex_);
   std::vector<std::weak_ptr<Repeating>> repeatings_ ZUL_GUARDED_BY(mutex_);
+  std::vector<std::weak_ptr<Guest>> guests_ ZUL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zul::platform

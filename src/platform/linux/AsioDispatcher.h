@@ -40,6 +40,9 @@ class AsioDispatcher final : public Dispatcher {
   void sleep(double seconds) override;
   void stop() noexcept override;
 
+  /// For what else waits on the main queue's thread.
+  const std::shared_ptr<class AsioCore>& core() const { return core_; }
+
  private:
   void tell() const;
 

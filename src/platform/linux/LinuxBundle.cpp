@@ -1,5 +1,7 @@
 #include "LinuxBundle.h"
 
+#include <unistd.h>
+
 #include <boost/json/object.hpp>
 #include <utility>
 
@@ -51,6 +53,11 @@ std::string LinuxBundle::lastError() const {
   return info().error;
 }
 
+std::string LinuxBundle::infoName() const {
+  if (!given_.empty()) return "LinuxOptions::info";
+  return path("Info.plist") + (info().missing ? " (there is no such file)" : "");
+}
+
 std::string LinuxBundle::path(const std::string& name) const {
   if (!folder_.empty()) return folder_ + "/" + name;
   const std::string executable = executablePath();
@@ -58,7 +65,14 @@ std::string LinuxBundle::path(const std::string& name) const {
 }
 
 const LinuxBundle::Info& LinuxBundle::info() const {
-  std::call_once(once_, [this] { info_.dictionary = readPropertyList(path("Info.plist"), info_.error); });
+  std::call_once(once_, [this] {
+    if (!given_.empty()) {
+      info_.dictionary = given_;
+      return;
+    }
+    info_.dictionary = readPropertyList(path("Info.plist"), info_.error);
+    info_.missing = info_.error.empty() && access(path("Info.plist").c_str(), F_OK) != 0;
+  });
   return info_;
 }
 

@@ -7,13 +7,16 @@
 
 namespace zul::platform {
 
-/// A folder with an Info.plist and resources. The Info.plist is read once, at the first call that needs it. Any
-/// thread may call it.
+/// A folder with an Info.plist and resources. The Info.plist is given, or read once, at the first call that needs it.
+/// Any thread may call it.
 class LinuxBundle final : public Bundle {
  public:
-  /// An empty `folder` is that of the executable.
-  LinuxBundle(std::string folder, std::string applicationId)
-      : folder_(std::move(folder)), applicationId_(std::move(applicationId)) {}
+  /// An empty `folder` is that of the executable, an empty `given` has the file read.
+  LinuxBundle(std::string folder, std::string applicationId, Dictionary given = {}, std::string remark = "")
+      : folder_(std::move(folder)),
+        applicationId_(std::move(applicationId)),
+        given_(std::move(given)),
+        remark_(std::move(remark)) {}
 
   Dictionary infoDictionary() override;
   std::string bundleIdentifier() override;
@@ -24,11 +27,14 @@ class LinuxBundle final : public Bundle {
   Dictionary propertyList(const std::string& name, std::string* error) override;
 
   std::string lastError() const override;
+  std::string infoName() const override;
+  std::string remark() const override { return remark_; }
 
  private:
   struct Info {
     Dictionary dictionary;
     std::string error;
+    bool missing = false;
   };
 
   std::string path(const std::string& name) const;
@@ -36,6 +42,8 @@ class LinuxBundle final : public Bundle {
 
   const std::string folder_;
   const std::string applicationId_;
+  const Dictionary given_;
+  const std::string remark_;
   mutable std::once_flag once_;
   mutable Info info_;
 };

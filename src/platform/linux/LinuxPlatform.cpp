@@ -4,12 +4,16 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "AsioDispatcher.h"
+#include "AsioHostResolver.h"
+#include "AsioUdpSockets.h"
 #include "CurlHttpClient.h"
 #include "LinuxBundle.h"
 #include "LinuxClock.h"
@@ -24,6 +28,8 @@
 #include "SystemBus.h"
 #include "zul/Platform.h"
 #include "zul/platform/LifeCycle.h"
+#include "zul/platform/LogSink.h"
+#include "zul/platform/NotificationCenter.h"
 
 namespace zul {
 
@@ -33,6 +39,21 @@ std::string executableName() {
   const std::string path = platform::executablePath();
   return path.substr(path.rfind('/') + 1);
 }
+
+/// Hands the lines to a host's function.
+class FunctionSink final : public platform::LogSink {
+ public:
+  explicit FunctionSink(std::function<void(std::string_view)> function) : function_(std::move(function)) {}
+  void write(std::string_view line) noexcept override {
+    try {
+      function_(line);
+    } catch (...) {  // the host's own affair, and there is no log to tell it in
+    }
+  }
+
+ private:
+  const std::function<void(std::string_view)> function_;
+};
 
 /// `name` as the name of one folder: nothing in it leads elsewhere or hides it.
 std::string folderName(std::string name) {
@@ -81,7 +102,8 @@ Platform linuxPlatform(const std::string& applicationId) {
 
 Platform linuxPlatform(const LinuxOptions& given) {
   LinuxOptions options = given;
-  if (options.applicationId.empty()) options.applicationId = executableName();
+  const bool nameless = options.applicationId.empty();
+  if (nameless) options.applicationId = executableName();
   const std::string& applicationId = options.applicationId;
   const std::string folder = folderName(applicationId);
   std::string data = options.dataFolder;
@@ -91,16 +113,30 @@ Platform linuxPlatform(const LinuxOptions& given) {
     config = userFolder("XDG_CONFIG_HOME", "/.config") + "/" + folder;
   }
 
+  std::string remark;
+  if (nameless) {
+    remark = "No application id was given: the executable's name, " + applicationId +
+             ", is the application's identity. Its store is in " + data;
+  }
+
   Platform pieces;
+  pieces.logLevel = options.logLevel;
+  pieces.waitInBackground = options.waitInBackground;
+  pieces.deferredCallbackOnMain = options.deferredCallbackOnMain;
   pieces.clock = std::make_shared<platform::LinuxClock>();
-  pieces.log = std::make_shared<platform::StderrSink>();
-  pieces.dispatcher = std::make_shared<platform::AsioDispatcher>(
-      options.mainLoop, [log = Log(pieces.clock, pieces.log)](const std::string& why) {
+  if (options.logTarget) {
+    pieces.log = std::make_shared<FunctionSink>(options.logTarget);
+  } else {
+    pieces.log = std::make_shared<platform::StderrSink>();
+  }
+  const auto dispatcher = std::make_shared<platform::AsioDispatcher>(
+      options.mainLoop, [log = Log(pieces.clock, pieces.log, options.logLevel)](const std::string& why) {
         log.error("no thread to be had, the work waits: " + why, ZUL_HERE);
       });
+  pieces.dispatcher = dispatcher;
   pieces.store = std::make_shared<platform::SqliteStore>(data);
   pieces.http = std::make_shared<platform::CurlHttpClient>();
-  pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId);
+  pieces.bundle = std::make_shared<platform::LinuxBundle>(options.bundleFolder, applicationId, options.info, remark);
   const auto bus = std::make_shared<platform::SystemBus>();
   pieces.reachability = std::make_shared<platform::NetlinkReachability>(bus);
   pieces.device = std::make_shared<platform::LinuxDevice>(options, bus);
@@ -108,6 +144,9 @@ Platform linuxPlatform(const LinuxOptions& given) {
   pieces.keychain = std::make_shared<platform::SqliteKeychain>(options.keychainFile.empty() ? keychainFile(data)
                                                                                             : options.keychainFile);
   pieces.lifeCycle = std::make_shared<platform::HostLifeCycle>();
+  pieces.notifications = std::make_shared<platform::LocalNotificationCenter>();
+  pieces.resolver = std::make_shared<platform::AsioHostResolver>();
+  pieces.udp = std::make_shared<platform::AsioUdpSockets>(dispatcher);
   return pieces;
 }
 

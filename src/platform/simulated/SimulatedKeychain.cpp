@@ -25,7 +25,7 @@ std::map<SimulatedKeychain::Key, Keychain::Dictionary>::iterator SimulatedKeycha
 }
 
 Keychain::Found SimulatedKeychain::SecItemCopyMatching(const Dictionary& query) {
-  if (locked_) return {Status::failed, {}};
+  if (fails()) return {Status::failed, {}};
   const auto item = find(query);
   if (item == items_.end()) return {Status::notFound, {}};
   Found found{Status::ok, {}};
@@ -37,7 +37,7 @@ Keychain::Found SimulatedKeychain::SecItemCopyMatching(const Dictionary& query) 
 }
 
 Keychain::Status SimulatedKeychain::SecItemAdd(const Dictionary& attributes) {
-  if (locked_) return Status::failed;
+  if (fails()) return Status::failed;
   const Key key{value(attributes, kSecAttrGeneric), value(attributes, kSecAttrAccessGroup)};
   if (!items_.emplace(key, attributes).second) return Status::duplicate;
   ++writes_;
@@ -45,7 +45,7 @@ Keychain::Status SimulatedKeychain::SecItemAdd(const Dictionary& attributes) {
 }
 
 Keychain::Status SimulatedKeychain::SecItemUpdate(const Dictionary& query, const Dictionary& attributes) {
-  if (locked_) return Status::failed;
+  if (fails()) return Status::failed;
   const auto item = find(query);
   if (item == items_.end()) return Status::notFound;
   for (const auto& [attribute, text] : attributes) item->second[attribute] = text;
@@ -54,7 +54,7 @@ Keychain::Status SimulatedKeychain::SecItemUpdate(const Dictionary& query, const
 }
 
 Keychain::Status SimulatedKeychain::SecItemDelete(const Dictionary& query) {
-  if (locked_) return Status::failed;
+  if (fails()) return Status::failed;
   const auto item = find(query);
   if (item == items_.end()) return Status::notFound;
   items_.erase(item);
@@ -70,10 +70,9 @@ std::map<std::string, Keychain::Dictionary> SimulatedKeychain::items() const {
   return found;
 }
 
-void SimulatedKeychain::put(const std::string& identifier, const std::string& account) {
-  auto& item = items_[{identifier, ""}];
-  item[std::string(kSecAttrGeneric)] = identifier;
-  item[std::string(kSecAttrAccount)] = account;
+void SimulatedKeychain::put(const std::string& identifier, Dictionary attributes) {
+  attributes.insert_or_assign(std::string(kSecAttrGeneric), identifier);
+  items_.insert_or_assign({identifier, ""}, std::move(attributes));
 }
 
 }  // namespace zul::platform

@@ -20,10 +20,14 @@ class SimulatedKeychain final : public Keychain {
   /// From now on every call fails, or works again.
   void setLocked(bool locked) { locked_ = locked; }
 
+  /// The nth call from now fails, and the others work.
+  void failCall(int n) { failingIn_ = n; }
+
   /// The items by identifier, those without an access group.
   std::map<std::string, Dictionary> items() const;
-  /// Writes an item's account, as an earlier installation would have.
-  void put(const std::string& identifier, const std::string& account);
+  /// Replaces an item, as an earlier installation would have left it.
+  void put(const std::string& identifier, Dictionary attributes);
+  void remove(const std::string& identifier) { items_.erase({identifier, ""}); }
   void clear() { items_.clear(); }
 
   int writes() const { return writes_; }
@@ -33,7 +37,10 @@ class SimulatedKeychain final : public Keychain {
   std::map<Key, Dictionary>::iterator find(const Dictionary& query);
 
   std::map<Key, Dictionary> items_;
+  bool fails() { return --failingIn_ == 0 || locked_; }
+
   bool locked_ = false;
+  int failingIn_ = 0;
   int writes_ = 0;
 };
 

@@ -11,6 +11,7 @@ std::optional<std::string> SimulatedBundle::resource(const std::string& name) {
 }
 
 Dictionary SimulatedBundle::propertyList(const std::string& name, std::string* error) {
+  ++listsRead;
   if (error != nullptr) error->clear();
   const auto found = propertyLists.find(name);
   return found == propertyLists.end() ? Dictionary() : found->second;
@@ -38,7 +39,9 @@ SimulatedPlatform::SimulatedPlatform()
       userDefaults(std::make_shared<SimulatedUserDefaults>()),
       keychain(std::make_shared<SimulatedKeychain>()),
       log(std::make_shared<MemoryLog>()),
-      lifeCycle(std::make_shared<HostLifeCycle>()) {}
+      lifeCycle(std::make_shared<HostLifeCycle>()),
+      notifications(std::make_shared<LocalNotificationCenter>()),
+      network(std::make_shared<SimulatedNetwork>(dispatcher)) {}
 
 Platform SimulatedPlatform::platform() const {
   Platform platform = {.clock = clock,
@@ -52,9 +55,13 @@ Platform SimulatedPlatform::platform() const {
                        .keychain = keychain,
                        .log = log,
                        .lifeCycle = lifeCycle,
+                       .notifications = notifications,
+                       .resolver = network,
+                       .udp = network,
                        .deployment = {}};
   platform.deployment.collectorBaseUrl = "https://collector.test";
   platform.deployment.appStoreLookupHost = "lookup.test";
+  platform.deployment.ntpHosts.clear();
   return platform;
 }
 

@@ -9,6 +9,7 @@
 #include "SimulatedDispatcher.h"
 #include "SimulatedHttp.h"
 #include "SimulatedKeychain.h"
+#include "SimulatedNetwork.h"
 #include "SimulatedStore.h"
 #include "zul/Dictionary.h"
 #include "zul/Platform.h"
@@ -16,6 +17,7 @@
 #include "zul/platform/Device.h"
 #include "zul/platform/LifeCycle.h"
 #include "zul/platform/LogSink.h"
+#include "zul/platform/NotificationCenter.h"
 #include "zul/platform/Reachability.h"
 #include "zul/platform/UserDefaults.h"
 
@@ -27,10 +29,13 @@ class SimulatedBundle final : public Bundle {
   std::string bundleIdentifier() override { return info.string("CFBundleIdentifier").value_or("com.example.app"); }
   std::optional<std::string> resource(const std::string& name) override;
   Dictionary propertyList(const std::string& name, std::string* error) override;
+  std::string remark() const override { return hint; }
 
   Dictionary info;
+  std::string hint;  ///< on how the application is identified
   std::map<std::string, std::string> resources;
   std::map<std::string, Dictionary> propertyLists;
+  int listsRead = 0;
 };
 
 class SimulatedDevice final : public Device {
@@ -44,12 +49,15 @@ class SimulatedDevice final : public Device {
   }
   PlaceValues place() override {
     ++placeReads;
-    return values;
+    auto read = values;
+    if (const auto meanwhile = onPlaceRead) meanwhile();
+    return read;
   }
   AdvertisingValues advertising() override { return values; }
 
   Values values;
   std::function<void()> onSystemRead;
+  std::function<void()> onPlaceRead;
   int placeReads = 0;  ///< how often anything was read that takes consent
 };
 
@@ -96,8 +104,10 @@ struct SimulatedPlatform {
   std::shared_ptr<SimulatedKeychain> keychain;
   std::shared_ptr<MemoryLog> log;
   std::shared_ptr<HostLifeCycle> lifeCycle;
+  std::shared_ptr<LocalNotificationCenter> notifications;
+  std::shared_ptr<SimulatedNetwork> network;
 
-  /// What a library takes.
+  /// What a library takes. It asks no time servers unless the deployment is given some.
   Platform platform() const;
 };
 

@@ -9,6 +9,7 @@
 int main() {
   auto platform = zul::linuxPlatform("com.example.consumer");
   platform.deployment.collectorBaseUrl = "http://127.0.0.1:9";  // one's own collector
+  platform.deployment.appStoreLookupHost = "127.0.0.1:9";
   platform.deployment.ntpHosts.clear();
   if (!zul::ZULSession::setPlatform(std::move(platform))) return 1;
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <utility>
 
 #include "NtpPacket.h"
@@ -88,12 +89,18 @@ void NHNetAssociation::start() {
     first = drawInterval();
     fields_.pollingIntervalIndex = kIndexOnceStarted;
   }
-  Polling fresh{.socket = services_.udp->open([weak = weak_from_this(), run](auto datagram, const std::string&) {
-                  if (const auto self = weak.lock()) self->received(run, datagram);
-                }),
-                .timer = timer(first, run)};
-  const MutexLock lock(mutex_);
-  if (run == run_) std::swap(current_, fresh);
+  try {
+    Polling fresh{.socket = services_.udp->open([weak = weak_from_this(), run](auto datagram, const std::string&) {
+                    if (const auto self = weak.lock()) self->received(run, datagram);
+                  }),
+                  .timer = timer(first, run)};
+    const MutexLock lock(mutex_);
+    if (run == run_) std::swap(current_, fresh);
+  } catch (...) {  // the next event of the application's life cycle makes another attempt
+    const MutexLock lock(mutex_);
+    if (run == run_) polling_ = false;
+    throw;
+  }
 }
 
 NHNetAssociation::Polling NHNetAssociation::stop() {
@@ -151,10 +158,16 @@ void NHNetAssociation::sendTimeQuery(std::uint64_t run) {
 // ---- answers
 
 void NHNetAssociation::received(std::uint64_t run, std::span<const std::byte> datagram) {
+  const auto answer = ntp::readAnswer(datagram);
+  {
+    // Looked at here already: what anybody can send must not fill the queue.
+    const MutexLock lock(mutex_);
+    if (run != run_ || answer.originate != fields_.originate) return;
+  }
   if (undecoded_ >= kMostUndecoded) return;
   ++undecoded_;
   queue_.async(
-      [weak = weak_from_this(), run, answer = ntp::readAnswer(datagram)] {
+      [weak = weak_from_this(), run, answer] {
         const auto self = weak.lock();
         if (!self) return;
         --self->undecoded_;
@@ -224,7 +237,8 @@ NHNetAssociation::Fields NHNetAssociation::fields() const {
 }
 
 std::string NHNetAssociation::description() const {
-  const auto now = fields();
+  auto now = fields();
+  if (std::isnan(now.offset)) now.offset = std::numeric_limits<double>::quiet_NaN();  // without a sign
   return fmt::format("{} [{}] stratum={}; offset={:3.1f}±{:3.1f}mS", now.trusty ? "↑" : "↓", server_, now.stratum,
                      now.offset, now.dispersion);
 }

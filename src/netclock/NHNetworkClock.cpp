@@ -102,6 +102,8 @@ void NHNetworkClock::createAssociations(const std::weak_ptr<NHNetworkClock>& wea
       found = resolver->resolve(name);
     } catch (const std::exception& error) {
       found.error = error.what();
+    } catch (...) {
+      found.error = "unknown";
     }
     if (found.addresses.empty()) servers.problems += (servers.problems.empty() ? "" : ", ") + name + ": " + found.error;
     for (auto& address : found.addresses) {
@@ -168,7 +170,7 @@ void NHNetworkClock::netAssociationDidFinishGetTime(NHNetAssociation& associatio
     const MutexLock lock(mutex_);
     if (!isKnown(association)) return;
   }
-  platform_.userDefaults->setNumber(kTimeOffsetKey, fields.offset);
+  log_.guard([&] { platform_.userDefaults->setNumber(kTimeOffsetKey, fields.offset); }, ZUL_HERE);
   if (synchronized_) return;
   log_.guard(
       [&] { platform_.notifications->post(platform::NotificationCenter::kNHNetworkTimeSyncCompleteNotification); },
@@ -239,7 +241,7 @@ void NHNetworkClock::applicationDid(platform::LifeCycle::Event event) {
     if (event == Event::significantTimeChange) {
       association->significantTimeChange();
     } else {
-      association->followApplication();
+      log_.guard([&] { association->followApplication(); }, ZUL_HERE);
     }
   }
   if (event == Event::significantTimeChange && heeds && isAutoSynchronizedWhenUserChangeLocalTime_) synchronize();

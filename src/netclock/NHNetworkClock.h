@@ -91,8 +91,8 @@ class NHNetworkClock : public std::enable_shared_from_this<NHNetworkClock> {
 
   mutable Mutex mutex_;
   Associations timeAssociations_ ZUL_GUARDED_BY(mutex_);
-  std::uint64_t round_ ZUL_GUARDED_BY(mutex_) = 0;  // each reset begins another
-  bool heedsTimeChanges_ ZUL_GUARDED_BY(mutex_) = true;
+  std::uint64_t round_ ZUL_GUARDED_BY(mutex_) = 0;        // each reset begins another
+  bool heedsTimeChanges_ ZUL_GUARDED_BY(mutex_) = false;  // from the first start on, until the associations are ended
 
   std::shared_ptr<void> lifeCycle_;  // observed as long as this lives; last, so that it ends first
 };

@@ -87,7 +87,7 @@ TEST_F(TimeServersTest, SeveralServersAtOnceAndSomeOfThemOdd) {
   })) << log->text();
   ASSERT_TRUE(eventually([&] { return clock().isSynchronized(); }));
   EXPECT_EQ(clock().timeAssociations().size(), 6U);
-  EXPECT_NEAR(clock().networkOffset(), -120, 0.01);
+  EXPECT_NEAR(clock().networkOffset(), -120, 0.1);
 }
 
 // Threads that start and reset the clock at once while answers come in; and it ends amid all that.

@@ -49,7 +49,9 @@ std::vector<TimeServer::Bytes> TimeServer::answer(std::span<const std::byte> que
 
   Bytes bytes(packet.begin(), packet.end());
   bytes.resize(length);
-  return std::vector<Bytes>(static_cast<std::size_t>(answers), bytes);
+  std::vector<Bytes> sent(static_cast<std::size_t>(strays), Bytes(48, std::byte{'x'}));
+  sent.insert(sent.end(), static_cast<std::size_t>(answers), bytes);
+  return sent;
 }
 
 }  // namespace zul::test

@@ -21,6 +21,7 @@ struct TimeServer {
   double processing = 0;           ///< seconds between question and answer that it owns up to
   std::size_t length = 48;         ///< bytes of the answer
   int answers = 1;                 ///< how many times it answers
+  int strays = 0;                  ///< how many datagrams of nobody's come before its answer
   bool answersOlderQuery = false;  ///< its answers are to the question before
 
   /// The answers to a client's question that comes at `time`, seconds since 1970; none to anything else.

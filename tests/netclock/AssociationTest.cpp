@@ -88,6 +88,7 @@ TEST_F(AssociationTest, WhateverTheNetworkDoesTheOffsetIsWithinItsBound) {
       {"short datagrams", {}, server([](auto& s) { s.length = 31; }), false, false, 0},
       {"empty ones", {}, server([](auto& s) { s.length = 0; }), false, false, 0},
       {"long ones", {}, server([](auto& s) { s.length = 1500; }), true, true, kExact},
+      {"answers among strays", {}, server([](auto& s) { s.strays = 100; }), true, true, kExact},
       {"floods", {}, server([](auto& s) { s.answers = 500; }), true, true, kExact},
   };
   for (const auto& c : cases) {

@@ -69,9 +69,9 @@ class ZUL_EXPORT ZULSession {
   /// - A process whose start-up found recorded early events sends those, from one second later until it ends, at each
   ///   event in the place of the event's own payload, every time anew and with the "sid" and "vtTz" of the visit that
   ///   the event belongs to. Pairs of "uuid" and "vtTz" stay right, sums over payloads do not.
-  /// - A process that has blocked them (setBlockingLogEventCallBeforeSdkInitComplete) sends nothing in that place. Of
-  /// it
-  ///   the collector sees the visit with which its start-up may begin, and neither its events nor its further visits.
+  /// - A process that has blocked them (setBlockingLogEventCallBeforeSdkInitComplete) sends nothing in that place.
+  ///   Of it the collector sees the visit with which its start-up may begin, and neither its events nor its further
+  ///   visits.
   static void sendTransaction() noexcept;
 
   static void setUser(const User& user) noexcept;
@@ -85,12 +85,19 @@ class ZUL_EXPORT ZULSession {
   static void setPushToken(const Text& token) noexcept;
   static void setInternalCampaign(const InternalCampaign& campaign) noexcept;
 
+  /// The user allowed tracking; `identifier` is the advertising identifier, "" or all zero for none. The first answer
+  /// of an installation compares it with the one seen last, also by an earlier installation: another one makes this a
+  /// new device. Every one stores the status 3 (see below) and releases a start-up that waits because of "ATTPopup".
   static void setIDFA(const std::string& identifier) noexcept;
+  /// The user declined. This releases such a start-up, too, and leaves the status to setATTAuthorizationStatus.
   static void denyATT() noexcept;
-  /// 0 not determined, 1 restricted, 2 denied, 3 authorized.
+  /// Stores the status of the tracking authorization: 0 not determined, 1 restricted, 2 denied, 3 authorized. Language,
+  /// country, time zone, screen, model and carrier are read and reported with 3 alone; otherwise payloads have "ANP" in
+  /// their places, from the next one on.
   static void setATTAuthorizationStatus(std::int64_t status) noexcept;
 
-  /// The session payload, built anew from the present state; empty until the service's "useMode" is known. Like
+  /// The session payload, built anew from the present state; empty until the service's "useMode" is known, and while
+  /// the stored state cannot be read. Like
   /// sendTransaction it may ask the app store on this thread, for up to 60 seconds.
   static Dictionary getSessionData() noexcept;
   /// True once the start-up has completed with an access token.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <optional>
 #include <utility>
 
 #include "ClockCombination.h"
@@ -49,6 +50,10 @@ void NHNetworkClock::synchronize() {
     heedsTimeChanges_ = true;
     round = ++round_;
   }
+  setUp(round);
+}
+
+void NHNetworkClock::setUp(std::uint64_t round) {
   queue_.async([weak = weak_from_this(), round] { createAssociations(weak, round); }, ZUL_HERE);
 }
 
@@ -96,7 +101,7 @@ void NHNetworkClock::createAssociations(const std::weak_ptr<NHNetworkClock>& wea
   }
   Servers servers;
   for (const auto& name : names) {
-    if (const auto self = weak.lock(); !self || !self->isCurrent(round)) return;
+    if (const auto self = weak.lock(); !self || !self->isCurrent(round) || self->waitsForForeground()) return;
     platform::HostResolver::Found found;
     try {
       found = resolver->resolve(name);
@@ -159,6 +164,13 @@ std::shared_ptr<NHNetAssociation> NHNetworkClock::begin(const std::string& addre
 bool NHNetworkClock::isCurrent(std::uint64_t round) const {
   const MutexLock lock(mutex_);
   return round == round_;
+}
+
+// Nothing is asked from the background; the set-up begins again when the application comes back.
+bool NHNetworkClock::waitsForForeground() {
+  const MutexLock lock(mutex_);
+  if (*inBackground_) setUpWaits_ = true;
+  return setUpWaits_;
 }
 
 // ---- answers
@@ -233,10 +245,13 @@ void NHNetworkClock::applicationDid(platform::LifeCycle::Event event) {
   using Event = platform::LifeCycle::Event;
   if (event != Event::significantTimeChange) *inBackground_ = event == Event::background;
   bool heeds = false;
+  std::optional<std::uint64_t> waiting;
   {
     const MutexLock lock(mutex_);
     heeds = heedsTimeChanges_;
+    if (event == Event::foreground && std::exchange(setUpWaits_, false)) waiting = round_;
   }
+  if (waiting) setUp(*waiting);
   for (const auto& association : timeAssociations()) {
     if (event == Event::significantTimeChange) {
       association->significantTimeChange();

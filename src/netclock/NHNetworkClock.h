@@ -69,6 +69,8 @@ class NHNetworkClock : public std::enable_shared_from_this<NHNetworkClock> {
   };
 
   void endAssociations(bool forget);
+  void setUp(std::uint64_t round);
+  bool waitsForForeground();
   static void createAssociations(const std::weak_ptr<NHNetworkClock>& weak, std::uint64_t round);
   std::vector<std::string> serverNames() const;
   void begin(std::uint64_t round, const Servers& servers);
@@ -91,7 +93,8 @@ class NHNetworkClock : public std::enable_shared_from_this<NHNetworkClock> {
 
   mutable Mutex mutex_;
   Associations timeAssociations_ ZUL_GUARDED_BY(mutex_);
-  std::uint64_t round_ ZUL_GUARDED_BY(mutex_) = 0;        // each reset begins another
+  std::uint64_t round_ ZUL_GUARDED_BY(mutex_) = 0;  // each reset begins another
+  bool setUpWaits_ ZUL_GUARDED_BY(mutex_) = false;
   bool heedsTimeChanges_ ZUL_GUARDED_BY(mutex_) = false;  // from the first start on, until the associations are ended
 
   std::shared_ptr<void> lifeCycle_;  // observed as long as this lives; last, so that it ends first

@@ -209,6 +209,15 @@ TEST_F(NetworkClockTest, AStartInTheBackgroundWaitsForTheForeground) {
   notify(Event::foreground);
   advance(3);
   EXPECT_TRUE(clock().isSynchronized());
+
+  // Names are not looked up from there either.
+  notify(Event::background);
+  clock().synchronize();
+  advance(100);
+  EXPECT_THAT(servers(), ElementsAre());
+  notify(Event::foreground);
+  advance(3);
+  EXPECT_TRUE(clock().isSynchronized());
 }
 
 // Twelve servers: four honest, four whose clocks are the device's own and cannot be trusted, four that do not answer.

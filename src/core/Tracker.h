@@ -76,8 +76,8 @@ class Tracker {
 
   /// Tells the log what it was made with; to be called once, right after.
   void announce();
-  /// Tells the log which events still wait: the process exits, and they are lost.
-  void announceLoss() noexcept;
+  /// The process exits: tells the log of events that still wait, and are lost.
+  void announceLoss() noexcept { dropEventsThatWaited("the process ends before it has completed"); }
 
   // ---- start-up (TrackerStart.cpp)
 
@@ -181,6 +181,7 @@ class Tracker {
   void releaseEventsBeforeInit();
   bool waitsForStore(const Event& event);
   void sendEventsThatWaited();
+  void dropEventsThatWaited(const char* why) noexcept;
   void report(const Event& event);
   void takeToken(const std::optional<std::string>& token);
   void requestToken();

@@ -167,12 +167,12 @@ void Tracker::completeStart() {
         ZUL_HERE);
     earlyEvents_.setExceptionDataSend();
     log_.info("With them this process sends no further event of its own.", ZUL_HERE);
-    const MutexLock lock(mutex_);
-    eventsWaiting_.reset();
+    dropEventsThatWaited("early events are blocked");
   } else {
     releaseEventsBeforeInit();
   }
-  if (ZULinitYN_) sendEventsThatWaited();
+  if (!ZULinitYN_) dropEventsThatWaited("it has no access token");
+  sendEventsThatWaited();
 }
 
 bool Tracker::waitsForStore(const Event& event) {
@@ -191,16 +191,16 @@ void Tracker::sendEventsThatWaited() {
   for (const auto& event : *events) report(event);
 }
 
-void Tracker::announceLoss() noexcept {
-  std::size_t lost = 0;
+void Tracker::dropEventsThatWaited(const char* why) noexcept {
+  std::optional<std::vector<Event>> events;
   {
     const MutexLock lock(mutex_);
-    if (eventsWaiting_) lost = eventsWaiting_->size();
+    events.swap(eventsWaiting_);
   }
-  if (lost == 0) return;
+  if (!events || events->empty()) return;
   log_.guard(
       [&] {
-        log_.error(std::to_string(lost) + " events are lost: the local database could not be read until the end.",
+        log_.error(std::to_string(events->size()) + " events are lost that waited for the start-up: " + why + ".",
                    ZUL_HERE);
       },
       ZUL_HERE);
@@ -224,6 +224,7 @@ void Tracker::shortStart() {
   if (!installed) storeInstallTime(services_.util.currentTimeSec() * 1000);
   takeToken("offlineTokenValue");
   if (checkNewSession()) beginSessionIfExpired(2);
+  dropEventsThatWaited("\"useMode\" 3 reports nothing");
 }
 
 // ---- access token

@@ -66,9 +66,9 @@ bool LocalDB::load() {
   bool damaged = stored.status == Store::Status::corrupt;
   const auto last = stored.status == Store::Status::failed ? std::nullopt : readLastId(damaged);
   if (!last) {
-    tellOnce("The local database cannot be read", "nothing is decided or sent until it can be, and events wait");
     retryLater();
     unreadable_ = true;
+    tellOnce("The local database cannot be read", "nothing is decided or sent until it can be, and events wait");
     return false;
   }
   decltype(documents_) documents;
@@ -90,6 +90,7 @@ bool LocalDB::load() {
     documents_ = std::move(documents);
   }
   lastId_ = lastLeftId_ = *last;
+  if (!waiting_.empty()) retryLater();  // which runs them, whoever has read
   loaded_ = true;
   toldFailure_ = false;
   if (damaged) rewriteEverything();

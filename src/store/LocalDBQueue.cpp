@@ -110,8 +110,15 @@ bool LocalDB::loadQueue() {
   if (!isReadable()) return false;
   LeftOver leftOver;
   if (!readRows(lastLeftId_, leftOver)) return false;
+  const bool damaged = leftOver.damaged;
   join(std::move(leftOver));
   queueLoaded_ = true;
+  if (damaged) {
+    transaction([this] {
+      assertInTransaction();
+      rewriteEverything();
+    });
+  }
   return true;
 }
 
@@ -177,12 +184,6 @@ void LocalDB::join(LeftOver leftOver) {
       noteUnreadableQueue(std::move(text));
     }
   });
-  if (leftOver.damaged) {
-    transaction([this] {
-      assertInTransaction();
-      rewriteEverything();
-    });
-  }
 }
 
 }  // namespace zul

@@ -84,10 +84,17 @@ void LocalDB::settle(Store::Status status, std::list<Writes>& writes) noexcept {
         assertInTransaction();
         if (status == Store::Status::corrupt) rewriteEverything();
         if (status == Store::Status::failed) {
-          tellOnce(kCannotBeWritten, kStateInMemory);
           retryLater();
+          tellOnce(kCannotBeWritten, kStateInMemory);
         }
         maintainIfDue();
+      },
+      ZUL_HERE);
+  if (!behind_ || retryDue_) return;
+  log_.guard(  // again, where memory was too short for it
+      [&] {
+        assertInTransaction();
+        retryLater();
       },
       ZUL_HERE);
 }
@@ -215,14 +222,14 @@ void LocalDB::rewriteEverything() {
     const MutexLock lock(listing_);
     for (auto& row : rows_) row.stored = false;
   }
-  pending_.afterwards.emplace_back(
-      [this] { log_.error("The local database was damaged and has been set aside.", ZUL_HERE); });
   if (toStore(everythingUnsaved()) == Store::Status::ok) {
     noteSaved();
   } else {
-    tellOnce(kCannotBeWritten, kStateInMemory);
     retryLater();
+    tellOnce(kCannotBeWritten, kStateInMemory);
   }
+  pending_.afterwards.emplace_back(
+      [this] { log_.error("The local database was damaged and has been set aside.", ZUL_HERE); });
 }
 
 }  // namespace zul

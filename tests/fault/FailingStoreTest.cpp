@@ -56,6 +56,29 @@ TEST_F(FailingStoreTest, AStartThatCannotReadWaits) {
   EXPECT_EQ(arrived, "abcd");
 }
 
+// Where the start-up that was waited for reports nothing, neither does what waited; the log says how much that is.
+TEST_F(FailingStoreTest, WhatWaitedInVainIsTold) {
+  const auto waitInVain = [&](const std::string& why) {
+    setFailing(true);
+    phone.boot();
+    phone.initialize();
+    event("a");
+    event("b");
+    setFailing(false);
+    phone.sim.dispatcher->advance(7);
+    event("c");
+    EXPECT_EQ(phone.sim.log->count("2 events are lost that waited for the start-up: " + why), 1U) << why;
+  };
+  phone.sim.http->setOnline(false);
+  waitInVain("it has no access token");
+  phone.sim.http->setOnline(true);
+  phone.configure(R"({"useMode":3,"serviceNumber":1001})");
+  waitInVain("\"useMode\" 3");
+  phone.configure(R"({"useMode":1,"serviceNumber":1001})");
+  phone.boot();
+  EXPECT_EQ(phone.sim.log->count("events are lost"), 2U) << "and no others";
+}
+
 // A process can live long without a store. Payloads that the collector has leave nothing behind.
 TEST_F(FailingStoreTest, WhatWasDeliveredMeanwhileIsForgotten) {
   phone.startUp();

@@ -148,7 +148,7 @@ TEST_F(StorageTest, ASecondProcessInTheFolderWaitsForTheFirst) {
   EXPECT_TRUE(phone.tracker().getSessionData().empty());
   phone.exit();
   EXPECT_EQ(phone.log->count("is in use by process"), 1U);
-  EXPECT_EQ(phone.log->count("1 events are lost"), 1U);
+  EXPECT_EQ(phone.log->count("1 events are lost that waited for the start-up: the process ends"), 1U);
 
   phone.boot();
   phone.initialize();

@@ -123,6 +123,13 @@ TEST_F(SqliteStoreFaultTest, OneProcessAtATimeHasTheFolder) {
   EXPECT_EQ(first.exitStatus(), 0);
   EXPECT_THAT(store.loadAll(Table::documents).rows, ElementsAre(StoredRow{"a", "1"}));
 
+  // Where no lock can be had for another reason than a system without any, nobody goes on without one.
+  const auto elsewhere = folder / "elsewhere";
+  std::filesystem::create_directories(elsewhere / "ZULLocalDB.lock");
+  SqliteStore unlocked(elsewhere);
+  EXPECT_EQ(unlocked.commit(Writes{{Table::documents, "a", "1"}}), Status::failed);
+  EXPECT_THAT(unlocked.lastError(), HasSubstr("ZULLocalDB.lock (Is a directory)"));
+
   // A child that is forked and lives on does not keep the folder.
   test::Child forked([] { return read(STDIN_FILENO, nullptr, 0) == 0 ? 0 : 1; });
   EXPECT_EQ(store.commit(Writes{{Table::documents, "a", "2"}}), Status::ok);

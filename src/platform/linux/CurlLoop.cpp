@@ -178,14 +178,22 @@ bool CurlLoop::transfer(Work& work) {
   return true;
 }
 
+// What finds no memory now stays where it is, for the next round.
 void CurlLoop::takeIn(Work& work) {
-  for (Incoming& incoming : inbox_) {
-    const std::string_view host = authority(incoming.request.url);
-    auto place = work.hosts.find(host);
-    if (place == work.hosts.end()) place = work.hosts.emplace(host, Host()).first;
-    place->second.waiting.push_back(std::move(incoming));
+  std::size_t taken = 0;
+  try {
+    for (; taken < inbox_.size(); ++taken) {
+      Incoming& incoming = inbox_[taken];
+      const std::string_view host = authority(incoming.request.url);
+      auto place = work.hosts.find(host);
+      if (place == work.hosts.end()) place = work.hosts.emplace(host, Host()).first;
+      auto& waiting = place->second.waiting;
+      waiting.emplace_back();
+      waiting.back() = std::move(incoming);
+    }
+  } catch (const std::bad_alloc&) {
   }
-  inbox_.clear();
+  inbox_.erase(inbox_.begin(), inbox_.begin() + static_cast<std::ptrdiff_t>(taken));
 }
 
 void CurlLoop::beginWaiting(Work& work) {

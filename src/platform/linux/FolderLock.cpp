@@ -41,8 +41,10 @@ void FolderLock::take() {
   if (file_ >= 0) return;
   const int file = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
   if (file < 0) {
-    if (errno != EMFILE && errno != ENFILE && errno != ENOMEM && errno != EINTR) return;
-    throw SqliteError(SQLITE_CANTOPEN, "unable to open the lock (" + std::generic_category().message(errno) + ")");
+    // Where nothing may be written, two processes do each other no harm.
+    if (errno == EROFS || errno == EACCES || errno == EPERM || errno == ENOENT || errno == ENOTDIR) return;
+    throw SqliteError(SQLITE_CANTOPEN,
+                      "unable to open the lock " + path_ + " (" + std::generic_category().message(errno) + ")");
   }
   struct flock lock {};
   takenByOther_ = tryLock(file, F_SETLK, lock) != 0 && (errno == EAGAIN || errno == EACCES);

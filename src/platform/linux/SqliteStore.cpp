@@ -264,20 +264,22 @@ DocumentStore::Status SqliteStore::judge() {
 }
 
 DocumentStore::Status SqliteStore::setAside() {
+  std::string aside;
   try {
-    const std::filesystem::path target = renameCorruptDatabase(path_);
+    aside = renameCorruptDatabase(path_);
     ++generation_;
     logPages_ = 0;
-    lastError_ += "; set aside as " + target.filename().string();
   } catch (const SqliteError& error) {
     lastError_ += std::string("; ") + error.what();
     return Status::failed;
   }
   try {
+    lastError_ += "; set aside as " + std::filesystem::path(aside).filename().string();
     open();
   } catch (const SqliteError& error) {
     // The file is out of the way all the same, and the next call tries again.
     lastError_ += std::string("; ") + error.what();
+  } catch (const std::bad_alloc&) {  // the same
   }
   return Status::corrupt;
 }

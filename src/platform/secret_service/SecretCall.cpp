@@ -18,21 +18,6 @@ bool hasSessionBus() {
 
 }  // namespace
 
-BusSurvival::BusSurvival(GDBusConnection* connection) : connection_(G_DBUS_CONNECTION(g_object_ref(connection))) {
-  const MutexLock lock(mutex_);
-  if (users_++ > 0) return;
-  exitsOnClose_ = g_dbus_connection_get_exit_on_close(connection) != FALSE;
-  g_dbus_connection_set_exit_on_close(connection, FALSE);
-}
-
-BusSurvival::~BusSurvival() {
-  const MutexLock lock(mutex_);
-  // When it has gone meanwhile, the order to end the process would be carried out now.
-  if (--users_ == 0 && g_dbus_connection_is_closed(connection_.get()) == FALSE) {
-    g_dbus_connection_set_exit_on_close(connection_.get(), exitsOnClose_ ? TRUE : FALSE);
-  }
-}
-
 SecretCall::SecretCall(std::chrono::milliseconds patience)
     : context_(g_main_context_new()),
       cancellable_(g_cancellable_new()),
@@ -61,7 +46,8 @@ SecretService* SecretCall::open() {
   });
   const Ref<GDBusConnection> connection(g_bus_get_finish(connected.get(), &error));
   check(error);
-  survival_.emplace(connection.get());
+  // GLib would end the process together with its shared connection.
+  g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
 
   const auto found = await([&](GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
     secret_service_open(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_NONE, cancellable, callback, data);

@@ -24,22 +24,6 @@ struct SecretFailure : std::runtime_error {
   using runtime_error::runtime_error;
 };
 
-/// While one lives, the process outlives its shared connection to the session bus: GLib would end it together with the
-/// bus. Afterwards that is as the host had it. Any thread.
-class BusSurvival {
- public:
-  explicit BusSurvival(GDBusConnection* connection);
-  ~BusSurvival();
-  BusSurvival(const BusSurvival&) = delete;
-  BusSurvival& operator=(const BusSurvival&) = delete;
-
- private:
-  const Ref<GDBusConnection> connection_;
-  inline static Mutex mutex_;
-  inline static int users_ ZUL_GUARDED_BY(mutex_) = 0;
-  inline static bool exitsOnClose_ ZUL_GUARDED_BY(mutex_) = true;
-};
-
 /// One call of the keychain: the service on the session bus, from which what is asked is awaited
 /// until a deadline. One thread. Every operation throws SecretFailure.
 class SecretCall {
@@ -82,7 +66,6 @@ class SecretCall {
   const Ref<GCancellable> cancellable_;
   GSource* const timer_;
   bool late_ = false;
-  std::optional<BusSurvival> survival_;
   Ref<SecretService> service_;
 };
 

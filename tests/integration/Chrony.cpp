@@ -48,12 +48,15 @@ std::string Chrony::program() {
 
 Chrony::Chrony(const std::string& address, std::uint16_t port, double ahead) {
   const auto socket = folder_.path("reference");
-  folder_.write("chrony.conf", fmt::format("bindaddress {}\nport {}\nallow 127.0.0.0/8\ncmdport 0\nbindcmdaddress /\n"
-                                           "pidfile {}\nrefclock SOCK {} offset {} poll -1 filter 4 delay 1e-4\n",
-                                           address, port, folder_.path("pid"), socket, ahead));
+  // Names without a folder, since its path may have spaces in it.
+  folder_.write("chrony.conf",
+                fmt::format("bindaddress {}\nport {}\nallow 127.0.0.0/8\ncmdport 0\nbindcmdaddress /\n"
+                            "pidfile pid\nrefclock SOCK reference offset {} poll -1 filter 4 delay 1e-4\n",
+                            address, port, ahead));
   // No control of the clock, in the foreground, also for others than root.
   daemon_ = std::make_unique<Child>(
-      program(), std::vector<std::string>{"-x", "-d", "-U", "-u", ownName(), "-f", folder_.path("chrony.conf")});
+      "/bin/sh", std::vector<std::string>{"-c", "cd \"$1\" && exec \"$2\" -x -d -U -u \"$3\" -f chrony.conf", "chronyd",
+                                          folder_.path(), program(), ownName()});
   reference_ = std::thread([this, socket] {
     while (!ended_) {
       tellTime(socket);

@@ -205,8 +205,10 @@ boost::json::value Identifiers::getAppId(const std::string& pkg) {
 
 void Identifiers::lookUpEarly() {
   if (!background_) return;
-  background_->tasks.async(
-      Tasks::Queue::global, [this] { getAppId(pkg()); }, ZUL_HERE);
+  db_.whenReadable([this] {  // before that nobody knows whether there is something to ask
+    background_->tasks.async(
+        Tasks::Queue::global, [this] { getAppId(pkg()); }, ZUL_HERE);
+  });
 }
 
 void Identifiers::lookUpInBackground(const std::string& pkg) {

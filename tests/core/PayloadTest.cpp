@@ -23,19 +23,6 @@ SessionJson record(std::int64_t useMode) {
   return r;
 }
 
-TEST(Payload, AnEmptyRecordCarriesWhatIsAlwaysThere) {
-  const auto payload = payloadOf(record(2), {});
-  EXPECT_EQ(keys(payload),
-            "sdk_version useMode installTime isWifi inch advtFlag udVt ltvt ltVi udRvnc ltRvnc csRvnVs ltrvni ltRvnVt "
-            "ltrvn pageKey pushCkTime pushPeriod pushExpiredTime _qzno _qzUdays _qzDebug _qzUseRetention "
-            "_qzUseFingerPrint vtTz sarInfo AAATktime");
-  EXPECT_EQ(payload.at("sdk_version"), (boost::json::object{{"SESSION", "1.1.5"}}));
-  EXPECT_TRUE(payload.at("isWifi").is_double());
-  EXPECT_TRUE(payload.at("inch").is_double());
-  EXPECT_TRUE(payload.at("vtTz").is_int64());
-  EXPECT_TRUE(payload.at("_qzDebug").is_bool());
-}
-
 TEST(Payload, ValuesAreLeftOutByTheirRules) {
   auto r = record(1);
   r.lastOrderNo = "";

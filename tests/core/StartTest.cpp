@@ -36,16 +36,6 @@ TEST_F(StartTest, ALateTokenBringsTheSettingsIntoTheRecord) {
   EXPECT_EQ(session.string("_accessToken"), "late");
 }
 
-TEST_F(StartTest, AStoredInstallTimeOutlivesAStartThatCannotReadIt) {
-  phone.store("Install", R"({"installTime":1.0})");
-  phone.boot();
-  phone.sim.store->setUnreadable(true);
-  phone.initialize();
-  phone.sim.store->setUnreadable(false);
-  phone.sim.dispatcher->advance(6);
-  EXPECT_EQ(phone.document("Install").at("installTime"), 1.0);
-}
-
 TEST_F(StartTest, WhatIsWrongWithTheConfigurationIsToldOnce) {
   for (const auto& [settings, told] : std::vector<std::pair<std::string, std::string>>{
            {"{}", "Nothing will be reported: there is no dictionary \"zulAuthorizationKey\" in the Info.plist"},
@@ -108,17 +98,6 @@ TEST_F(StartTest, TheTrackingAnswerReleasesAWaitingStart) {
   EXPECT_EQ(logged("launchOptions : {\"k\":1}"), 1U);
   EXPECT_TRUE(phone.tracker().getZULInitFlag());
   EXPECT_EQ(phone.process().debugMode(), 1);
-}
-
-TEST_F(StartTest, AnAnswerGivenBeforeOrNoFacebookAppIdDoesNotWait) {
-  phone.configure(R"({"useMode":1,"ATTPopup":true})");
-  phone.sim.bundle->info.set("FacebookAppID", "");
-  phone.startUp();
-  EXPECT_TRUE(phone.tracker().getZULInitFlag());
-  phone.sim.bundle->info.set("FacebookAppID", "fb");
-  phone.store("Identify", R"({"ATTPopupDone":"Y"})");
-  phone.startUp();
-  EXPECT_TRUE(phone.tracker().getZULInitFlag());
 }
 
 TEST_F(StartTest, TheLaunchLinkDecidesByTheFirstMatch) {

@@ -13,6 +13,7 @@ namespace {
 TEST(Consent, WithoutItTheDeviceIsNotAsked) {
   for (const std::int64_t status : {-1, 0, 1, 2, 3}) {
     test::SimulatedPhone phone;
+    phone.store("ATTAuthStatusInfo", R"({"ATTAuthStatus":"3"})");  // of another kind
     phone.boot();
     if (status >= 0) phone.tracker().setATTAuthorizationStatus(status);
     phone.initialize();

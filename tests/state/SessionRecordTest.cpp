@@ -99,31 +99,6 @@ TEST_F(SessionRecordTest, TheSecondSlotIsStoredUnderItsOwnKeys) {
   EXPECT_EQ(json::text(phone.document("InternalCampaign")), R"({"inrc1":"one","inrc2":"two"})");
 }
 
-// Without consent the device is not even asked for what it takes.
-TEST_F(SessionRecordTest, WhatTakesConsentIsNotReadWithoutIt) {
-  for (const auto* status : {"{}", R"({"ATTAuthStatus":0})", R"({"ATTAuthStatus":1})", R"({"ATTAuthStatus":2})",
-                             R"({"ATTAuthStatus":"3"})"}) {
-    phone.store("ATTAuthStatusInfo", status);
-    const auto record = made();
-    for (const auto& value : {record.lng, record.cntr, record.tz, record.sr, record.phone, record.cari}) {
-      EXPECT_EQ(value, "ANP") << status;
-    }
-    EXPECT_EQ(record.os, "iOS 17.2");
-    EXPECT_EQ(record.osvr, "17.2");
-    EXPECT_EQ(record.isWifi, 2);
-    EXPECT_EQ(record.plat, "IOS");
-  }
-  EXPECT_EQ(phone.sim.device->placeReads, 0);
-  phone.store("ATTAuthStatusInfo", R"({"ATTAuthStatus":3})");
-  const auto record = made();
-  EXPECT_EQ(record.lng, "KO");
-  EXPECT_EQ(record.cntr, "KR");
-  EXPECT_EQ(record.tz, "0");
-  EXPECT_EQ(record.sr, "0*0/1.0");
-  EXPECT_EQ(record.phone, "iPhone14,2");
-  EXPECT_EQ(record.cari, "ios");
-}
-
 // While one thread makes a record, sessions begin: it must not show the one before.
 TEST_F(SessionRecordTest, ARecordBegunBeforeAClearIsNotKept) {
   phone.boot();

@@ -81,15 +81,5 @@ TEST_F(SessionTest, TheTimerRecordsTheOffsetOnceTheNetworkClockIsThere) {
   EXPECT_NEAR(phone.document("Install").at("timeOffset").as_double(), -250, 0.1);
 }
 
-TEST_F(SessionTest, AfterTheLocalTimeWasTakenATickWritesNothing) {
-  phone.setTimeServers({{.address = "192.0.2.1", .ahead = 120, .path = {.there = 4}}});
-  phone.startUp();
-  const auto install = phone.document("Install");
-  phone.sim.dispatcher->advance(10);
-  EXPECT_TRUE(phone.process().networkClock().isSynchronized());
-  EXPECT_EQ(phone.document("Install"), install);
-  EXPECT_EQ(phone.sim.log->count("time sync done"), 0U);
-}
-
 }  // namespace
 }  // namespace zul

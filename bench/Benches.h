@@ -9,6 +9,8 @@
 
 namespace zul::bench {
 
+class PlainServer;
+
 // Each subject either registers with Google Benchmark and reads its measurements afterwards, or runs by
 // itself. All add their rows to the table.
 
@@ -19,6 +21,10 @@ void tabulateStoreBench(const Measurements& measurements, Workbench& workbench, 
 /// The body of an upload.
 void registerUploadBench();
 void tabulateUploadBench(const Measurements& measurements, Table& table);
+
+/// Links and referrers.
+void registerAttributionBench();
+void tabulateAttributionBench(const Measurements& measurements, Table& table);
 
 /// The network clock.
 void registerClockBench();
@@ -32,6 +38,9 @@ void benchEvents(const Collector& collector, Table& table);
 
 /// Uploads a second.
 void benchThroughput(Workbench& workbench, const Collector& collector, Table& table);
+
+/// Requests that the collector judges, and what it keeps of them.
+void benchCollector(const PlainServer& plain, Table& table);
 
 /// A device's year and a fleet's day in the simulator.
 void benchSimulator(Table& table);

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Benches.h"
+#include "PlainServer.h"
 #include "zul/ZULSessionVersion.h"
 
 namespace {
@@ -30,7 +31,8 @@ void chooseBenchmarkOptions() {
 
 void bench(const char* jsonFile) {
   using namespace zul::bench;
-  const Collector collector;  // before this process has threads
+  const Collector collector;  // before this process has threads, as the next
+  const PlainServer plain;
   const TemporaryFolder folder;
   Workbench workbench(folder.path());
   Table table;
@@ -38,18 +40,22 @@ void bench(const char* jsonFile) {
   benchStartup(table);
   std::cout << "events ..." << std::endl;
   benchEvents(collector, table);
-  std::cout << "store, upload bodies and clock ..." << std::endl;
+  std::cout << "store, upload bodies, links and clock ..." << std::endl;
   registerStoreBench(workbench, folder.path());
   registerUploadBench();
+  registerAttributionBench();
   registerClockBench();
   Measurements measurements;
   benchmark::RunSpecifiedBenchmarks(&measurements);
   tabulateStoreBench(measurements, workbench, table);
   tabulateUploadBench(measurements, table);
+  tabulateAttributionBench(measurements, table);
   tabulateClockBench(measurements, table);
   benchmark::ClearRegisteredBenchmarks();
   std::cout << "throughput ..." << std::endl;
   benchThroughput(workbench, collector, table);
+  std::cout << "collector ..." << std::endl;
+  benchCollector(plain, table);
   std::cout << "simulator ..." << std::endl;
   benchSimulator(table);
   std::cout << "footprint ..." << std::endl;

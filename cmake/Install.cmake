@@ -10,12 +10,15 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/zul DESTINATION ${CMAKE_INSTALL_
 
 # Each library is an export of its own: who uses the shared one needs nothing of what the static one links.
 set(kinds shared static)
-if(TARGET zul_secret)
-  list(APPEND kinds secret)
-endif()
+foreach(component secret webkit)
+  if(TARGET zul_${component})
+    list(APPEND kinds ${component})
+  endif()
+endforeach()
 set(library_shared zulsession)
 set(library_static zulsession_static)
 set(library_secret zul_secret)
+set(library_webkit zul_webkit)
 foreach(kind ${kinds})
   set(library ${library_${kind}})
   install(TARGETS ${library} EXPORT zulsession-${kind}
@@ -34,7 +37,7 @@ install(FILES
 # zulsession.pc is the shared library, zulsession-static.pc the archive beside it: -lzulsession would always take
 # the shared one where both are installed. The third parties are named one by one, because libcurl.pc asks a
 # static link for libraries whose development packages nobody has.
-set(third_party_libs "-lsqlite3 -lcurl -lcrypto -lz -lfmt -lboost_json -lplist-2.0 -lsystemd -pthread")
+set(third_party_libs "-lsqlite3 -lcurl -lcrypto -lz -lfmt -lboost_json -lplist-2.0 -lsystemd -lxml2 -pthread")
 file(RELATIVE_PATH pc_prefix /root/${pkgconfig_dir} /root)
 file(RELATIVE_PATH pc_libdir /root/${pkgconfig_dir} /root/${CMAKE_INSTALL_LIBDIR})
 file(RELATIVE_PATH pc_includedir /root/${pkgconfig_dir} /root/${CMAKE_INSTALL_INCLUDEDIR})
@@ -48,13 +51,17 @@ set(pc_libs_private)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/zulsession.pc.in zulsession-static.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zulsession.pc ${CMAKE_CURRENT_BINARY_DIR}/zulsession-static.pc
   DESTINATION ${pkgconfig_dir})
-if(TARGET zul_secret)
-  set(pc_name zul-secret)
-  set(pc_description "A keychain over the Secret Service, for zulsession")
-  set(pc_libs -lzul-secret)
-  configure_file(${CMAKE_CURRENT_LIST_DIR}/zulsession.pc.in zul-secret.pc @ONLY)
-  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zul-secret.pc DESTINATION ${pkgconfig_dir})
-endif()
+set(description_secret "A keychain over the Secret Service, for zulsession")
+set(description_webkit "Web views over WebKitGTK, for zulsession")
+foreach(component secret webkit)
+  if(TARGET zul_${component})
+    set(pc_name zul-${component})
+    set(pc_description "${description_${component}}")
+    set(pc_libs -lzul-${component})
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/zulsession.pc.in zul-${component}.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zul-${component}.pc DESTINATION ${pkgconfig_dir})
+  endif()
+endforeach()
 
 foreach(program zul-collector zul-ntp zul-sim)
   if(TARGET ${program})

@@ -45,7 +45,7 @@ launch callback
 # The start-up takes five seconds; it ends with the first visit, and with the deferred callback.
 advance 6s
 show requests /0
-show requests /2/body/0/SESSION
+show requests /3/body/0/SESSION
 show requests /#
 call getZULSessionInitYN
 expect "" true
@@ -60,14 +60,14 @@ clock += 1h
 call sendTransaction
 advance 1m
 show document Behavior /lifeCriteriaVisit
-show requests /4/body/errlog
+show requests /5/body/errlog
 expect "" "network error"
 
 # It comes back. The next event takes along what has waited.
 network wifi
 call sendTransaction
 advance 1s
-show requests /5/body/#
+show requests /6/body/#
 expect "" 2
 show clock /time
 
@@ -78,7 +78,7 @@ collector upload {"code":"ERR503","msg":"too busy","delay":"2s"}
 collector upload {"code":"RES001"}
 launch
 advance 8s
-show requests /7/body/errlog
+show requests /9/body/errlog
 expect "" "too busy"
 call getAttributedInfo
 advance 6s
@@ -116,8 +116,6 @@ cat <<'EOF'
   lines.
 - **`expect`** compares exactly: 1 is not 1.0. `PATH` is a JSON pointer; with `/#` at its end it is the number of
   elements, `""` is the whole. `absent` stands for no value at all.
-- What the library does not do yet, the simulator does not pretend: such a command says so, with an error. Launch
-  options are taken, but campaign links in them are not read yet.
 
 ## The device
 
@@ -155,6 +153,24 @@ their requests.
 
     $ zul-collector --listen 127.0.0.1:8080 &
     $ echo 'fleet 1000 86400' | zul-sim --no-log --collector http://127.0.0.1:8080
+
+## A device from the field
+
+    zul-sim open FOLDER [SCRIPT]
+
+takes a copy of an application's data folder, with the keychain file `FOLDER-keychain.sqlite` beside it, and goes on from
+there: what would this device send next, tomorrow, after consent? The folder itself is only read. Copy all of
+`ZULLocalDB.sqlite*` while the application does not run: the latest changes are in the log, `ZULLocalDB.sqlite-wal`. The
+device's clock stands at the latest visit or accepted upload, its settings and identifiers are the stored ones. What
+nobody has stored, such as the time zone, the model and the rest of the Info.plist, is the simulated device's own; set
+it before `launch`. What is missing, damaged or of another version is told among the `remarks`, with what could be read.
+
+    $ zul-sim open ./data <<<'launch
+    advance 6s
+    explain ltvt'
+
+`zul-sim explain KEY` tells of a payload's key without any device. `--record FILE` writes every request as a line of
+JSON.
 
 ## As tests
 

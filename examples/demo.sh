@@ -254,6 +254,136 @@ devices() { jq -se "$1" <(session 9) <(session 10); }
 check "the keychain outlives the application's data" devices '.[0].keychainUUID == .[1].keychainUUID'
 check "the installation is another" devices '.[0].uuid != .[1].uuid and .[1].ltvt == 1'
 stop_host
+
+# Three installs, each on a device of its own. What the collector answers is told beforehand.
+answer() { curl -sf -o "$folder/answers.out" --data-binary "$1" "http://127.0.0.1:$port/inspect/answers"; }
+installs=0
+start_install() {
+  store=$folder/attributed$((++installs))/ZULLocalDB.sqlite
+  log=$folder/attributed$installs.log
+  touch "$log"
+  launch_host --data "${store%/*}" "$@"
+}
+attributed() { query "SELECT body FROM documents WHERE id = 'InstallReferrerInfo'"; }
+decision() {
+  grep -oE '(DEBUG_ZUL_deeplink is|DEBUG_ZULSESSION_(self.fpIts|irItclk|fpItclk)|\[Validation\]) ?.*|the (host|ad network) hears .*' "$log" |
+    grep -v kNHNetwork | wrapped
+}
+an_install_is_attributed() {
+  local click=$(($(date +%s) * 1000 - 60000))
+  headline "8. Three installs, and where they came from"
+  text "The first launch comes from a campaign link, which says it all. What decided:"
+  start_install --link "shop://item/7?_qzs=paper&_qzc=summer&_qzckp=1440&_qzclkTime=$click"
+  hear_host "initialized: yes"
+  await "the visit" answered 1
+  decision
+  check "the link claims the install" jq -e --argjson click "$click" '.its == "paper" and .itclkTime == $click' < <(attributed)
+  stop_host
+
+  text "" "The second has no link: the hidden web view asks the collector, which recognises the device. Its answer to the" \
+    "upload tells the attribution, a deferred deep link and a conversion value."
+  answer '{"fingerprint":[{"body":{"qzs":"radio","qzc":"spring","itp":60,"qzclkTime":'"$click"',"qzref":"https://radio.example/"}}],
+    "upload":[{"body":{"code":"RES001","registerAppForAdNetworkAttribution":1,"updateConversionValue":12,"coarseValue":"high",
+      "attributedInfo":{"install":{"bean":{"qzsNm":"Radio%20Seven","qzcNm":"Spring%20sale","adid":"ad-9","dfrdForIos":"shop%3A%2F%2Fsale"}}}}},
+      {"body":{"code":"RES001"}}]}'
+  start_install --system 17.2
+  hear_host "initialized: yes"
+  await "the visit" answered 1
+  tell_host attribution
+  await "the attribution" grep -q "hears attribution" "$log"
+  decision
+  check "the fingerprint claims the install" jq -e '.its == "radio" and .itp == 60' < <(attributed)
+  check "the host is told, once, of the link that waits for it" \
+    [ "$(grep -c 'the host hears deferred link shop://sale' "$log")" = 1 ]
+  check "it gets the attribution" grep -q '"installMedia":"Radio Seven","installCampaign":"Spring sale"' "$log"
+  check "the ad network hears of the install, then of the value" \
+    [ "$(grep -c 'the ad network hears conversion value \(0\|12\), high' "$log")" = 2 ]
+  stop_host
+
+  text "" "The third has both a fingerprint and a referrer from the host, whose click came later:"
+  start_install --referrer "_qzs=search&_qzc=&_qzclkTime=$((click + 1))"
+  hear_host "initialized: yes"
+  await "the visit" answered 1
+  decision
+  check "the later click wins" jq -e '.its == "search" and .isIrUpdate == "N"' < <(attributed)
+  stop_host
+}
+an_install_is_attributed
 stop_collector
+
+# What the application tells the library on a day of the month, as commands of the simulator.
+member_day() {
+  local day=$((24 * 3600 * 1000)) now=$2 purchase=
+  case $1 in
+    2) echo 'call setPushToken "token-1"' ;;
+    3) echo 'call setUser {"memberId":"m-1","memberGrade":"silver","isLogin":"Y"}' ;;
+    5)
+      echo 'call Tracker.setPushId "push-1"'
+      echo "call Tracker.setPushClickTime $now"
+      echo "call Tracker.setPushExpiredTime $((now + 4 * day))"
+      ;;
+    6) echo 'call setInternalCampaign {"inrc1":"spring","inrcDt1":7,"inrc4":"banner","inrcDt4":3}' ;;
+    8)
+      echo "call Tracker.setReceivedInAppMessageList [
+        {\"mk\":\"tip\",\"viewTime\":$now,\"dateType\":\"D\",\"frequencyLimitDay\":3,\"end\":$((now + 90 * day))},
+        {\"mk\":\"sale\",\"viewTime\":$now,\"dateType\":\"W\",\"frequencyLimitDay\":2,\"end\":$((now + 90 * day))}]" |
+        tr -d '\n'
+      echo
+      echo 'call Tracker.checkInAppMessageValidation'
+      ;;
+    10) purchase='{"revenue":19900}' ;;
+    12) echo 'call setUser {"memberId":"m-1","memberGrade":"gold","isLogin":"Y"}' ;;
+    17) purchase='[{"revenue":4500.5},{"amt":"1200"}]' ;;
+    20) echo 'call setUserLogout' ;;
+    26) echo 'call setUser {"memberId":"m-2"}' ;;
+  esac
+  if [[ $purchase ]]; then
+    printf 'call SessionController.%s\n' updateUdRvnc updateLtRvnc updateFirstOrd \
+      "updateLastOrderNoWithOrderNo \"order-$1\"" "updateLtrvnWithRevenuJsonProducts $purchase"
+  fi
+}
+
+# A visit a day at nine o'clock, from 15 February on; each is a process of its own.
+member_month() {
+  local day
+  echo 'clock 2024-02-15T09:00:00 Asia/Seoul'
+  echo 'config {"serviceNumber":1001,"useMode":1,"expireDate":30,"accessToken":"development-token"}'
+  for day in {1..30}; do
+    printf '%s\n' launch 'advance 6s'
+    member_day "$day" $((1707955206000 + (day - 1) * 24 * 3600 * 1000))
+    printf '%s\n' 'call sendTransaction' 'advance 1s' 'show requests' 'advance 86393s'
+  done
+}
+
+month_of_a_member() {
+  headline "9. A month of a member, on the simulated platform: what each day's last payload carried"
+  member_month >"$folder/month.sim"
+  "$bin/zul-sim" --no-log "$folder/month.sim" |
+    jq -c 'map(select(.endpoint == "upload"))[-1].body[-1].SESSION' >"$folder/month.json"
+  local row='   %-4s %-5s %-7s %-7s %-9s %-14s %-9s %-7s %-9s %s\n'
+  # shellcheck disable=SC2059
+  printf "$row" day visit member grade push campaigns messages orders revenue "last order"
+  jq -r '[.ltvt, .mbid, .mbl, .pushNo, ([.inrc1, .inrc4] | map(select((. // "") != "")) | join(",")),
+          .alreadySeenCampaignId, .ltRvnc, .ltrvn, .lastOrdNo] | map(if (. // "") == "" then "-" else . end) | @tsv' \
+    "$folder/month.json" | {
+    local day=0 cells
+    while IFS=$'\t' read -r -a cells; do
+      # shellcheck disable=SC2059
+      printf "$row" $((++day)) "${cells[@]}"
+    done
+  } | sed 's/ *$//'
+  echo
+  days() { jq -se "[.[] | $1] as \$day | $2" "$folder/month.json"; }
+  check "thirty days, thirty visits" days .ltvt '$day == [range(1; 31)]'
+  check "the member is known from the login to the logout, over restarts and sessions" days .mbid \
+    '($day[2:19] | all(. == "m-1")) and ($day[:2] | all(. == null)) and ($day[19:25] | all(. == "")) and $day[29] == "m-2"'
+  check "a push counts for the four days that it was given, and a campaign for its own" days '[.pushNo, .inrc4]' \
+    '($day[4:9] | all(.[0] == "push-1")) and $day[9][0] == "" and ($day[5:9] | all(.[1] == "banner")) and $day[9][1] == ""'
+  check "messages are seen for three days and for two weeks" days .alreadySeenCampaignId \
+    '($day[7:11] | all(. == "tip|sale")) and ($day[11:22] | all(. == "sale")) and $day[22] == ""'
+  check "two orders, and their sum without the fractions" days '[.ltRvnc, .ltrvn]' \
+    '$day[8] == [0, 0] and $day[9] == [1, 19900] and $day[29] == [2, 25600]'
+}
+month_of_a_member
 
 printf '\nAll as it should be. The log of the library, the requests and the store are in\n%s\n' "$folder"

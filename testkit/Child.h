@@ -36,6 +36,8 @@ class Child {
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
+  /// Its number, for as long as its end has not been seen.
+  pid_t pid() const { return pid_; }
   /// Does nothing when the end has been seen.
   void signal(int number) const;
   void kill();

@@ -26,6 +26,7 @@ HostPlatform::HostPlatform(const HostSettings& settings)
   if (settings.log) platform.log = settings.log;
   auto& deployment = platform.deployment;
   deployment.collectorBaseUrl = settings.collector;
+  deployment.trackingHost = settings.collector;
   deployment.appStoreLookupHost =
       settings.lookup.empty() ? settings.collector.substr(settings.collector.find("//") + 2) : settings.lookup;
   deployment.caFile = settings.caFile;

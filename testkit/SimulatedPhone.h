@@ -40,6 +40,7 @@ class SimulatedPhone {
         {"acsTokenRps", R"({"token":"tk-1"})"},
         {"dataRcv", R"({"code":"RES001"})"},
         {"errorRcv", R"({"code":"RES001"})"},
+        {"fingerPrintRps", "{}"},
         {"/lookup", R"({"resultCount":1,"results":[{"trackId":42}]})"},
     };
   };

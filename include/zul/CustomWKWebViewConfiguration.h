@@ -8,6 +8,12 @@
 
 namespace zul {
 
+namespace platform {
+class WebView;
+}
+class Log;
+class Tasks;
+
 /// The configuration that a host's web views are made with. What it holds is the host's business; the
 /// library hands it to the hidden web view of its own.
 class ZUL_EXPORT WebViewConfiguration {
@@ -21,7 +27,8 @@ class ZUL_EXPORT WebViewConfiguration {
 /// may call it.
 class ZUL_EXPORT CustomWKWebViewConfiguration {
  public:
-  CustomWKWebViewConfiguration();
+  /// The library's own, which makes the one there is.
+  CustomWKWebViewConfiguration(const Tasks& tasks, const Log& log);
   ~CustomWKWebViewConfiguration();
   static CustomWKWebViewConfiguration& sharedObject();
 
@@ -29,12 +36,17 @@ class ZUL_EXPORT CustomWKWebViewConfiguration {
   /// Null when none was given.
   std::shared_ptr<WebViewConfiguration> getConfiguration() const;
 
+  /// Has the session payloads carry the user agent of a host's web view: the one that was set for it, unless that is
+  /// blank, else what the script "navigator.userAgent" gives, whenever it does. Returns at once; the web view is used
+  /// on the main queue, and kept until it has answered. A null one is ignored, and what it throws is logged.
+  void setClientUserAgentString(std::shared_ptr<platform::WebView> webView) noexcept;
+
   void setClientUserAgent(std::optional<std::string> userAgent);
   std::optional<std::string> clientUserAgent() const;
 
  private:
   struct Fields;
-  const std::unique_ptr<Fields> fields_;
+  const std::shared_ptr<Fields> fields_;
 };
 
 }  // namespace zul

@@ -13,10 +13,10 @@ namespace zul {
 struct ZUL_EXPORT Deployment {
   Deployment();
 
-  std::string collectorBaseUrl;    ///< ZUL_COLLECTOR_BASE_URL: scheme and host, no trailing slash
-  std::string trackingHost;        ///< ZUL_TRACKING_HOST: base URL of the web fingerprint pages
+  std::string collectorBaseUrl;  ///< ZUL_COLLECTOR_BASE_URL: scheme and host, no trailing slash
+  std::string trackingHost;      ///< ZUL_TRACKING_HOST: base URL of the web fingerprint pages; empty: none is asked for
   std::string appStoreLookupHost;  ///< ZUL_APP_STORE_LOOKUP_HOST: host or host:port, asked over plain http
-  std::string searchAdsBaseUrl;    ///< ZUL_SEARCH_ADS_BASE_URL
+  std::string searchAdsBaseUrl;    ///< ZUL_SEARCH_ADS_BASE_URL; empty: nobody is asked
 
   /// ZUL_NTP_HOSTS, a semicolon-separated list: the time servers, unless the application's bundle has a resource
   /// "ntp.hosts" that names others. None: no time server is asked.

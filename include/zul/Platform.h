@@ -15,6 +15,7 @@
 namespace zul {
 
 namespace platform {
+class AdServices;
 class Bundle;
 class Clock;
 class Dispatcher;
@@ -26,8 +27,10 @@ class LifeCycle;
 class LogSink;
 class NotificationCenter;
 class Reachability;
+class SKAdNetwork;
 class UdpSockets;
 class UserDefaults;
+class WebViews;
 }  // namespace platform
 
 /// Everything the library knows of the outside. A host that wants another piece replaces it here,
@@ -47,6 +50,9 @@ struct ZUL_EXPORT Platform {
   std::shared_ptr<platform::NotificationCenter> notifications;
   std::shared_ptr<platform::HostResolver> resolver;
   std::shared_ptr<platform::UdpSockets> udp;
+  std::shared_ptr<platform::WebViews> webViews;
+  std::shared_ptr<platform::AdServices> adServices;
+  std::shared_ptr<platform::SKAdNetwork> skAdNetwork;
   Deployment deployment;
 
   // How the library treats its host; see LinuxOptions, which has the same and says more.
@@ -71,6 +77,9 @@ struct ZUL_EXPORT Platform {
     visit("notifications", &Platform::notifications);
     visit("resolver", &Platform::resolver);
     visit("udp", &Platform::udp);
+    visit("webViews", &Platform::webViews);
+    visit("adServices", &Platform::adServices);
+    visit("skAdNetwork", &Platform::skAdNetwork);
   }
 };
 

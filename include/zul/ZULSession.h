@@ -74,15 +74,36 @@ class ZUL_EXPORT ZULSession {
   ///   visits.
   static void sendTransaction() noexcept;
 
+  /// The member who has signed in. The payloads carry the profile from the next one on, also after a restart; a field
+  /// that `user` leaves absent is absent, whatever it was before.
   static void setUser(const User& user) noexcept;
+  /// The member has signed out: the payloads carry "" for each value of the profile.
   static void setUserLogout() noexcept;
 
+  /// A link opened the application. One of a campaign ("_qzs" and "_qzc" in its query) whose time is not over, "_qzp"
+  /// days from "_qzclkTime" (ms since 1970), else a day from now, is stored, travels with the payloads, and reports an
+  /// event; on the first run it is a claim on the install instead. Other links are ignored, and so is one of more than
+  /// 64 KiB. Links in the launch options are read on the first run alone: pass later ones here.
   static void setDeepLink(const Text& link) noexcept;
+  /// An install referrer, the text `referrer.referrer`. It claims the install when its query has "_qzs" and "_qzc" and
+  /// at least one of them is empty. The claim with the latest click wins, five seconds after the start; what comes
+  /// later is heeded by the next start of this process that completes.
   static void setInstallReferrer(const Referrer& referrer) noexcept;
+  /// An install referrer of an advertisement: claims the install when less time has passed since its "_qzclkTime" than
+  /// its "_qzckp" times 60, or 86400, milliseconds.
   static void setFacebookReferrer(const Text& referrer) noexcept;
+  /// The URL by which an advertisement opened the application: each "target_url" in its "al_applink_data" is such a
+  /// referrer.
   static void setFacebookreferrerData(const Text& openingUrl) noexcept;
 
+  /// The device's token for pushes, at each launch; only another one than before does anything. None is "".
   static void setPushToken(const Text& token) noexcept;
+  /// Sets the slots of `campaign` that have a code, as of now. A slot is sent until the first session of a launch at
+  /// which its days have passed. The payloads up to the next session show the slots as they were given. What is stored,
+  /// and shown from then on, differs in what the collector knows of: slot 3 is kept as slot 2, the payload's slot 2
+  /// shows slot 1, and slot 8 never ends but clears slot 2 once its days have passed.
+  ///
+  /// Like sendTransaction it may ask the app store on this thread, for up to 60 seconds.
   static void setInternalCampaign(const InternalCampaign& campaign) noexcept;
 
   /// The user allowed tracking; `identifier` is the advertising identifier, "" or all zero for none. The first answer

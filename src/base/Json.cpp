@@ -261,10 +261,13 @@ std::optional<double> number(const boost::json::object& object, std::string_view
 
 std::int64_t integer(const boost::json::object& object, std::string_view key) noexcept {
   const auto* value = find(object, key);
-  if (!value) return 0;
-  if (value->is_int64()) return value->get_int64();
-  if (value->is_uint64()) return std::numeric_limits<std::int64_t>::max();
-  if (value->is_double()) return truncate(value->get_double());
+  return value ? integer(*value) : 0;
+}
+
+std::int64_t integer(const boost::json::value& value) noexcept {
+  if (value.is_int64()) return value.get_int64();
+  if (value.is_uint64()) return std::numeric_limits<std::int64_t>::max();
+  if (value.is_double()) return truncate(value.get_double());
   return 0;
 }
 

@@ -17,7 +17,7 @@ namespace zul::json {
 
 /// Levels of nesting that an honest text stays below.
 constexpr std::size_t kMaxDepth = 64;
-/// The same of a payload, whose host may have nested pairs by hand.
+/// The same of a payload or a document, whose host may have nested values by hand.
 constexpr std::size_t kMaxPayloadDepth = 1024;
 
 /// The value of a whole text, in the memory of `storage`; none when the text is not valid JSON or is nested too deep.
@@ -26,7 +26,7 @@ std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDe
                                         boost::json::storage_ptr storage = {});
 
 /// The same where only an object will do.
-std::optional<boost::json::object> parseObject(std::string_view text);
+std::optional<boost::json::object> parseObject(std::string_view text, std::size_t maxDepth = kMaxDepth);
 
 /// The texts of the elements of `array`, the text of a valid JSON array, as they stand.
 std::vector<std::string_view> elements(std::string_view array);
@@ -54,6 +54,8 @@ std::optional<std::string> string(const boost::json::object& object, std::string
 std::optional<double> number(const boost::json::object& object, std::string_view key) noexcept;
 std::int64_t integer(const boost::json::object& object, std::string_view key) noexcept;
 bool boolean(const boost::json::object& object, std::string_view key) noexcept;
+/// A number as an integer: cut off towards zero and held within the range; 0 for any other kind.
+std::int64_t integer(const boost::json::value& value) noexcept;
 
 /// Whether two values are the same, kinds included, whatever the order of members. Takes no memory.
 bool equal(const boost::json::value& a, const boost::json::value& b) noexcept;

@@ -67,8 +67,8 @@ std::optional<boost::json::value> parse(std::string_view text, std::size_t maxDe
   return parser.handler().release();
 }
 
-std::optional<boost::json::object> parseObject(std::string_view text) {
-  auto value = parse(text);
+std::optional<boost::json::object> parseObject(std::string_view text, std::size_t maxDepth) {
+  auto value = parse(text, maxDepth);
   if (!value || !value->is_object()) return std::nullopt;
   return std::move(value->get_object());
 }

@@ -23,6 +23,13 @@ void Log::error(std::string_view message, const CallSite& where) const noexcept 
   line(LogLevel::error, "QuorLog / E", message, where);
 }
 
+void Log::system(std::string_view message) const noexcept {
+  try {
+    sink_->write(std::string(message) + '\n');
+  } catch (...) {  // as below
+  }
+}
+
 void Log::line(LogLevel level, std::string_view tag, std::string_view message, const CallSite& where) const noexcept {
   if (level < level_) return;
   try {

@@ -24,6 +24,9 @@ class Log {
   void info(std::string_view message, const CallSite& where) const noexcept;
   void error(std::string_view message, const CallSite& where) const noexcept;
 
+  /// A line without time and place, whatever the level.
+  void system(std::string_view message) const noexcept;
+
   /// Runs `work` and turns whatever it throws into an error line: the boundary between the library and
   /// the threads and callers that must never see an exception.
   template <typename Work>

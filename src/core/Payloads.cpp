@@ -32,7 +32,7 @@ Payloads::Payload Payloads::createPageJson(const Pairs& pairs) {
   auto session = createSessionJson();
   log_.debug("self.tempPairingData :" + (pairs ? json::text(*pairs) : "(null)"), ZUL_HERE);
   if (!pairs || pairs->empty()) return session;
-  auto object = json::parseObject(*session).value_or(boost::json::object());
+  auto object = json::parseObject(*session, json::kMaxPayloadDepth).value_or(boost::json::object());
   for (const auto& pair : *pairs) object[pair.key()] = pair.value();
   const auto paired = std::make_shared<const std::string>(json::text(object));
   const MutexLock lock(mutex_);
@@ -53,6 +53,13 @@ Payloads::Payload Payloads::entireJson() const {
 void Payloads::setEntireJson(Payload payload) {
   const MutexLock lock(mutex_);
   entireJson_.swap(payload);
+}
+
+void Payloads::setSearchAdsInfo(SearchAdsInfo info) {
+  const MutexLock lock(mutex_);
+  extras_.sarInfo.swap(info.sarInfo);
+  extras_.AAATk.swap(info.AAATk);
+  extras_.AAATktime = info.AAATktime;
 }
 
 Payloads::Pairs Payloads::tempPairingData() const {

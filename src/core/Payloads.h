@@ -8,6 +8,7 @@
 #include "Fields.h"
 #include "Log.h"
 #include "Mutex.h"
+#include "SearchAds.h"
 #include "zul/Dictionary.h"
 
 namespace zul {
@@ -37,6 +38,9 @@ class Payloads {
   /// The payload that is to be sent next, in its envelope {"SESSION": payload}; null stands for an empty dictionary.
   Payload entireJson() const;
   void setEntireJson(Payload payload);
+
+  /// Payloads carry it from now on.
+  void setSearchAdsInfo(SearchAdsInfo info);
 
   /// Key/value pairs that page payloads carry.
   Pairs tempPairingData() const;

@@ -55,8 +55,9 @@ Runtime::Runtime(Platform platform)
                    log_, background()),
       record_(db_, identifiers_, {&db_, platform_.device, platform_.clock, platform_.bundle, &reachability_},
               platform_.deployment, log_),
-      attribution_(db_),
-      deferredLinks_(log_, deferredDelivery()) {}
+      deferredLinks_(log_, deferredDelivery()),
+      attribution_(db_, deferredLinks_, log_),
+      webView_(tasks_, log_) {}
 
 std::optional<Identifiers::Background> Runtime::background() {
   if (!platform_.waitInBackground) return std::nullopt;
@@ -119,9 +120,9 @@ bool Runtime::setProcessPlatform(Platform platform) {
 Tracker& Runtime::tracker() {
   bool made = false;
   std::call_once(trackerOnce_, [&] {
-    tracker_ = std::make_unique<Tracker>(TrackerServices{
-        tasks_, platform_.http, platform_.bundle, platform_.deployment, db_, identifiers_, record_, util_,
-        reachability_, *networkClock_, attribution_, deferredLinks_, webView_, debugMode_, stopping_, log_});
+    tracker_ = std::make_unique<Tracker>(TrackerServices{tasks_, platform_, db_, identifiers_, record_, util_,
+                                                         reachability_, *networkClock_, attribution_, deferredLinks_,
+                                                         webView_, debugMode_, stopping_, log_});
     madeTracker_ = tracker_.get();
     made = true;
   });

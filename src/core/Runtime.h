@@ -75,8 +75,8 @@ class Runtime {
   LocalDB db_;
   Identifiers identifiers_;
   SessionRecord record_;
-  AttributionResult attribution_;
   DeferredLinkManager deferredLinks_;
+  AttributionResult attribution_;
   CustomWKWebViewConfiguration webView_;
   std::atomic<int> debugMode_{0};
   std::atomic<bool> stopping_{false};

@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <boost/json/object.hpp>
-#include <numeric>
 #include <string_view>
 
 #include "Json.h"
 #include "Keys.h"
+#include "Nearest.h"
 
 namespace zul {
 
@@ -41,39 +41,12 @@ bool fits(Kind kind, const boost::json::value& value) {
   return value.is_number() || (kind == Kind::boolean && value.is_bool());
 }
 
-char lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-// How many letters have to be added, removed or changed to make the one text the other, whatever their case.
-std::size_t distance(std::string_view a, std::string_view b) {
-  std::vector<std::size_t> row(b.size() + 1);
-  std::iota(row.begin(), row.end(), 0U);
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    std::size_t diagonal = row[0]++;
-    for (std::size_t j = 0; j < b.size(); ++j) {
-      const auto changed = diagonal + (lower(a[i]) == lower(b[j]) ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({changed, diagonal + 1, row[j] + 1});
-    }
-  }
-  return row.back();
-}
-
 std::string hint(std::string_view unknown) {
-  constexpr std::size_t kLongestKey = 64;  // a longer text is no misspelling
-  const Setting* nearest = nullptr;
-  std::size_t least = unknown.size() > kLongestKey ? 0 : std::max<std::size_t>(3, unknown.size() / 2);
-  for (const auto& setting : kSettings) {
-    if (least == 0) break;
-    if (const auto far = distance(unknown, setting.key); far < least) {
-      least = far;
-      nearest = &setting;
-    }
-  }
-  if (nearest) return fmt::format("did you mean \"{}\"?", nearest->key);
+  std::vector<std::string_view> keys;
+  for (const auto& setting : kSettings) keys.push_back(setting.key);
+  if (const auto meant = nearest(unknown, keys)) return fmt::format("did you mean \"{}\"?", *meant);
   std::string known;
-  for (const auto& setting : kSettings) known += fmt::format("{}\"{}\"", known.empty() ? "" : ", ", setting.key);
+  for (const auto key : keys) known += fmt::format("{}\"{}\"", known.empty() ? "" : ", ", key);
   return "there are " + known + ".";
 }
 

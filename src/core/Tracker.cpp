@@ -2,12 +2,15 @@
 
 #include "AttributionResult.h"
 #include "DeferredLinkManager.h"
+#include "Identifiers.h"
+#include "Json.h"
 #include "Keys.h"
 #include "LocalDB.h"
 #include "SessionRecord.h"
 #include "Settings.h"
 #include "ZULUtil.h"
 #include "zul/CustomWKWebViewConfiguration.h"
+#include "zul/Platform.h"
 #include "zul/platform/Bundle.h"
 
 namespace zul {
@@ -15,6 +18,24 @@ namespace zul {
 using namespace keys;
 
 namespace {
+
+// What a payload tells of its session.
+boost::json::object sessionOf(const std::string& payload) {
+  const auto value = json::parse(payload, json::kMaxPayloadDepth);
+  const auto* const object = value ? value->if_object() : nullptr;
+  const auto* const session = object ? json::find(*object, "SESSION") : nullptr;
+  return session && session->is_object() ? session->get_object() : boost::json::object();
+}
+
+// Whether two texts are the same on the wire, where bytes that are no UTF-8 are replaced.
+bool same(const std::optional<std::string>& a, const std::optional<std::string>& b) {
+  const auto onWire = [](const std::optional<std::string>& text) {
+    std::string quoted;
+    if (text) json::appendQuoted(quoted, *text);
+    return quoted;
+  };
+  return onWire(a) == onWire(b);
+}
 
 // An id of digits is easily written as a number.
 std::optional<std::string> textOrNumber(const Dictionary& dictionary, std::string_view key) {
@@ -27,17 +48,32 @@ std::optional<std::string> textOrNumber(const Dictionary& dictionary, std::strin
 Tracker::Tracker(TrackerServices services)
     : services_(std::move(services)),
       log_(services_.log),
-      info_(services_.bundle->infoDictionary()),
+      info_(services_.platform.bundle->infoDictionary()),
       zulAuthorizationKey_(info_.dictionary("zulAuthorizationKey")),
       facebookAppIdCheck_(textOrNumber(info_, "FacebookAppID")),
       useMode_(zulAuthorizationKey_.integer("useMode")),
       serviceNumber_(zulAuthorizationKey_.integer("serviceNumber")),
       sessionController_(services_.db, services_.record, services_.util, log_),
-      networkManager_(services_.http, services_.tasks, services_.deployment, log_, zulAuthorizationKey_),
+      member_(services_.db, services_.record),
+      push_(services_.db, services_.record, services_.util, log_),
+      campaigns_(services_.db, services_.record, services_.util),
+      inAppMessages_(services_.db, services_.record, services_.util, log_),
+      networkManager_(services_.platform.http, services_.tasks, services_.platform.deployment, log_,
+                      zulAuthorizationKey_),
       errors_(services_.record, networkManager_, serviceNumber_),
       payloads_(services_.record, services_.webView, log_),
       earlyEvents_(services_.db),
-      uploads_(services_.db, networkManager_, services_.tasks, log_, uploadOwner()) {
+      uploads_(services_.db, networkManager_, services_.tasks, log_, uploadOwner()),
+      deepLinks_(services_.db, services_.record, services_.util, log_),
+      referrers_(services_.db, log_),
+      fingerprint_(
+          {services_.tasks, services_.platform.webViews, services_.platform.deployment, services_.db,
+           services_.identifiers, services_.record, services_.util, networkManager_, deepLinks_, referrers_, log_},
+          fingerprintOwner()),
+      searchAds_({services_.platform.adServices, services_.platform.device, services_.platform.http,
+                  services_.platform.deployment, services_.util},
+                 services_.tasks, log_, [this](SearchAdsInfo info) { payloads_.setSearchAdsInfo(std::move(info)); }),
+      skan_(services_.platform.skAdNetwork, services_.platform.device, log_) {
   // Every process starts without a page trace.
   services_.db.whenReadable([&db = services_.db] {
     db.update(behavior::kDocument, [](MutableDocument& document) {
@@ -59,9 +95,9 @@ void Tracker::announce() {
         "with  '[[WKWebViewConfiguration alloc] init]'",
         ZUL_HERE);
   }
-  if (const auto remark = services_.bundle->remark(); !remark.empty()) log_.info(remark, ZUL_HERE);
-  const auto infoName = services_.bundle->infoName();
-  if (const auto error = services_.bundle->lastError(); !error.empty()) {
+  if (const auto remark = services_.platform.bundle->remark(); !remark.empty()) log_.info(remark, ZUL_HERE);
+  const auto infoName = services_.platform.bundle->infoName();
+  if (const auto error = services_.platform.bundle->lastError(); !error.empty()) {
     log_.error("Cannot use " + infoName + ": " + error, ZUL_HERE);
   } else if (zulAuthorizationKey_.empty()) {
     log_.error("Nothing will be reported: there is no dictionary \"zulAuthorizationKey\" in " + infoName, ZUL_HERE);
@@ -84,8 +120,19 @@ void Tracker::checkDebugMode(bool dev) {
   });
 }
 
-Dictionary Tracker::getAttributedInfo() {
-  return services_.attribution.getAttributedInfo();
+void Tracker::receiveNotificationWithParams(const Object& params) {
+  services_.db.whenReadable([this, params] {
+    services_.tasks.async(
+        Tasks::Queue::global,
+        [this, params] {
+          networkManager_.receiveNotificationWithParams(
+              params, services_.identifiers.getIdfa(), services_.record.environment().sender(),
+              [this](bool success, const platform::HttpResponse& response) {
+                if (!success) tell("The report of a click on a push did not reach", response.error);
+              });
+        },
+        ZUL_HERE);
+  });
 }
 
 Dictionary Tracker::getSessionData() {
@@ -98,14 +145,8 @@ Dictionary Tracker::getSessionData() {
 UploadQueue::Owner Tracker::uploadOwner() {
   return {
       .sender = [this] { return services_.record.environment().sender(); },
-      .accepted =
-          [this](const Object&, const std::string&, const std::function<void()>& clear) {
-            services_.record.sharedInstance();  // made here if need be, not inside the transaction
-            services_.db.transaction([&] {
-              clear();
-              keepAccepted();
-            });
-          },
+      .accepted = [this](const Object& answer, const std::string& oldest, const std::string& newest,
+                         const std::function<void()>& clear) { takeAccepted(answer, oldest, newest, clear); },
       .kept =
           [this](const std::optional<std::string>& reason, const std::string& problem) {
             if (!problem.empty() && !toldUploadProblem_.exchange(true)) tell("An upload did not reach", problem);
@@ -121,8 +162,23 @@ UploadQueue::Owner Tracker::uploadOwner() {
   };
 }
 
+void Tracker::takeAccepted(const Object& answer, const std::string& oldest, const std::string& newest,
+                           const std::function<void()>& clear) {
+  const auto reported = sessionOf(newest);
+  // The platform is called first, outside of everything: what it makes of it keeps no payload in the queue.
+  log_.guard([&] { updatePostbackConversionValue(answer); }, ZUL_HERE);
+  services_.record.sharedInstance();  // made here if need be, not inside the transaction
+  services_.db.transaction([&] {
+    const auto* const attributed = json::find(answer, "attributedInfo");
+    if (attributed && attributed->is_object()) saveAttributedInfo(answer);
+    services_.db.afterCommit([&] { selfValidation("[" + oldest + "]"); });
+    clear();
+    keepAccepted(reported);
+  });
+}
+
 // The session lasts on from the upload that was accepted, and what was to be told once has been told.
-void Tracker::keepAccepted() {
+void Tracker::keepAccepted(const Object& reported) {
   auto& db = services_.db;
   const bool found = db.documentWithID(behavior::kDocument).exists();
   db.updateExisting(behavior::kDocument, [&](MutableDocument& document) {
@@ -135,14 +191,32 @@ void Tracker::keepAccepted() {
   });
   if (const auto record = services_.record.getSharedInstance()) {
     if (record->isVisitNew == "Y") sessionController_.resetAboutNewVisitInfo();
-    if (record->isDrUpdate == "Y") sessionController_.resetDrUpdate();
-    if (record->isIrUpdate == "Y") sessionController_.resetIrUpdate();
     if (record->aidChange == "Y") sessionController_.resetAidChange();
-    if (!record->openDl.value_or("").empty()) sessionController_.resetOpenDl();
+    resetReportedLinks(*record, reported);
   }
   sessionController_.resetSaveToken();
   sessionController_.resetUptAfv();
   db.afterCommit([this] { payloads_.setEntireJson(nullptr); });
+}
+
+// A link that came while the upload was under way has not been reported: what the newest payload says has been. The
+// stored link may be yet another than the record's, which a fingerprint's answer does not touch.
+void Tracker::resetReportedLinks(const SessionJson& record, const Object& reported) {
+  const auto link = services_.db.documentWithID(deeplink::kDocument);
+  if (record.isDrUpdate == "Y" && json::string(reported, "isDrUpdate") == "Y" &&
+      json::integer(reported, "qzclkTime") == record.qzclkTime && same(json::string(reported, "qzs"), record.qzs)) {
+    if (link.integerForKey(deeplink::kQzclkTime) == record.qzclkTime &&
+        same(link.stringForKey(deeplink::kQzs), record.qzs)) {
+      sessionController_.resetDrUpdate();
+    } else {
+      services_.db.afterCommit(
+          [this] { services_.record.editExisting([](SessionJson& current) { current.isDrUpdate = "N"; }); });
+    }
+  }
+  if (record.isIrUpdate == "Y" && json::string(reported, "isIrUpdate") == "Y") sessionController_.resetIrUpdate();
+  if (!record.openDl.value_or("").empty() && same(json::string(reported, "openDl"), record.openDl)) {
+    sessionController_.resetOpenDl();
+  }
 }
 
 }  // namespace zul

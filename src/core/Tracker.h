@@ -9,12 +9,21 @@
 #include <string>
 #include <vector>
 
+#include "DeepLinks.h"
 #include "EarlyEvents.h"
 #include "ErrorReporter.h"
+#include "Fingerprint.h"
+#include "InAppMessages.h"
+#include "InstallReferrers.h"
+#include "InternalCampaigns.h"
 #include "Log.h"
+#include "MemberProfile.h"
 #include "Mutex.h"
 #include "NetworkManager.h"
 #include "Payloads.h"
+#include "PushInfo.h"
+#include "SKANManager.h"
+#include "SearchAds.h"
 #include "SessionController.h"
 #include "Tasks.h"
 #include "UploadQueue.h"
@@ -28,27 +37,25 @@ class Identifiers;
 class LocalDB;
 class NHNetworkClock;
 class SessionRecord;
+struct SessionJson;
 class ZULReachability;
 class ZULUtil;
+struct Platform;
 namespace platform {
-class Bundle;
-class HttpClient;
 class Timer;
 }  // namespace platform
 
 /// What a Tracker works with. The Runtime owns it all and outlives the Tracker.
 struct TrackerServices {
   Tasks tasks;
-  std::shared_ptr<platform::HttpClient> http;
-  std::shared_ptr<platform::Bundle> bundle;
-  const Deployment& deployment;
+  const Platform& platform;
   LocalDB& db;
   Identifiers& identifiers;
   SessionRecord& record;
   const ZULUtil& util;
   const ZULReachability& reachability;
   NHNetworkClock& networkClock;
-  const AttributionResult& attribution;
+  AttributionResult& attribution;
   DeferredLinkManager& deferredLinks;
   const CustomWKWebViewConfiguration& webView;
   std::atomic<int>& debugMode;
@@ -66,6 +73,7 @@ class Tracker {
  public:
   using Launch = std::optional<Dictionary>;
   using Object = boost::json::object;
+  using Text = std::optional<std::string>;
 
   explicit Tracker(TrackerServices services);
   ~Tracker();
@@ -114,6 +122,45 @@ class Tracker {
   /// Whether positioning is on, as the host tells: the record's "gps".
   void setGpsIsOn(const std::optional<std::string>& gps);
 
+  // ---- attribution (TrackerAttribution.cpp). What is told before the stored state can be read is kept until then
+
+  /// A link opened the application. One of a campaign that still counts is stored and travels with the payloads; on a
+  /// first run it claims the install, later it reports an event.
+  void parseDeepLink(const Text& link);
+  /// An install referrer: claims the install if its time is not over.
+  void parseReferrer(const Text& referrer);
+  /// An install referrer from the host: claims the install where its source or its campaign is left empty.
+  void parseReferrer2(const Text& referrer);
+  /// The URL by which an advertisement opened the application.
+  void setFacebookreferrerData(const Text& url);
+  /// The application's own link within an attribution link, as it stands; "" where there is none.
+  std::string parseAttributionLinkToGetDeeplinkUrl(const Text& link);
+
+  /// Puts what a text's query says into the record, unchecked, as the latest campaign link's or the install's.
+  void recordDeepLink(const Text& link);
+  void recordReferrer(const Text& referrer);
+
+  /// Asks in the hidden web view whether the collector recognises this device. The flag: a deep link started the
+  /// application.
+  void requestFingerPrintByDeeplink(bool deepLink);
+  void requestFingerPrintByDeeplinkInWeb(bool deepLink, std::int64_t qzno);
+  /// The same through the collector's client; at the disposal of hosts, nothing here calls it.
+  void requestFingerPrintByDeeplink(bool deepLink, std::int64_t qzno);
+
+  /// What has claimed the install in this process.
+  Claims claims() const { return referrers_.claims(); }
+  void checkInstallReferrerOrder() { referrers_.checkInstallReferrerOrder(); }
+  void checkToResetDRInfo() { deepLinks_.checkToResetDRInfo(); }
+  void resetDRInfo() { deepLinks_.resetDRInfo(); }
+  void saveDeepLinkWithFingerPrint(const Object& answer) { deepLinks_.saveDeepLinkWithFingerPrint(answer); }
+  /// Does what an answer to an upload says of the conversion value.
+  void updatePostbackConversionValue(const Object& answer);
+  void saveAttributedInfo(const Object& answer);
+  void selfValidation(const std::string& payloads);
+  void requestIadInfo() { searchAds_.requestIadInfo(); }
+  Text getAppleAttributionToken() { return searchAds_.getAppleAttributionToken(); }
+  bool requestIAdDone() const { return searchAds_.requestIAdDone(); }
+
   // ---- timer and sessions (TrackerSession.cpp)
 
   /// Starts the timer that waits for the network clock.
@@ -136,11 +183,41 @@ class Tracker {
   /// Stores "buildMode", which the payload carries as "dev" or "prod".
   void checkDebugMode(bool dev);
 
+  // ---- engagement: the operations of MemberProfile, PushInfo, InternalCampaigns and InAppMessages. What is told
+  // before the stored state can be read is kept until then
+
+  void setUser(const User& user) { member_.setUser(user); }
+  void saveUserLoginInfo() { member_.saveUserLoginInfo(); }
+  void setUserLogout() { member_.setUserLogout(); }
+
+  void saveDeviceToken(const std::optional<std::string>& token) { push_.saveDeviceToken(token); }
+  void setPushId(const std::string& id) { push_.setPushId(id); }
+  void setPushTitle(const std::string& title) { push_.setPushTitle(title); }
+  void setPushClickTime(std::int64_t milliseconds) { push_.setPushClickTime(milliseconds); }
+  void setPushPeriod(std::int64_t days) { push_.setPushPeriod(days); }
+  void setPushExpiredTime(std::int64_t milliseconds) { push_.setPushExpiredTime(milliseconds); }
+  void checkToResetPushInfo() { push_.checkToResetPushInfo(); }
+  void resetPushInfo() { push_.resetPushInfo(); }
+  /// Reports the click on a push to the collector, once, in the background: see NetworkManager.
+  void receiveNotificationWithParams(const Object& params);
+
+  void setInternalCampaign(const InternalCampaign& campaign) { campaigns_.setInternalCampaign(campaign); }
+  void checkToResetInternalCampaign() { campaigns_.checkToResetInternalCampaign(); }
+  void resetInternalCampaign(int slot) { campaigns_.resetInternalCampaign(slot); }
+
+  void setReceivedInAppMessageList(const boost::json::array& messages) {
+    inAppMessages_.setReceivedInAppMessageList(messages);
+  }
+  boost::json::array receivedInAppMessageList() const { return inAppMessages_.receivedInAppMessageList(); }
+  void checkInAppMessageValidation() { inAppMessages_.checkInAppMessageValidation(); }
+  void checkToResetInAppMessage() { inAppMessages_.checkToResetInAppMessage(); }
+  void resetInAppMessage() { inAppMessages_.resetInAppMessage(); }
+
   // ---- the flags of the start-up and the session
 
   bool getZULInitFlag() const { return ZULinitYN_; }
   bool accessTokenRequestDone() const { return accessTokenRequestDone_; }
-  bool fingerPrintRequestDone() const { return fingerPrintRequestDone_; }
+  bool fingerPrintRequestDone() const { return fingerprint_.requestDone(); }
   bool NTPtimeGetDone() const { return NTPtimeGetDone_; }
   bool firstExcute() const { return firstExcute_; }
   bool newSessionYN() const { return newSessionYN_; }
@@ -170,13 +247,14 @@ class Tracker {
   };
 
   bool mustWaitForStore();
+  void whenReadable(std::function<void()> task);
+  void editRecord(const std::function<void(SessionJson&)>& edit);
   bool trackingAnswered();
   void initAgain();
   void start(const Launch& launchOptions);
   void shortStart();
   bool mustWaitForTrackingAnswer();
   void readLaunchLink(const Launch& launchOptions);
-  void followLink();
   void completeStart();
   void releaseEventsBeforeInit();
   bool waitsForStore(const Event& event);
@@ -194,9 +272,13 @@ class Tracker {
   void makeJsonByPage(const Payloads::Pairs& pairs, bool initialized);
   void wrapAndSend(const Payload& session, bool initialized);
   void upload(const Payload& entireJson);
-  void keepAccepted();
+  void takeAccepted(const Object& answer, const std::string& oldest, const std::string& newest,
+                    const std::function<void()>& clear);
+  void keepAccepted(const Object& reported);
+  void resetReportedLinks(const SessionJson& record, const Object& reported);
   void tell(const std::string& what, const std::string& problem);
   UploadQueue::Owner uploadOwner();
+  Fingerprint::Owner fingerprintOwner();
 
   const TrackerServices services_;
   const Log log_;
@@ -206,16 +288,24 @@ class Tracker {
   const std::int64_t useMode_;
   const std::int64_t serviceNumber_;
   SessionController sessionController_;
+  MemberProfile member_;
+  PushInfo push_;
+  InternalCampaigns campaigns_;
+  InAppMessages inAppMessages_;
   NetworkManager networkManager_;
   ErrorReporter errors_;
   Payloads payloads_;
   EarlyEvents earlyEvents_;
   UploadQueue uploads_;
+  DeepLinks deepLinks_;
+  InstallReferrers referrers_;
+  Fingerprint fingerprint_;
+  SearchAds searchAds_;
+  const SKANManager skan_;
 
   std::atomic<bool> newSessionYN_{true};
   std::atomic<bool> accessTokenRequestDone_{false};
   std::atomic<bool> NTPtimeGetDone_{false};
-  std::atomic<bool> fingerPrintRequestDone_{false};
   std::atomic<bool> ZULinitYN_{false};
   std::atomic<bool> firstExcute_{false};
   std::atomic<bool> blockingLogEventCallBeforeInit_{false};

@@ -45,7 +45,7 @@ void Tracker::setATTAuthorizationStatus(std::int64_t status) {
 }
 
 void Tracker::setGpsIsOn(const std::optional<std::string>& gps) {
-  services_.record.edit([&](SessionJson& record) { record.gps = gps; });
+  editRecord([gps](SessionJson& record) { record.gps = gps; });
 }
 
 bool Tracker::trackingAnswered() {

@@ -8,6 +8,7 @@
 #include "Tracker.h"
 #include "ZULReachability.h"
 #include "ZULUtil.h"
+#include "zul/Platform.h"
 #include "zul/platform/Bundle.h"
 
 namespace zul {
@@ -18,6 +19,8 @@ namespace {
 
 constexpr double kCompletionAfter = 5;   // seconds that the token and the fingerprint are waited for
 constexpr double kEarlyEventsAfter = 1;  // seconds from there to the events recorded before initialization
+
+constexpr std::int64_t kParallelServiceNumber = 102;  // of the parallel variant's fingerprint request
 
 constexpr std::string_view kNoAnswer = "Undefined";
 constexpr std::string_view kUrlKey = "UIApplicationLaunchOptionsURLKey";
@@ -59,6 +62,19 @@ bool Tracker::mustWaitForStore() {
   return true;
 }
 
+// What comes before is kept, and has its turn behind the start-up that waits for the same.
+void Tracker::whenReadable(std::function<void()> task) {
+  if (services_.db.isReadable()) {
+    task();
+    return;
+  }
+  services_.db.whenReadable([this, task = std::move(task)] { services_.tasks.async(Queue::main, task, ZUL_HERE); });
+}
+
+void Tracker::editRecord(const std::function<void(SessionJson&)>& edit) {
+  whenReadable([this, edit] { services_.record.edit(edit); });
+}
+
 void Tracker::initAgain() {
   services_.tasks.async(
       Queue::main,
@@ -81,6 +97,7 @@ void Tracker::start(const Launch& launchOptions) {
   if (mustWaitForTrackingAnswer() && addObservers()) return;
   if (zulAuthorizationKey_.boolean("isDebug")) services_.debugMode = 1;
   services_.networkClock.synchronize();
+  if (services_.reachability.isConnectedToNetwork()) requestIadInfo();
   firstExcute_ = !services_.db.documentWithID(install::kDocument).numberForKey(install::kInstallTime);
   auto token = zulAuthorizationKey_.string(appinfo::kAccessToken);
   if (token.value_or("").empty()) {
@@ -91,6 +108,12 @@ void Tracker::start(const Launch& launchOptions) {
 
   log_.debug("launchOptions : " + description(launchOptions), ZUL_HERE);
   readLaunchLink(launchOptions);
+
+  // What has expired while the application was closed.
+  checkToResetPushInfo();
+  checkToResetDRInfo();
+  checkToResetInternalCampaign();
+  checkInAppMessageValidation();
 
   services_.tasks.after(
       kCompletionAfter, Queue::global, [this] { completeStart(); }, ZUL_HERE);
@@ -127,29 +150,32 @@ void Tracker::setATTAlertCheked(const std::string& answer) {
 void Tracker::readLaunchLink(const Launch& launchOptions) {
   if (!launchOptions) {
     log_.debug("DEBUG_ZUL_launchOption_empty", ZUL_HERE);
+    requestFingerPrintByDeeplink(false);
     return;
   }
   if (const auto url = launchOptions->string(kUrlKey); url && !url->empty()) {
     log_.debug("DEBUG_ZUL_deepLinkUrlStr: " + *url, ZUL_HERE);
-    followLink();
+    if (firstExcute_) {
+      requestFingerPrintByDeeplink(true);
+      parseDeepLink(url);
+    } else {
+      fingerprint_.setRequestDone();
+    }
     return;
   }
   if (const auto universalLink = launchOptions->dictionary(kActivitiesKey); !universalLink.empty()) {
     log_.debug("DEBUG_ZUL_universalLink: " + universalLink.json(), ZUL_HERE);
     const auto url = universalLink.dictionary(kActivityKey).string("webpageURL");
     log_.debug("DEBUG_ZUL_universalLinkurl: " + url.value_or("(null)"), ZUL_HERE);
-    followLink();
+    if (firstExcute_) {
+      parseDeepLink(url);
+    } else {
+      fingerprint_.setRequestDone();
+    }
     return;
   }
   log_.debug("DEBUG_ZUL_deeplinkIsNot_universalNot", ZUL_HERE);
-}
-
-void Tracker::followLink() {
-  if (firstExcute_) {
-    log_.info("Attribution is not built yet: the link of the launch is not followed.", ZUL_HERE);
-  } else {
-    fingerPrintRequestDone_ = true;
-  }
+  requestFingerPrintByDeeplink(false);
 }
 
 void Tracker::completeStart() {
@@ -157,9 +183,10 @@ void Tracker::completeStart() {
     if (!NTPtimeGetDone_) setLocalInstallTime();
   });
   log_.info(std::string("accessTokenRequestDone: ") + (accessTokenRequestDone_ ? "1" : "0"), ZUL_HERE);
-  log_.info(std::string("fingerPrintRequestDone: ") + (fingerPrintRequestDone_ ? "1" : "0"), ZUL_HERE);
+  log_.info(std::string("fingerPrintRequestDone: ") + (fingerPrintRequestDone() ? "1" : "0"), ZUL_HERE);
   if (accessTokenRequestDone_) ZULinitYN_ = true;
   log_.debug(std::string("ZULinitYN: ") + (ZULinitYN_ ? "1" : "0"), ZUL_HERE);
+  checkInstallReferrerOrder();
   if (checkNewSession()) beginSessionIfExpired(1);
   if (blockingLogEventCallBeforeInit_.exchange(false)) {
     log_.debug(
@@ -256,7 +283,7 @@ void Tracker::takeToken(const std::optional<std::string>& token) {
 
 void Tracker::requestToken() {
   networkManager_.requestAccessTokenWithServiceNumber(
-      serviceNumber_, services_.bundle->bundleIdentifier(), services_.record.environment().sender(),
+      serviceNumber_, services_.platform.bundle->bundleIdentifier(), services_.record.environment().sender(),
       [this](bool success, const platform::HttpResponse& response) {
         if (!success) {
           tell("The request for an access token did not reach", response.error);
@@ -309,6 +336,7 @@ void Tracker::asyncMultiTask(const std::optional<std::string>& authToken) {
         Queue::main,
         [this] {
           log_.debug("All group tasks are done!", ZUL_HERE);
+          checkInstallReferrerOrder();
           if (checkNewSession()) beginSessionIfExpired(1);
           releaseEventsBeforeInit();
         },
@@ -330,6 +358,7 @@ void Tracker::doAyncTask(int index, const std::optional<std::string>& authToken,
   log_.debug(Tasks::isOnMain() ? "Current thread is main thread" : "Current thread is not main thread", ZUL_HERE);
   if (index == 1) setInstallTimeAndNTP();
   if (index == 2 && services_.reachability.isConnectedToNetwork()) authorizationCheckWithAuthToken(authToken);
+  if (index == 3) requestFingerPrintByDeeplinkInWeb(false, kParallelServiceNumber);
   if (block) block();
 }
 

@@ -173,7 +173,7 @@ void UploadQueue::complete(const Payloads& list, bool success, const platform::H
   const auto answer = NetworkManager::getResponseDictionary(response.body);
   log_.info("RES [SDK <- COLLECTOR_Tracker]: " + (answer ? json::text(*answer) : "(null)"), ZUL_HERE);
   if (answer && json::string(*answer, "code") == wire::kAccepted) {
-    owner_.accepted(*answer, *list.front(), [&] { db_.dequeue(list); });
+    owner_.accepted(*answer, *list.front(), *list.back(), [&] { db_.dequeue(list); });
   } else {
     owner_.kept(answer ? json::string(*answer, "msg") : std::nullopt, "");
   }

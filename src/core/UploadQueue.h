@@ -35,9 +35,10 @@ class UploadQueue {
   struct Owner {
     /// Who sends, asked for each request.
     std::function<Sender()> sender;
-    /// The collector took the list whose first payload is `first`. `clear` removes the list's rows; what the answer
-    /// makes the owner store belongs into the same transaction.
-    std::function<void(const boost::json::object& answer, const std::string& first, const std::function<void()>& clear)>
+    /// The collector took the list, of which these are the oldest and the newest payload. `clear` removes its rows;
+    /// what the answer makes the owner store belongs into the same transaction.
+    std::function<void(const boost::json::object& answer, const std::string& oldest, const std::string& newest,
+                       const std::function<void()>& clear)>
         accepted;
     /// The list is kept: an error log with `reason` is due. `problem` is the transport's, if it had one.
     std::function<void(const std::optional<std::string>& reason, const std::string& problem)> kept;

@@ -1,55 +1,16 @@
 #include "zul/ZULSession.h"
 
-#include <array>
-#include <atomic>
 #include <string>
-#include <string_view>
 
+#include "Boundary.h"
 #include "Facade.h"
-#include "Runtime.h"
-#include "Tracker.h"
+#include "zul/Referrer.h"
 #include "zul/ZULSessionVersion.h"
 
 namespace zul {
 
 const char ZULSessionVersionString[] = "@(#)PROGRAM:ZULSession  PROJECT:ZULSession-1\n";
 const double ZULSessionVersionNumber = 1.0;
-
-namespace {
-
-// The boundary to the host: nothing that `work` throws passes it. Without a Runtime to log to there is
-// nothing left to do.
-template <typename Work>
-void guard(Work&& work, const CallSite& where) noexcept {
-  try {
-    auto& runtime = Runtime::process();
-    runtime.log().guard([&] { work(runtime); }, where);
-  } catch (...) {
-  }
-}
-
-template <typename Work>
-void withTracker(Work&& work, const CallSite& where) noexcept {
-  guard([&](Runtime& runtime) { work(runtime.tracker()); }, where);
-}
-
-// Capabilities whose operations are accepted and have no effect yet. The log says so once for each.
-enum class Missing { attribution, campaigns, member, push };
-constexpr std::array<std::string_view, 4> kMissing = {"Attribution", "Internal campaigns", "The member profile",
-                                                      "Push information"};
-
-void notBuilt(Missing capability, const CallSite& where) noexcept {
-  static std::array<std::atomic<bool>, kMissing.size()> said{};
-  const auto index = static_cast<std::size_t>(capability);
-  if (said[index].exchange(true)) return;
-  guard(
-      [&](Runtime& runtime) {
-        runtime.log().info(std::string(kMissing[index]) + " is not built yet: this call has no effect.", where);
-      },
-      where);
-}
-
-}  // namespace
 
 bool ZULSession::setPlatform(Platform platform) noexcept {
   try {
@@ -91,32 +52,32 @@ void ZULSession::sendTransaction() noexcept {
   withTracker([](Tracker& tracker) { tracker.sendTransaction(); }, ZUL_HERE);
 }
 
-void ZULSession::setUser(const User&) noexcept {
-  notBuilt(Missing::member, ZUL_HERE);
+void ZULSession::setUser(const User& user) noexcept {
+  withTracker([&](Tracker& tracker) { tracker.setUser(user); }, ZUL_HERE);
 }
 void ZULSession::setUserLogout() noexcept {
-  notBuilt(Missing::member, ZUL_HERE);
+  withTracker([](Tracker& tracker) { tracker.setUserLogout(); }, ZUL_HERE);
 }
 
-void ZULSession::setDeepLink(const Text&) noexcept {
-  notBuilt(Missing::attribution, ZUL_HERE);
+void ZULSession::setDeepLink(const Text& link) noexcept {
+  withTracker([&](Tracker& tracker) { tracker.parseDeepLink(link); }, ZUL_HERE);
 }
-void ZULSession::setInstallReferrer(const Referrer&) noexcept {
-  notBuilt(Missing::attribution, ZUL_HERE);
+void ZULSession::setInstallReferrer(const Referrer& referrer) noexcept {
+  withTracker([&](Tracker& tracker) { tracker.parseReferrer2(referrer.referrer); }, ZUL_HERE);
 }
-void ZULSession::setFacebookReferrer(const Text&) noexcept {
-  notBuilt(Missing::attribution, ZUL_HERE);
+void ZULSession::setFacebookReferrer(const Text& referrer) noexcept {
+  withTracker([&](Tracker& tracker) { tracker.parseReferrer(referrer); }, ZUL_HERE);
 }
-void ZULSession::setFacebookreferrerData(const Text&) noexcept {
+void ZULSession::setFacebookreferrerData(const Text& url) noexcept {
   guard([](Runtime& runtime) { runtime.log().debug("setFacebookReferrer start", ZUL_HERE); }, ZUL_HERE);
-  notBuilt(Missing::attribution, ZUL_HERE);
+  withTracker([&](Tracker& tracker) { tracker.setFacebookreferrerData(url); }, ZUL_HERE);
 }
 
-void ZULSession::setPushToken(const Text&) noexcept {
-  notBuilt(Missing::push, ZUL_HERE);
+void ZULSession::setPushToken(const Text& token) noexcept {
+  withTracker([&](Tracker& tracker) { tracker.saveDeviceToken(token); }, ZUL_HERE);
 }
-void ZULSession::setInternalCampaign(const InternalCampaign&) noexcept {
-  notBuilt(Missing::campaigns, ZUL_HERE);
+void ZULSession::setInternalCampaign(const InternalCampaign& campaign) noexcept {
+  withTracker([&](Tracker& tracker) { tracker.setInternalCampaign(campaign); }, ZUL_HERE);
 }
 
 void ZULSession::setIDFA(const std::string& identifier) noexcept {
@@ -155,9 +116,10 @@ void ZULSession::checkDebugMode(bool dev) noexcept {
   withTracker([&](Tracker& tracker) { tracker.checkDebugMode(dev); }, ZUL_HERE);
 }
 
-std::string ZULSession::parseAttributionLinkToGetDeeplinkUrl(const Text&) noexcept {
-  notBuilt(Missing::attribution, ZUL_HERE);
-  return {};
+std::string ZULSession::parseAttributionLinkToGetDeeplinkUrl(const Text& link) noexcept {
+  std::string embedded;
+  withTracker([&](Tracker& tracker) { embedded = tracker.parseAttributionLinkToGetDeeplinkUrl(link); }, ZUL_HERE);
+  return embedded;
 }
 
 void ZULSession::setBlockingLogEventCallBeforeSdkInitComplete(bool blocking) noexcept {

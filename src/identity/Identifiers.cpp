@@ -1,6 +1,5 @@
 #include "Identifiers.h"
 
-#include <charconv>
 #include <utility>
 
 #include "Endpoints.h"
@@ -8,6 +7,7 @@
 #include "Keys.h"
 #include "LocalDB.h"
 #include "NetworkManager.h"
+#include "SystemVersion.h"
 #include "Uuid.h"
 #include "zul/Deployment.h"
 #include "zul/platform/Bundle.h"
@@ -28,13 +28,6 @@ constexpr std::string_view kIdfaItem = "IDFA";
 constexpr std::string_view kAccount = platform::Keychain::kSecAttrAccount;
 
 constexpr int kFirstVersionThatAsks = 14;  // of the system: earlier ones gave the identifier without asking the user
-
-// The digits that a version begins with count: "17.2" is 17.
-bool isAtLeast(const std::string& version, int major) {
-  int number = 0;
-  std::from_chars(version.data(), version.data() + version.size(), number);
-  return number >= major;
-}
 
 }  // namespace
 

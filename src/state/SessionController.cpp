@@ -5,6 +5,7 @@
 #include "Json.h"
 #include "Keys.h"
 #include "LocalDB.h"
+#include "Saturating.h"
 #include "SessionRecord.h"
 #include "Uuid.h"
 #include "ZULUtil.h"
@@ -18,12 +19,6 @@ using namespace keys;
 
 constexpr const char* kNo = "N";
 
-/// a + b, or a alone when what a damaged document holds would take the sum out of range.
-std::int64_t sum(std::int64_t a, std::int64_t b) {
-  std::int64_t result = 0;
-  return __builtin_add_overflow(a, b, &result) ? a : result;
-}
-
 }  // namespace
 
 // ---- a new session
@@ -36,7 +31,7 @@ void SessionController::resetVtTz() {
   const auto offset = db_.documentWithID(install::kDocument).integerForKey(install::kTimeOffset);
   const auto now = json::truncate(util_.currentTimeSecMulti1000());
   db_.update(behavior::kDocument,
-             [&](MutableDocument& document) { document.setInteger(sum(now, offset), behavior::kVtTz); });
+             [&](MutableDocument& document) { document.setInteger(saturatedSum(now, offset), behavior::kVtTz); });
 }
 
 void SessionController::updateIsVisitNew() {
@@ -82,28 +77,25 @@ void SessionController::updateUdVt() {
   db_.updateExisting(behavior::kDocument, [&](MutableDocument& document) {
     const double now = util_.currentTimeSec();
     const auto days = ZULUtil::days(document.numberForKey(behavior::kRecentSessionTimeSec).value_or(now), now);
-    const auto candidate = sum(document.integerForKey(behavior::kUserCriteriaVisit), 1);
+    const auto candidate = saturatedSum(document.integerForKey(behavior::kUserCriteriaVisit), 1);
     document.setInteger(days < periodDays ? candidate : 1, behavior::kUserCriteriaVisit);
   });
 }
 
-void SessionController::increment(std::string_view key) {
-  db_.updateExisting(behavior::kDocument,
-                     [&](MutableDocument& document) { document.setInteger(sum(document.integerForKey(key), 1), key); });
+void SessionController::increment(MutableDocument& document, std::string_view key) {
+  document.setInteger(saturatedSum(document.integerForKey(key), 1), key);
 }
 
 void SessionController::updateLtvt() {
-  increment(behavior::kLifeCriteriaVisit);
-}
-void SessionController::updateLtRvnVt() {
-  increment(behavior::kSpendingVisitToPurchase);
+  db_.updateExisting(behavior::kDocument,
+                     [](MutableDocument& document) { increment(document, behavior::kLifeCriteriaVisit); });
 }
 
 void SessionController::updateLtVi() {
   db_.updateExisting(behavior::kDocument, [&](MutableDocument& document) {
     const double recent = document.numberForKey(behavior::kRecentSessionTimeSec).value_or(0);
     const auto gap = ZULUtil::days(recent, util_.currentTimeSec());
-    document.setInteger(recent != 0 ? sum(document.integerForKey(behavior::kLifeVisitInterval), gap) : 0,
+    document.setInteger(recent != 0 ? saturatedSum(document.integerForKey(behavior::kLifeVisitInterval), gap) : 0,
                         behavior::kLifeVisitInterval);
   });
 }
@@ -117,19 +109,6 @@ void SessionController::saveRecentSessionTimeSec() {
 void SessionController::saveSessionExpireTime() {
   db_.update(behavior::kDocument, [&](MutableDocument& document) {
     document.setDouble(util_.currentTimeSec() + kSessionSeconds, behavior::kSessionExpireSec);
-  });
-}
-
-void SessionController::checkToResetUdRvnc() {
-  const auto periodDays =
-      db_.documentWithID(appinfo::kDocument).integerForKey(appinfo::kExpireDate);  // the record's _qzUdays
-  db_.updateExisting(behavior::kDocument, [&](MutableDocument& document) {
-    auto count = document.integerForKey(behavior::kUserCriteriaPurchase);
-    if (const auto last = document.numberForKey(behavior::kLastPurchaseTimeSec)) {
-      if (periodDays <= ZULUtil::days(*last, util_.currentTimeSec())) count = 0;
-    }
-    document.setInteger(count, behavior::kUserCriteriaPurchase);
-    record_.show<&SessionJson::udRvnc>();
   });
 }
 
@@ -221,23 +200,31 @@ void SessionController::updateSkAdadCurValue(std::int64_t value) {
 }
 
 void SessionController::updateAlreadySeenMessageId(const std::string& id) {
-  record_.set<&SessionJson::alreadySeenCampaignId>(id);
-  db_.afterCommit([this, id] { log_.debug("alreadySeenMeesageId : " + id, ZUL_HERE); });
+  db_.whenReadable([this, id] {
+    record_.set<&SessionJson::alreadySeenCampaignId>(id);
+    db_.afterCommit([this, id] { log_.debug("alreadySeenMeesageId : " + id, ZUL_HERE); });
+  });
 }
 
 void SessionController::updateInamId(const std::string& id) {
-  record_.set<&SessionJson::inamId>(id);
-  db_.afterCommit([this, id] { log_.debug("current inamId : " + id, ZUL_HERE); });
+  db_.whenReadable([this, id] {
+    record_.set<&SessionJson::inamId>(id);
+    db_.afterCommit([this, id] { log_.debug("current inamId : " + id, ZUL_HERE); });
+  });
 }
 
 void SessionController::updateInamClkTime(std::int64_t milliseconds) {
-  record_.set<&SessionJson::inamClkTime>(milliseconds);
-  db_.afterCommit([this, milliseconds] { log_.debug("inamClkTime : " + std::to_string(milliseconds), ZUL_HERE); });
+  db_.whenReadable([this, milliseconds] {
+    record_.set<&SessionJson::inamClkTime>(milliseconds);
+    db_.afterCommit([this, milliseconds] { log_.debug("inamClkTime : " + std::to_string(milliseconds), ZUL_HERE); });
+  });
 }
 
 void SessionController::updateInamExpireTime(std::int64_t milliseconds) {
-  record_.set<&SessionJson::inamExpireTime>(milliseconds);
-  db_.afterCommit([this, milliseconds] { log_.debug("inamExpireTime : " + std::to_string(milliseconds), ZUL_HERE); });
+  db_.whenReadable([this, milliseconds] {
+    record_.set<&SessionJson::inamExpireTime>(milliseconds);
+    db_.afterCommit([this, milliseconds] { log_.debug("inamExpireTime : " + std::to_string(milliseconds), ZUL_HERE); });
+  });
 }
 
 void SessionController::updateSesssionAboutEnvironment() {

@@ -35,12 +35,6 @@ void applyDefault(std::int64_t& value, const WhenAbsent& otherwise) {
 template <typename T>
 void applyDefault(T&, const WhenAbsent&) {}
 
-template <typename T>
-bool same(const T& a, const T& b) {
-  if constexpr (std::is_same_v<T, boost::json::value>) return json::equal(a, b);
-  return a == b;
-}
-
 // Calls `use` with the place of a stored field's value in the record.
 template <typename Use>
 void withPlace(const Field& field, const Use& use) {
@@ -223,26 +217,32 @@ void SessionRecord::store(const Field& field, const FieldValue& value) {
 }
 
 void SessionRecord::showDocument(std::string_view document) {
-  for (const auto& field : fields()) {
-    if (field.from == From::store && field.document == document) show(field);
-  }
+  show(document, [](const Field& field) { return field.from == From::store; });
 }
 
-// Whoever writes looks again afterwards, so that of several threads at once the last commit is what stays shown.
 void SessionRecord::show(const Field& field) {
-  db_.afterCommit([this, &field] {
-    withPlace(field, [&]<typename T>(const InRecord<T>& place) {
-      const auto stored = [&] {
-        auto value = read<T>(db_.documentWithID(field.document), field.key);
-        applyDefault(value, field.whenAbsent);
-        return value;
-      };
-      std::optional<T> shown;
-      for (auto value = stored(); !shown || !same(*shown, value); value = stored()) {
-        editExisting([&](SessionJson& record) { place.edit(record) = value; });
-        shown = std::move(value);
-      }
-    });
+  show(field.document, [&field](const Field& other) { return &other == &field; });
+}
+
+// In one edit, so that no payload has half of it. Whoever writes looks again afterwards, so that of several threads at
+// once the last commit is what stays shown.
+void SessionRecord::show(std::string_view document, const std::function<bool(const Field&)>& shows) {
+  db_.afterCommit([this, document, shows] {
+    for (std::optional<Document> shown; true;) {
+      const auto stored = db_.documentWithID(document);
+      if (shown && stored.isSame(*shown)) return;
+      editExisting([&](SessionJson& record) {
+        for (const auto& field : fields()) {
+          if (field.document != document || !shows(field)) continue;
+          withPlace(field, [&]<typename T>(const InRecord<T>& place) {
+            auto value = read<T>(stored, field.key);
+            applyDefault(value, field.whenAbsent);
+            place.edit(record) = std::move(value);
+          });
+        }
+      });
+      shown = stored;
+    }
   });
 }
 

@@ -66,7 +66,7 @@ class SessionRecord {
     show(fieldOf(at<path...>()));
   }
 
-  /// The same for all that is kept in a document.
+  /// The same for all that a record is made of out of a document, named by a literal.
   void showDocument(std::string_view document);
 
   /// Looks at the device anew and has the current record, if there is one, show what it saw.
@@ -82,6 +82,7 @@ class SessionRecord {
   void showChanges() ZUL_REQUIRES(mutex_);
   void store(const Field& field, const FieldValue& value);
   void show(const Field& field);
+  void show(std::string_view document, const std::function<bool(const Field&)>& shows);
 
   LocalDB& db_;
   Identifiers& identifiers_;

@@ -20,6 +20,8 @@ class Document {
 
   /// False when no document is stored under the id.
   bool exists() const { return members_ != nullptr; }
+  /// Whether this is the very snapshot that `other` is: nothing was written in between.
+  bool isSame(const Document& other) const { return members_ == other.members_; }
 
   std::optional<std::string> stringForKey(std::string_view key) const;
   std::int64_t integerForKey(std::string_view key) const noexcept;

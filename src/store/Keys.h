@@ -32,6 +32,7 @@ inline constexpr std::string_view kLifeCriteriaPurchase = "lifeCriteriaPurchase"
 inline constexpr std::string_view kLastPurchaseTimeSec = "lastPurchaseTimeSec";  // read and never written
 inline constexpr std::string_view kLifePurchaseInterval = "lifePurchaseInterval";
 inline constexpr std::string_view kLifePurchaseAmount = "lifePurchaseAmount";
+inline constexpr std::string_view kSpendingTimeToPurchase = "spendingTimeToPurchase";  // s
 inline constexpr std::string_view kSpendingVisitToPurchase = "spendingVisitToPurchase";
 inline constexpr std::string_view kLastPurchaseNo = "lastPurchaseNo";
 inline constexpr std::string_view kIsFirstPurchase = "isFirstPurchase";  // Y/N
@@ -85,6 +86,8 @@ inline constexpr std::string_view kQzref = "qzref";
 inline constexpr std::string_view kIsDrUpdate = "isDrUpdate";  // Y/N
 inline constexpr std::string_view kOpenDl = "openDl";
 inline constexpr std::string_view kLatestGcmpid = "latestGcmpid";
+inline constexpr std::string_view kItp = "itp";                    // the link's own, which nothing reads
+inline constexpr std::string_view kDRExpireTime = "DRExpireTime";  // seconds; none when there is nothing to expire
 }  // namespace deeplink
 
 /// Where the install came from.
@@ -101,6 +104,12 @@ inline constexpr std::string_view kItclkTime = "itclkTime";  // ms
 inline constexpr std::string_view kInstallReferrer = "installReferrer";
 inline constexpr std::string_view kIsIrUpdate = "isIrUpdate";  // Y/N
 }  // namespace installreferrer
+
+/// When the latest evidence arose.
+namespace attributedtime {
+inline constexpr std::string_view kDocument = "AttributedTimeInfo";
+inline constexpr std::string_view kResponseTime = "responseTime";  // ms: only a later click is heeded
+}  // namespace attributedtime
 
 namespace attribution {
 inline constexpr std::string_view kDocument = "AttributionInfo";
@@ -119,7 +128,9 @@ inline constexpr std::string_view kPushId = "pushId";
 inline constexpr std::string_view kPushTitle = "pushTitle";
 inline constexpr std::string_view kPushCkTime = "pushCkTime";  // ms
 inline constexpr std::string_view kPushPeriod = "pushPeriod";
-inline constexpr std::string_view kPushExpireTime = "pushExpireTime";  // read by the record and never written
+inline constexpr std::string_view kPushExpiredTime = "pushExpiredTime";  // ms; when the push stops to count
+inline constexpr std::string_view kPushExpireTime = "pushExpireTime";    // read by the record and never written
+inline constexpr std::string_view kSaveToken = "saveToken";              // "Y" once a token was stored
 }  // namespace notification
 
 namespace inapp {
@@ -128,6 +139,14 @@ inline constexpr std::string_view kAlreadySeenCampaignId = "alreadySeenCampaignI
 inline constexpr std::string_view kInamId = "inamId";
 inline constexpr std::string_view kInamClkTime = "inamClkTime";        // ms
 inline constexpr std::string_view kInamExpireTime = "inamExpireTime";  // ms
+inline constexpr std::string_view kReceivedInAppMessageList = "receivedInAppMessageList";
+
+/// Of a message in that list.
+inline constexpr std::string_view kMk = "mk";              // its key
+inline constexpr std::string_view kViewTime = "viewTime";  // ms
+inline constexpr std::string_view kDateType = "dateType";  // "D", "W" or "M"
+inline constexpr std::string_view kFrequencyLimitDay = "frequencyLimitDay";
+inline constexpr std::string_view kEnd = "end";  // ms
 }  // namespace inapp
 
 /// Ten slots, each key with the slot's number behind it: "inrc1", "inrcTime1" (ms), "inrcDt1" (days).

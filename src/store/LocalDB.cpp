@@ -75,7 +75,7 @@ bool LocalDB::load() {
   std::list<Writes> aside(1);
   for (auto& row : stored.rows) {
     if (row.key == keys::queue::kDocument) continue;  // an older library's, for `loadQueue`
-    if (auto object = json::parseObject(row.text)) {
+    if (auto object = json::parseObject(row.text, json::kMaxPayloadDepth)) {
       documents.emplace(row.key, std::make_shared<const boost::json::object>(std::move(*object)));
       continue;
     }

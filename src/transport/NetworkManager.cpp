@@ -67,6 +67,23 @@ std::string_view withoutByteOrderMark(std::string_view text) {
   return text.starts_with(kMark) ? text.substr(kMark.size()) : text;
 }
 
+// `sender` is null where the request's own headers tell who sends it.
+std::string fingerPrintBody(const FingerprintQuery& query, const Sender* sender) {
+  boost::json::object postDic;
+  postDic["_qzno"] = query.qzno;
+  setIfPresent(postDic, "advtId", query.advtId);
+  if (sender) {
+    postDic["phone"] = sender->phone;
+    postDic["os"] = sender->os;
+  }
+  postDic["vendorId"] = query.vendorId;
+  if (query.firstExcute) {
+    postDic["isNew"] = true;
+    setIfPresent(postDic, "clickTime", query.clickTime);
+  }
+  return json::text(postDic);
+}
+
 std::string userAgent(const Sender& sender) {
   return fmt::format("{}/{}/{}/{}", wire::kUserAgentProduct, kSdkVersion, sender.phone, sender.os);
 }
@@ -128,23 +145,24 @@ void NetworkManager::receiveNotificationWithParams(const boost::json::object& pa
 void NetworkManager::requestFingerPrintWithQzno(const FingerprintQuery& query, const Sender& sender,
                                                 Completion completion) {
   start(Success::noErrorAndBody, std::move(completion), [&] {
-    boost::json::object postDic;
-    postDic["_qzno"] = query.qzno;
-    setIfPresent(postDic, "advtId", query.advtId);
-    postDic["phone"] = sender.phone;
-    postDic["os"] = sender.os;
-    postDic["vendorId"] = query.vendorId;
-    if (query.firstExcute) {
-      postDic["isNew"] = true;
-      setIfPresent(postDic, "clickTime", query.clickTime);
-    }
-    auto body = json::text(postDic);
+    auto body = fingerPrintBody(query, &sender);
     log_.debug("userAgent in requestFingerPrintWithQzno : " + userAgent(sender), ZUL_HERE);
     log_.debug("postDic in requestFingerPrintWithQzno : " + body, ZUL_HERE);
     auto fingerPrint = request(wire::kFingerprint, "", sender);
     fingerPrint.body = std::move(body);
     return fingerPrint;
   });
+}
+
+HttpRequest NetworkManager::webFingerPrintRequest(const FingerprintQuery& query, const std::string& trackingHost) {
+  HttpRequest request;
+  request.method = wire::kFingerprint.method;
+  request.url = fmt::format("{}{}", trackingHost, wire::kFingerprint.path);
+  request.caFile = caFile_;
+  addHeader(request, wire::kAuthType, authType(wire::kFingerprint.authWord));
+  request.body = fingerPrintBody(query, nullptr);
+  log_.debug("postDic in requestFingerPrintWithQzno : " + *request.body, ZUL_HERE);
+  return request;
 }
 
 bool NetworkManager::fitsHeader(std::string_view value) {

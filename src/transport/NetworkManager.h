@@ -75,6 +75,9 @@ class NetworkManager {
   /// Asks which ad click this device made. Success also needs an answer that has a body.
   void requestFingerPrintWithQzno(const FingerprintQuery& query, const Sender& sender, Completion completion);
 
+  /// The same question for a web view to ask, at `trackingHost`: without phone and system, which its own headers tell.
+  platform::HttpRequest webFingerPrintRequest(const FingerprintQuery& query, const std::string& trackingHost);
+
   /// Percent-encodes everything but ASCII letters, digits and "-._~"; none when `text` is not UTF-8.
   static std::optional<std::string> changeURLEncoding(std::string_view text);
 

@@ -41,6 +41,36 @@ TEST_F(AnswersTest, ListRunsOnceAndItsLastAnswerRepeats) {
   EXPECT_EQ(ask(Endpoint::upload)->body, R"({"code":"RES001","msg":"OK"})");
 }
 
+// What was given is gone from the list, but for the answer that repeats; what is queued comes before that.
+TEST_F(AnswersTest, QueueTellsWhatIsToComeAndTakesMore) {
+  const auto post = [&](const std::string& how, const std::string& answers) {
+    return collector::ask(collector.port(), {"POST", "/inspect/answers" + how, {}, answers})->status;
+  };
+  const auto queue = [&] { return collector::ask(collector.port(), {"GET", "/inspect/answers", {}, ""})->body; };
+  const auto only = [](const std::string& upload, const std::string& token) {
+    return R"({"token":)" + token + R"(,"upload":)" + upload +
+           R"(,"errorlog":[],"pushclick":[],"fingerprint":[],"appstore":[]})";
+  };
+  EXPECT_EQ(queue(), only("[]", "[]"));
+  EXPECT_EQ(post("/once", R"({"upload":[{"status":500},{"close":true}]})"), 200);
+  EXPECT_EQ(post("/once", R"({"upload":[{"status":502,"body":{"raw":"{\"a\": 1}"}}]})"), 200);
+  EXPECT_EQ(post("/each", R"({"token":[{"body":{"raw":7},"delay":1},{"body":{"raw":"x","b":1.0}}]})"), 400);
+  EXPECT_EQ(post("/each", R"({"token":[{"delay":1},{"body":{"raw":"{\"raw\":7}"}}]})"), 200);
+  EXPECT_EQ(ask(Endpoint::upload)->status, 500);
+  EXPECT_FALSE(ask(Endpoint::upload));
+  const auto left =
+      only(R"([{"body":{"raw":"{\"a\": 1}"},"status":502},{}])", R"([{"delay":1},{"body":{"raw":"{\"raw\":7}"}}])");
+  EXPECT_EQ(queue(), left);
+  EXPECT_EQ(post("", queue()), 200);
+  EXPECT_EQ(queue(), left);
+  EXPECT_EQ(ask(Endpoint::upload)->body, R"({"a": 1})");
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(ask(Endpoint::upload)->status, 200);
+  EXPECT_EQ(post("/each", R"({"upload":[{"status":201}]})"), 200);
+  EXPECT_EQ(ask(Endpoint::upload)->status, 201);
+  EXPECT_EQ(ask(Endpoint::token)->status, 200);
+  EXPECT_EQ(ask(Endpoint::token)->body, R"({"raw":7})");
+}
+
 TEST_F(AnswersTest, DelayHoldsUpNobodyElse) {
   collector.setAnswers(R"({"upload":[{"delay":3600000}], "token":[{"delay":1}]})");
   std::vector<CollectorClient> waiting;

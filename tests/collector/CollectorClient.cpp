@@ -36,15 +36,29 @@ std::optional<WireReply> CollectorClient::receive() {
       whole = headEnd + 4 + (length < headEnd ? std::strtoul(pending_.c_str() + length + 16, nullptr, 10) : 0);
     }
     if (pending_.size() >= whole) break;
-    char piece[4096];
-    const auto got = ::recv(socket_.get(), piece, sizeof piece, 0);
-    if (got <= 0) return std::nullopt;
-    pending_.append(piece, static_cast<std::size_t>(got));
+    if (!receiveMore()) return std::nullopt;
   }
   WireReply reply{std::atoi(pending_.c_str() + sizeof "HTTP/1.1"), pending_.substr(0, headEnd),
                   pending_.substr(headEnd + 4, whole - headEnd - 4)};
   pending_.erase(0, whole);
   return reply;
+}
+
+std::optional<std::string> CollectorClient::receiveUpTo(std::string_view text) {
+  std::size_t at = 0;
+  while ((at = pending_.find(text)) == std::string::npos) {
+    if (!receiveMore()) return std::nullopt;
+  }
+  auto piece = pending_.substr(0, at + text.size());
+  pending_.erase(0, at + text.size());
+  return piece;
+}
+
+bool CollectorClient::receiveMore() {
+  char piece[4096];
+  const auto got = ::recv(socket_.get(), piece, sizeof piece, 0);
+  if (got > 0) pending_.append(piece, static_cast<std::size_t>(got));
+  return got > 0;
 }
 
 std::optional<WireReply> CollectorClient::ask(const WireRequest& request) {

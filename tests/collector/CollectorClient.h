@@ -40,8 +40,12 @@ class CollectorClient {
   /// None when the connection ends before there is a whole answer.
   std::optional<WireReply> receive();
   std::optional<WireReply> ask(const WireRequest& request);
+  /// All that comes up to `text` and with it; none when the connection ends before.
+  std::optional<std::string> receiveUpTo(std::string_view text);
 
  private:
+  bool receiveMore();
+
   test::Descriptor socket_;
   std::string pending_;
 };

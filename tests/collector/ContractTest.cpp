@@ -196,7 +196,7 @@ TEST_F(ContractTest, BodyIsRecordedWhenOnlyAHeaderIsWrong) {
 
 TEST_F(ContractTest, UnknownPathsAreNotFound) {
   CollectorClient client(collector.port());
-  for (const auto* target : {"/", "/zul/v1/errorRcv.do", "/inspect/nothing", "/zul/v1/dataRcv.do/", "//lookup"}) {
+  for (const auto* target : {"/page", "/zul/v1/errorRcv.do", "/inspect/nothing", "/zul/v1/dataRcv.do/", "//lookup"}) {
     const auto reply = client.ask({"GET", target, {}, ""});
     ASSERT_TRUE(reply) << target;
     EXPECT_EQ(reply->status, 404) << target;

@@ -133,7 +133,7 @@ TEST_F(JudgeTest, ComparesWithWhatWasAcceptedBefore) {
 TEST_F(JudgeTest, PayloadsAreToldApartWhateverTheirTextsHold) {
   judged(R"( [ {"a":"\\"} , {"b":"\"},{ ]\\\"","c":[{"d":[]}]}, {"e":"} ,"} ] )");
   const auto recorded = collector.requests().back();
-  EXPECT_EQ(recorded->payloads, 3u);
+  EXPECT_EQ(recorded->payloads.size(), 3u);
   EXPECT_EQ(recorded->bodyText, R"([{"a":"\\"},{"b":"\"},{ ]\\\"","c":[{"d":[]}]},{"e":"} ,"}])");
 }
 

@@ -19,7 +19,7 @@ with_pkg_config() {
 }
 
 without=()
-for package in SQLite3 CURL OpenSSL ZLIB fmt Boost PkgConfig; do
+for package in SQLite3 CURL OpenSSL ZLIB LibXml2 fmt Boost PkgConfig; do
   without+=("-DCMAKE_DISABLE_FIND_PACKAGE_$package=ON")
 done
 
@@ -51,7 +51,7 @@ needed=$(readelf -d "$work/consumer" | grep NEEDED)
 unwanted='libzulsession'
 if [[ $way == *-shared ]]; then
   grep -q 'libzulsession' <<<"$needed"
-  unwanted='boost|curl|sqlite|crypto|fmt|plist|systemd'
+  unwanted='boost|curl|sqlite|crypto|fmt|plist|systemd|xml2'
 fi
 if grep -E "$unwanted" <<<"$needed"; then
   echo "the program should not need that"

@@ -226,7 +226,7 @@ TEST_F(UploadTest, AnAcceptedListLeavesInTheCommitOfItsConsequences) {
   UploadQueue queue(db, network, tasks, log,
                     {.sender = [] { return Sender(); },
                      .accepted =
-                         [&](const auto&, const std::string& first, const std::function<void()>& clear) {
+                         [&](const auto&, const std::string& first, const auto&, const std::function<void()>& clear) {
                            db.transaction([&] {
                              clear();
                              db.update("AttributionInfo",
@@ -260,12 +260,13 @@ TEST_F(UploadTest, ARequestThatNeverEndsIsGivenUpAfterEightDays) {
   NetworkManager network(http, tasks, phone.sim.platform().deployment, log, {});
   double now = 0;
   auto& db = phone.process().db();
-  UploadQueue queue(db, network, tasks, log,
-                    {.sender = [] { return Sender(); },
-                     .accepted = [](const auto&, const auto&, const std::function<void()>& clear) { clear(); },
-                     .kept = [](const auto&, const auto&) {},
-                     .completed = [] {},
-                     .now = [&] { return now; }});
+  UploadQueue queue(
+      db, network, tasks, log,
+      {.sender = [] { return Sender(); },
+       .accepted = [](const auto&, const auto&, const auto&, const std::function<void()>& clear) { clear(); },
+       .kept = [](const auto&, const auto&) {},
+       .completed = [] {},
+       .now = [&] { return now; }});
   const auto send = [&](const std::string& event) {
     queue.send({R"({"SESSION":{"event":")" + event + "\"}}"});
     phone.sim.dispatcher->run();

@@ -1,14 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <stdexcept>
+#include <utility>
 
 #include "Facade.h"
 #include "Runtime.h"
 #include "SimulatedPhone.h"
 #include "Tracker.h"
+#include "zul/CustomWKWebViewConfiguration.h"
 #include "zul/ZULDebugger.h"
 #include "zul/ZULSession.h"
 #include "zul/ZULSessionVersion.h"
+#include "zul/platform/WebView.h"
 
 namespace zul {
 namespace {
@@ -84,6 +88,60 @@ TEST_F(FacadeTest, TheDeferredCallbackCanComeOnTheMainQueue) {
     phone.sim.dispatcher->advance(6);
     EXPECT_EQ(called, (std::vector<bool>{onMain}));
   }
+}
+
+TEST_F(FacadeTest, TheHostsUserAgentIsTheCustomOneOrWhatItsScriptSays) {
+  auto& carrier = phone.process().webView();
+  auto& behaviour = phone.sim.webViews->behaviour();
+  const auto captured = [&] {
+    carrier.setClientUserAgentString(phone.sim.webViews->hostWebView());
+    phone.sim.dispatcher->run();
+    return carrier.clientUserAgent();
+  };
+  carrier.setClientUserAgentString(nullptr);
+  behaviour.scriptError = "no script";
+  EXPECT_EQ(captured(), std::nullopt);
+  behaviour.customUserAgent = " Shop/1 \n";
+  EXPECT_EQ(captured(), " Shop/1 \n");
+  behaviour.customUserAgent = " \t\n";
+  EXPECT_EQ(captured(), " Shop/1 \n");
+  behaviour.scriptError.clear();
+  behaviour.customUserAgent.reset();
+  behaviour.scriptDelay = 3;  // nobody else holds the web view
+  EXPECT_EQ(captured(), " Shop/1 \n");
+  phone.sim.dispatcher->advance(3);
+  EXPECT_EQ(carrier.clientUserAgent(), "Mozilla/5.0 (simulated)");
+
+  phone.initialize();
+  phone.sim.dispatcher->advance(6);
+  EXPECT_EQ(test::session(phone.uploads()[0][0]).at("clientUserAgent"), "Mozilla/5.0 (simulated)");
+}
+
+TEST_F(FacadeTest, AWebViewThatThrowsOrAnswersTheDeadIsNoTrouble) {
+  struct Thrower final : platform::WebView {
+    std::optional<std::string> customUserAgent() override {
+      if (throws) throw std::invalid_argument("no window");
+      return std::nullopt;
+    }
+    void setNavigationDelegate(NavigationDelegate) override {}
+    void load(platform::HttpRequest) override {}
+    bool isLoading() override { return false; }
+    void evaluateJavaScript(const std::string&, ScriptCompletion given) override { completion = std::move(given); }
+    bool throws = true;
+    ScriptCompletion completion;
+  };
+  const auto webView = std::make_shared<Thrower>();
+  phone.process().webView().setClientUserAgentString(webView);
+  phone.sim.dispatcher->run();
+  EXPECT_EQ(logged("Error: std::invalid_argumentno window"), 1U);
+  EXPECT_EQ(phone.process().webView().clientUserAgent(), std::nullopt);
+
+  webView->throws = false;
+  phone.process().webView().setClientUserAgentString(webView);
+  phone.sim.dispatcher->run();
+  phone.endProcess();
+  const auto completion = std::exchange(webView->completion, nullptr);
+  completion("too late", "");
 }
 
 // What a host has who cannot afford to wait.

@@ -58,6 +58,12 @@ class Watchdog {
   std::thread thread_;
 };
 
+User member(const std::string& value) {
+  User user;
+  user.memberId = user.memberGrade = user.attribute1 = user.signupTp = value;
+  return user;
+}
+
 class ConcurrencyTest : public testing::Test {
  protected:
   ConcurrencyTest() {
@@ -105,16 +111,29 @@ class ConcurrencyTest : public testing::Test {
           ZULSession::initializationWithWebViewConfiguration(std::nullopt, Application{},
                                                              std::make_shared<WebViewConfiguration>());
         },
-        [] { ZULSession::setUser(User{}); },
+        [] { ZULSession::setUser(member("m")); },
         [] { ZULSession::setUserLogout(); },
-        [] { ZULSession::setDeepLink("app://x?zs=a"); },
+        [] { ZULSession::setDeepLink("app://x?_qzs=a&_qzc=b"); },
         [] {
-          ZULSession::setInstallReferrer(Referrer{{}, "zs%3Da", {}});
+          ZULSession::setInstallReferrer(Referrer{{}, "_qzs=&_qzc=a&_qzclkTime=5", {}});
         },
-        [] { ZULSession::setFacebookReferrer("al=x"); },
+        [] { ZULSession::setFacebookReferrer("_qzs=a&_qzc=b&_qzckp=99999999999&_qzclkTime=5"); },
         [] { ZULSession::setFacebookreferrerData("app://x"); },
         [] { ZULSession::setPushToken("push"); },
-        [] { ZULSession::setInternalCampaign(InternalCampaign{}); },
+        [] {
+          InternalCampaign campaign;
+          campaign.setInternalCampaign3("code", 1);
+          ZULSession::setInternalCampaign(campaign);
+        },
+        [] {
+          auto& tracker = Tracker::sharedInstance();
+          tracker.checkToResetPushInfo();
+          tracker.checkToResetInternalCampaign();
+          tracker.setReceivedInAppMessageList({{{"mk", "a"}}});
+          tracker.checkInAppMessageValidation();
+          tracker.sessionController().updateUdRvnc();
+          tracker.sessionController().updateLastOrderNoWithOrderNo("order");
+        },
         [] { ZULSession::setIDFA("11111111-2222-3333-4444-555555555555"); },
         [] { ZULSession::denyATT(); },
         [] { ZULSession::setATTAuthorizationStatus(3); },
@@ -184,6 +203,18 @@ TEST_F(ConcurrencyTest, AnyOperationOnAnyThreadAtAnyTime) {
   const auto stored = Runtime::process().db().documentWithID("Behavior").stringForKey("piTrace");
   EXPECT_EQ(Runtime::process().record().sharedInstance()->piTrace, stored);
   EXPECT_EQ(log->count("| QuorLog / E |"), log->count("did not reach the collector"));
+
+  InternalCampaign campaign;
+  campaign.setInternalCampaign5("five", 1);
+  ZULSession::setInternalCampaign(campaign);
+  ZULSession::setPushToken("last");
+  ZULSession::setUser(member("last"));
+  const auto session = ZULSession::getSessionData();
+  for (const auto* key : {"pushtk", "mbid", "mbl", "ut1"}) EXPECT_EQ(session.string(key), "last") << key;
+  EXPECT_EQ(session.string("inrc5"), "five");
+  EXPECT_EQ(session.string("sx"), std::nullopt);
+  ZULSession::setUserLogout();
+  EXPECT_EQ(ZULSession::getSessionData().string("sx"), "");
   std::cout << reported.size() << " numbered events in " << collector.counts().total << " requests\n";
 }
 
@@ -222,6 +253,34 @@ TEST(RecordConcurrencyTest, ShowsOneSessionWhileAnotherBegins) {
     EXPECT_EQ(record->vtTz, record->ltvt);
   }
   sessions.join();
+}
+
+// A record shows one member as a whole while others sign in and sessions begin, and in the end the one that is stored.
+TEST(RecordConcurrencyTest, ShowsOneMemberWhileAnotherSignsIn) {
+  const TemporaryFolder folder;
+  HostPlatform host({.data = folder.path("store"),
+                     .bundle = folder.path(),
+                     .collector = "http://127.0.0.1:9",
+                     .log = std::make_shared<KeptLog>()});
+  Runtime runtime(std::move(host.platform));
+  runtime.db().update("Identify", [](MutableDocument& identify) { identify.setInteger(1, "appId"); });
+  std::atomic<int> working = 3;
+  std::vector<std::thread> threads;
+  for (int n = 0; n < 3; ++n) {
+    threads.emplace_back([&, n] {
+      for (int call = 0; call < kCalls; ++call) {
+        runtime.tracker().setUser(member(std::to_string(n)));
+        if (call % 16 == 0) runtime.record().clearInstance();
+      }
+      --working;
+    });
+  }
+  while (working > 0) {
+    const auto record = runtime.record().sharedInstance();
+    for (const auto& value : {record->mbl, record->ut[0], record->signupTp}) EXPECT_EQ(value, record->mbid);
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(runtime.record().sharedInstance()->mbid, runtime.db().documentWithID("UserInfo").stringForKey("memberId"));
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <boost/json.hpp>
+
 #include "Json.h"
 #include "Simulator.h"
 
@@ -38,6 +40,9 @@ class CommandTest : public testing::Test {
 TEST_F(CommandTest, WhatCannotBeDoneIsToldWithItsReason) {
   const std::pair<std::string, std::string> cases[] = {
       {"lanch", "no such command"},
+      {"explain ltVt2", "there is no key ltVt2; did you mean ltvt?"},
+      {"explain qwertyuiop", "help explain lists them"},
+      {"explain", "no payload has been sent yet"},
       {"device", "the values is missing"},
       {"device {\"modle\":\"x\"}", "the device has no modle"},
       {"device {\"screenScale\":\"3\"}", "screenScale must be a number"},
@@ -69,7 +74,6 @@ TEST_F(CommandTest, WhatCannotBeDoneIsToldWithItsReason) {
       {"collector uploads {}", "no endpoint uploads"},
       {"collector upload {\"status\":\"500\"}", "status must be"},
       {"collector upload {\"delay\":3}", "delay must be"},
-      {"collector fingerprint {}", "does not do this yet: attribution"},
       {"ntp", "the time servers is missing"},
       {"ntp {\"offst\":\"1s\"}", "a time server has no offst"},
       {"ntp {\"offset\":120}", "offset must be a text like"},
@@ -80,9 +84,10 @@ TEST_F(CommandTest, WhatCannotBeDoneIsToldWithItsReason) {
       {"ntp [{\"count\":200},{\"count\":51}]", "250 time servers at most"},
       {"keychain UUID {\"acct\":\"A\"}", "an item has the texts account, label, description and value"},
       {"state significant", "no state significant"},
-      {"call setUser {}", "does not do this yet: the member profile"},
-      {"call setUserLogout", "does not do this yet: the member profile"},
-      {"call setDeepLink \"a://b\"", "does not do this yet: attribution"},
+      {"call setUser {\"name\":\"x\"}", "a member has no name"},
+      {"call setUser {\"memberId\":7}", "memberId must be a text"},
+      {"call setInternalCampaign {\"inrc11\":\"x\"}", "inrc1, inrcDt1 to inrc10, inrcDt10, not inrc11"},
+      {"call setInternalCampaign {\"inrcDt1\":1.5}", "must be a whole number"},
       {"call sendTransactions", "no operation sendTransactions"},
       {"call checkDebugMode 1", "must be true or false"},
       {"call checkDebugMode", "an argument is missing"},
@@ -206,7 +211,7 @@ TEST_F(CommandTest, AnInterruptEndsTheCommandAndNotTheDevice) {
   EXPECT_THAT(run({"show clock /time"}), ElementsAre("\"2024-01-01T09:01:46+00:00\""));
   patience = 100;
   EXPECT_EQ(error("fleet 100 86400"), "interrupted");
-  EXPECT_THAT(run({"call sendTransaction", "advance 1s", "show requests /#"}), ElementsAre("4"));
+  EXPECT_THAT(run({"call sendTransaction", "advance 1s", "show requests /#"}), ElementsAre("5"));
 }
 
 TEST_F(CommandTest, QuitAndExitEndTheDevice) {
@@ -229,6 +234,27 @@ TEST_F(CommandTest, AFleetIsTheSameEachTime) {
   const auto failing = *json::parseObject(run({"collector upload {\"status\":503}", "fleet 20 86400"}).at(0));
   EXPECT_EQ(json::integer(failing, "events"), json::integer(fleet, "events"));
   EXPECT_GT(json::integer(failing, "requests"), json::integer(fleet, "requests") * 3 / 2);
+}
+
+TEST_F(CommandTest, ExplainTellsAPayloadsValuesAndWhereTheyComeFrom) {
+  run({"launch", "call Tracker.setTempPairingData {\"member\":\"page\"}", "advance 6s",
+       "call Tracker.sendTransactionByPage", "advance 1s"});
+  using boost::json::parse;
+  const auto mark = parse(run({"explain isVisitNew"}).at(0));
+  EXPECT_EQ(mark.at("value"), "N");
+  EXPECT_EQ(mark.at("stored"), "N");
+  EXPECT_EQ(mark.at("documentKey"), "visitNew");
+  // By the name of the record's field and of the document's key, too; the host's own key is not the document's.
+  EXPECT_EQ(parse(run({"explain lifeCriteriaVisit"}).at(0)).at("key"), "ltvt");
+  EXPECT_EQ(parse(run({"explain lastOrderNo"}).at(0)).at("key"), "lastOrdNo");
+  EXPECT_EQ(parse(run({"explain piTrace"}).at(0)).at("sent"), "never");
+  EXPECT_THAT(run({"explain member"}).at(0), HasSubstr("\"value\":\"page\",\"meaning\":\"the host's own"));
+
+  const auto all = parse(run({"explain"}).at(0));
+  const auto sent = parse(run({"show requests /#", "show requests"}).back());
+  const auto& payload = sent.as_array().back().at("body").as_array().back().at("SESSION").as_object();
+  EXPECT_EQ(all.as_object().size(), payload.size());
+  for (const auto& [key, value] : payload) EXPECT_EQ(all.at(key).at("value"), value) << key;
 }
 
 }  // namespace

@@ -45,6 +45,18 @@ TEST(ZulSim, AnErrorNamesLineCommandAndReasonAndEndsTheScript) {
   }
 }
 
+TEST(ZulSim, CommandsOnTheCommandLine) {
+  const auto explained = run({"explain", "ltvt"}, "launch\n");
+  EXPECT_EQ(explained.status, 0);
+  EXPECT_THAT(explained.output, HasSubstr("\"documentKey\":\"lifeCriteriaVisit\""));
+  const auto unknown = run({"explain", "ltvx"});
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_EQ(unknown.output, "zul-sim: explain: there is no key ltvx; did you mean ltvt?\n");
+  const auto nowhere = run({"--no-log", "open", "/nowhere at all"}, "launch\n");
+  EXPECT_EQ(nowhere.status, 1);
+  EXPECT_EQ(nowhere.output, "zul-sim: open: /nowhere at all is no folder\n");
+}
+
 TEST(ZulSim, QuitEndsAScriptAndWhatIsLeftIsTold) {
   const auto quit = run({"--no-log"}, "launch callback\nadvance 5s\nquit\nshow clock\n");
   EXPECT_EQ(quit.status, 0);

@@ -70,10 +70,11 @@ TEST_F(SessionControllerTest, TheVisitPeriodKeepsItsCountOnlyWithinItsDays) {
 
 TEST_F(SessionControllerTest, PurchasesCountWithinThePeriod) {
   const double now = test::SimulatedPhone::kStart;
-  for (const auto& [lastPurchase, expected] :
-       std::vector<std::pair<std::string, int>>{{"", 4},
-                                                {",\"lastPurchaseTimeSec\":" + std::to_string(now - 86400), 4},
-                                                {",\"lastPurchaseTimeSec\":" + std::to_string(now - 2 * 86400), 0}}) {
+  for (const auto& [lastPurchase, expected] : std::vector<std::pair<std::string, int>>{
+           {"", 4},
+           {",\"lastPurchaseTimeSec\":" + std::to_string(now - 86400), 4},
+           {",\"lastPurchaseTimeSec\":" + std::to_string(now + 9 * 86400), 4},  // a clock set back
+           {",\"lastPurchaseTimeSec\":" + std::to_string(now - 2 * 86400), 0}}) {
     phone.store("AppInfo", R"({"expireDate":2})");
     phone.store("Behavior", R"({"userCriteriaPurchase":4)" + lastPurchase + "}");
     phone.boot();

@@ -48,6 +48,31 @@ TEST_F(ZULUtilTest, PeriodsEndWhereTheCalendarSays) {
   EXPECT_EQ(util.getExpireLongTime(0, "DU"), at("2024-05-05 23:59:59"));
 }
 
+// A day's end is the local one, however long the day is.
+TEST_F(ZULUtilTest, PeriodsEndByTheLocalClockInEveryZone) {
+  struct Case {
+    std::string zone, now;
+    double dayHours;
+    std::string week, month, weekUs;
+  };
+  const std::vector<Case> cases = {
+      {"America/New_York", "2024-03-10 00:00:00", 23, "2024-03-16", "2024-03-31", "2024-03-17"},
+      {"America/New_York", "2024-11-03 00:00:00", 25, "2024-11-09", "2024-11-30", "2024-11-10"},
+      {"Pacific/Pago_Pago", "2024-02-29 00:00:00", 24, "2024-03-02", "2024-02-29", "2024-03-03"},
+      {"Pacific/Kiritimati", "2024-12-31 00:00:00", 24, "2025-01-04", "2024-12-31", "2025-01-05"},
+      {"Pacific/Apia", "2011-12-29 00:00:00", 24, "2011-12-31", "2011-12-31", "2012-01-01"},  // no 30 December
+      {"Asia/Kathmandu", "2023-02-28 00:00:00", 24, "2023-03-04", "2023-02-28", "2023-03-05"},
+  };
+  for (const auto& c : cases) {
+    ASSERT_TRUE(sim.clock->setZone(c.zone));
+    const double now = at(c.now);
+    EXPECT_EQ(util.getExpireLongTime(now, "DU") - now, c.dayHours * 3600 - 1) << c.zone << c.now;
+    EXPECT_EQ(date(util.getExpireLongTime(now, "WU")), c.week + " 23:59:59") << c.zone << c.now;
+    EXPECT_EQ(date(util.getExpireLongTime(now, "MU")), c.month + " 23:59:59") << c.zone << c.now;
+    EXPECT_EQ(date(util.getExpireLongTimeForWeeklyUSType(now)), c.weekUs + " 23:59:59") << c.zone << c.now;
+  }
+}
+
 TEST_F(ZULUtilTest, DateTextsAreReadInTheDevicesZone) {
   EXPECT_EQ(at("2024-01-01 00:00:00"), 1704034800);
   for (const auto* text : {"", "2024-01-01", "2024-13-01 00:00:00", "2023-02-29 00:00:00", "2024-01-01 24:00:00",

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <boost/json.hpp>
 #include <cstdint>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -13,6 +14,8 @@
 namespace zul::collector {
 
 namespace {
+
+constexpr std::size_t kMostQueued = 10'000;
 
 /// A number of nine digits that a bundle identifier always gets.
 std::int64_t storeNumber(std::string_view bundleId) {
@@ -63,6 +66,21 @@ Answer readAnswer(const boost::json::value& value, const std::string& place) {
   return answer;
 }
 
+/// The form that readAnswer reads.
+boost::json::object written(const Answer& answer) {
+  boost::json::object object;
+  if (answer.body) {
+    const auto value = json::parse(*answer.body);
+    const auto* members = value ? value->if_object() : nullptr;
+    const bool plain = value && json::text(*value) == *answer.body && !(members && members->contains("raw"));
+    object["body"] = plain ? *value : boost::json::object{{"raw", *answer.body}};
+  }
+  if (answer.status != 200) object["status"] = answer.status;
+  if (answer.delay.count() > 0) object["delay"] = answer.delay.count();
+  if (answer.close) object["close"] = true;
+  return object;
+}
+
 }  // namespace
 
 std::string usualBody(Endpoint endpoint, std::string_view query) {
@@ -70,6 +88,7 @@ std::string usualBody(Endpoint endpoint, std::string_view query) {
     case Endpoint::token:
       return R"({"token":"development-token"})";
     case Endpoint::fingerprint:
+    case Endpoint::unknown:  // somebody else's
       return "{}";
     case Endpoint::appstore:
       return fmt::format(R"({{"resultCount":1,"results":[{{"trackId":{}}}]}})",
@@ -79,10 +98,10 @@ std::string usualBody(Endpoint endpoint, std::string_view query) {
   }
 }
 
-void Answers::set(std::string_view json) {
+Answers::Lists Answers::read(std::string_view json) {
   const auto object = json::parseObject(json);
   if (!object) refuse("the whole", "must be a JSON object of lists by endpoint name");
-  std::array<Script, kEndpointNames.size()> scripts;
+  Lists lists;
   for (const auto& [key, list] : *object) {
     const std::string place(key);
     const auto found = std::find(kEndpointNames.begin(), kEndpointNames.end(), place);
@@ -90,22 +109,68 @@ void Answers::set(std::string_view json) {
       refuse(place, fmt::format("no such endpoint; there are {}", fmt::join(kEndpointNames, ", ")));
     }
     if (!list.is_array()) refuse(place, "must be a list of answers");
-    auto& answers = scripts[static_cast<std::size_t>(found - kEndpointNames.begin())].answers;
+    auto& answers = lists[static_cast<Endpoint>(found - kEndpointNames.begin())];
     for (const auto& answer : list.get_array()) {
       answers.push_back(readAnswer(answer, fmt::format("{}[{}]", place, answers.size())));
     }
   }
+  return lists;
+}
+
+void Answers::set(std::string_view json) {
+  auto lists = read(json);
   const MutexLock lock(mutex_);
-  scripts_ = std::move(scripts);
+  scripts_ = {};
+  for (auto& [endpoint, list] : lists) scripts_.at(static_cast<std::size_t>(endpoint)) = std::move(list);
+  ++version_;
+}
+
+void Answers::setEach(std::string_view json) {
+  auto lists = read(json);
+  const MutexLock lock(mutex_);
+  for (auto& [endpoint, list] : lists) scripts_.at(static_cast<std::size_t>(endpoint)) = std::move(list);
+  ++version_;
+}
+
+void Answers::queue(std::string_view json) {
+  auto lists = read(json);
+  const MutexLock lock(mutex_);
+  for (auto& [endpoint, list] : lists) {
+    auto& script = scripts_.at(static_cast<std::size_t>(endpoint));
+    if (script.size() + list.size() > kMostQueued) {
+      refuse(std::string(name(endpoint)), fmt::format("no more than {} answers can wait", kMostQueued));
+    }
+    if (script.empty()) script.emplace_back();
+    script.insert(script.end() - 1, std::make_move_iterator(list.begin()), std::make_move_iterator(list.end()));
+  }
+  ++version_;
 }
 
 Answer Answers::next(Endpoint endpoint) {
   const MutexLock lock(mutex_);
-  auto& [answers, at] = scripts_.at(static_cast<std::size_t>(endpoint));
-  if (answers.empty()) return {};
-  const auto& answer = answers[at];
-  if (at + 1 < answers.size()) ++at;
+  auto& script = scripts_.at(static_cast<std::size_t>(endpoint));
+  if (script.empty()) return {};
+  if (script.size() == 1) return script.front();
+  auto answer = std::move(script.front());
+  script.pop_front();
+  ++version_;
   return answer;
+}
+
+std::string Answers::text() const {
+  boost::json::object lists;
+  const MutexLock lock(mutex_);
+  for (std::size_t at = 0; at < scripts_.size(); ++at) {
+    boost::json::array list;
+    for (const auto& answer : scripts_[at]) list.push_back(written(answer));
+    lists[kEndpointNames[at]] = std::move(list);
+  }
+  return json::text(lists);
+}
+
+std::uint64_t Answers::version() const {
+  const MutexLock lock(mutex_);
+  return version_;
 }
 
 }  // namespace zul::collector

@@ -4,10 +4,12 @@
 #include <boost/json/value.hpp>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Mutex.h"
 #include "RecordedRequest.h"
@@ -25,23 +27,37 @@ struct Answer {
 std::string usualBody(Endpoint endpoint, std::string_view query);
 
 /// What the collector is told to answer. Any thread.
+///
+/// All that take a text throw std::invalid_argument, naming the place, and change nothing when it is not of the form
+/// that DevCollector documents.
 class Answers {
  public:
-  /// Replaces all lists. Throws std::invalid_argument, naming the place, and changes nothing when `json`
-  /// is not of the form that DevCollector documents.
+  /// Replaces all lists.
   void set(std::string_view json);
+
+  /// Replaces the lists of the endpoints in `json` alone; an empty one goes back to the usual answer.
+  void setEach(std::string_view json);
+
+  /// Queues answers to be given once each: before the one that repeats, after those that were queued before.
+  void queue(std::string_view json);
 
   /// The endpoint's next answer; the last one of its list over and over.
   Answer next(Endpoint endpoint);
 
- private:
-  struct Script {
-    std::vector<Answer> answers;
-    std::size_t at = 0;
-  };
+  /// What is still to come, in the same form: the next answer first, the one that repeats last.
+  std::string text() const;
 
-  Mutex mutex_;
+  /// Another number after each change of what is to come.
+  std::uint64_t version() const;
+
+ private:
+  using Script = std::deque<Answer>;
+  using Lists = std::map<Endpoint, Script>;
+  static Lists read(std::string_view json);
+
+  mutable Mutex mutex_;
   std::array<Script, kEndpointNames.size()> scripts_ ZUL_GUARDED_BY(mutex_);
+  std::uint64_t version_ ZUL_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace zul::collector

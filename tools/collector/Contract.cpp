@@ -175,10 +175,14 @@ void checkHeaders(const HttpRequest& request, const Rule& rule) {
 
 }  // namespace
 
-std::string_view path(Endpoint endpoint) noexcept {
+wire::Endpoint contract(Endpoint endpoint) noexcept {
   const auto* rule =
       std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& known) { return known.endpoint == endpoint; });
-  return rule == std::end(kRules) ? std::string_view() : rule->contract.path;
+  return rule == std::end(kRules) ? wire::Endpoint() : rule->contract;
+}
+
+std::string_view path(Endpoint endpoint) noexcept {
+  return contract(endpoint).path;
 }
 
 Verdict judge(const HttpRequest& request, const PayloadReader::Take& take) {

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "Endpoints.h"
 #include "HttpServer.h"
 #include "PayloadReader.h"
 #include "RecordedRequest.h"
@@ -19,7 +20,9 @@ struct Verdict {
   int status = 200;     ///< of the answer that tells it
 };
 
-/// Where an endpoint is served; empty for the unknown one.
+/// How an endpoint is asked; empty for the unknown one.
+wire::Endpoint contract(Endpoint endpoint) noexcept;
+/// Where it is served.
 std::string_view path(Endpoint endpoint) noexcept;
 
 /// Reads a request as the collector service does, and gives each payload of an upload to `take` on the way, also where

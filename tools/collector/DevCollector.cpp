@@ -11,11 +11,12 @@
 #include <utility>
 
 #include "Answers.h"
+#include "Console.h"
 #include "Contract.h"
 #include "Endpoints.h"
 #include "HttpServer.h"
-#include "Inspection.h"
 #include "Json.h"
+#include "Replies.h"
 #include "RequestLog.h"
 #include "SessionCheck.h"
 #include "SessionHistory.h"
@@ -23,12 +24,6 @@
 namespace zul::collector {
 
 namespace {
-
-const std::string kAccepted = R"({"code":"RES001","msg":"OK"})";
-
-std::string refusal(std::string_view reason) {
-  return json::text(boost::json::object{{"code", "ERR400"}, {"msg", reason}});
-}
 
 /// Whether a client takes the payloads of its upload for delivered.
 bool accepts(const HttpReply& reply) {
@@ -43,14 +38,15 @@ bool any(const RecordedRequest&) {
 bool isGood(const RecordedRequest& request) {
   return request.good();
 }
-bool isSuspicious(const RecordedRequest& request) {
-  return request.verdict() == "suspicious";
-}
 bool isBad(const RecordedRequest& request) {
   return !request.good();
 }
 
 }  // namespace
+
+std::string refusal(std::string_view reason) {
+  return json::text(boost::json::object{{"code", "ERR400"}, {"msg", reason}});
+}
 
 std::string_view answersHelp() noexcept {
   return R"(The answers file is a JSON object of lists by endpoint: token, upload, errorlog, pushclick,
@@ -63,12 +59,14 @@ An answer is an object, all of its members optional:
 For example: {"upload": [{"status": 500, "body": {"raw": "broken"}}, {"delay": 2000}, {"close": true}, {}]}
 
 While it runs: GET /inspect/all, /inspect/good, /inspect/suspicious, /inspect/bad show the requests, with
-?device=UUID&endpoint=NAME&verdict=WORD&since=SEQ&limit=N a part of them; POST /inspect/reset; POST /inspect/answers.)";
+?device=UUID&endpoint=NAME&verdict=WORD&since=SEQ&limit=N a part of them; POST /inspect/reset; POST /inspect/answers.
+GET / is a page that shows them as they come.)";
 }
 
 class DevCollector::Impl {
  public:
-  explicit Impl(CollectorOptions given) : options(std::move(given)), log(options) {}
+  explicit Impl(CollectorOptions given)
+      : options(std::move(given)), log(options), console(log, answers, [this] { reset(); }) {}
 
   void start() {
     if (server_) return;
@@ -90,10 +88,11 @@ class DevCollector::Impl {
   Answers answers;
   SessionHistory history;
   RequestLog log;
+  const Console console;
 
  private:
   HttpReply handle(HttpRequest&& request) {
-    if (auto reply = inspect(request)) return *reply;
+    if (auto reply = console.reply(request)) return std::move(*reply);
     RecordedRequest recorded;
     recorded.sequence = log.arrived();
     recorded.time = std::chrono::system_clock::now();
@@ -109,18 +108,20 @@ class DevCollector::Impl {
     recorded.headers = std::move(request.headers);
     recorded.rawSize = request.body.size();
     recorded.bodyText = std::move(verdict.body);
+    if (options.keepBodies) recorded.rawBody = std::move(request.body);
     recorded.problem = std::move(verdict.problem);
     auto reply = recorded.good() ? answer(recorded) : HttpReply{verdict.status, refusal(recorded.problem)};
+    recorded.answer = {reply.status, reply.body, reply.delay, reply.drop, recorded.good() && accepts(reply)};
     if (recorded.good() && !payloads.empty()) {
-      history.compare(recorded.sequence, payloads, accepts(reply), suspicions);
+      history.compare(recorded.sequence, payloads, recorded.answer.accepted, suspicions);
       recorded.suspicions = std::move(suspicions).take();
     }
-    recorded.payloads = payloads.size();
     if (!payloads.empty()) {
-      recorded.device = std::move(payloads.back().uuid);
-      recorded.model = std::move(payloads.back().model);
+      recorded.device = payloads.back().uuid;
+      recorded.model = payloads.back().model;
       recorded.visit = payloads.back().visit;
     }
+    recorded.payloads = std::move(payloads);
     log.add(std::move(recorded));
     return reply;
   }
@@ -129,34 +130,6 @@ class DevCollector::Impl {
     auto answer = answers.next(request.endpoint);
     return {answer.status, answer.body ? std::move(*answer.body) : usualBody(request.endpoint, request.query),
             answer.delay, answer.close};
-  }
-
-  std::optional<HttpReply> inspect(const HttpRequest& request) {
-    if (!request.problem.empty()) return std::nullopt;
-    const std::string_view target = request.target;
-    const auto path = target.substr(0, target.find('?'));
-    const auto query = target.substr(std::min(path.size() + 1, target.size()));
-    try {
-      if (request.method == "GET") {
-        if (path == "/inspect/all") return listing(query, any);
-        if (path == "/inspect/good") return listing(query, isGood);
-        if (path == "/inspect/suspicious") return listing(query, isSuspicious);
-        if (path == "/inspect/bad") return listing(query, isBad);
-      } else if (request.method == "POST" && path == "/inspect/reset") {
-        reset();
-        return HttpReply{200, kAccepted};
-      } else if (request.method == "POST" && path == "/inspect/answers") {
-        answers.set(request.body);
-        return HttpReply{200, kAccepted};
-      }
-    } catch (const std::invalid_argument& error) {
-      return HttpReply{400, refusal(error.what())};
-    }
-    return std::nullopt;
-  }
-
-  HttpReply listing(std::string_view query, const RequestLog::Filter& wanted) const {
-    return {200, inspectionPage(log, readSelection(query), wanted)};
   }
 
   std::unique_ptr<HttpServer> server_;  // last, so that it goes first

@@ -62,8 +62,12 @@ std::string_view answersHelp() noexcept;
 ///
 /// Over HTTP: GET /inspect/all, /inspect/good, /inspect/suspicious and /inspect/bad give the counts and the requests;
 /// a query selects among them ("device", "endpoint", "verdict", "since": the number that the requests come after) and
-/// cuts them into pages ("limit"; the page's "next" is the next one's "since"). POST /inspect/reset forgets both, POST
-/// /inspect/answers takes new answers. These are not recorded.
+/// cuts them into pages ("limit"; the page's "next" is the next one's "since"). GET /inspect/request?seq=N is one of
+/// them, with "payload" one of its payloads, and GET /inspect/body?seq=N its body as sent. POST /inspect/reset forgets
+/// requests and counts. POST /inspect/answers takes new answers, GET tells what is still to come; POST
+/// /inspect/answers/each replaces the lists of some endpoints, and /inspect/answers/once queues answers before the one
+/// that repeats. GET /inspect/keys is what a payload's keys mean. GET / is a page that shows all this as it happens, by
+/// the server-sent events of GET /events. None of these is recorded.
 ///
 /// All bodies that come in at one time may have 128 MB together; what goes beyond is refused with status 503.
 /// A body may have 16 MB, an upload 64 MB once unpacked and 1 MB a payload. Uploads are judged piece by piece, and a

@@ -12,9 +12,11 @@
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
+#include <boost/beast/http/serializer.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/ssl/ssl_stream.hpp>
+#include <functional>
 #include <optional>
 #include <string_view>
 #include <type_traits>
@@ -35,6 +37,7 @@ constexpr std::size_t kMaxBodies = std::size_t{128} << 20;  // of all connection
 constexpr std::size_t kPiece = std::size_t{64} << 10;
 constexpr std::size_t kIdleBuffer = std::size_t{4} << 10;
 constexpr std::chrono::seconds kPatience{60};  // for a byte, in either direction
+constexpr std::chrono::milliseconds kLookAgain{100};
 
 using Plain = beast::tcp_stream;
 using Tls = beast::ssl_stream<beast::tcp_stream>;
@@ -160,8 +163,10 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     drop_ = reply.drop;
     response_.result(static_cast<unsigned>(reply.status));
     response_.set(http::field::content_type, reply.type);
+    for (const auto& [name, value] : reply.headers) response_.set(name, value);
     const bool neverHasOne = reply.status == 204 || reply.status == 304;
     response_.body() = withoutBody || neverHasOne ? std::string() : std::move(reply.body);
+    if (reply.more && !withoutBody) return beginStream(std::move(reply.more));
     response_.prepare_payload();
     if (reply.delay.count() <= 0) return answer();
     timer_.expires_after(reply.delay);
@@ -172,6 +177,27 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     if (drop_) return;
     tcp().expires_after(kPatience);
     http::async_write(stream_, response_, then(&Connection::answered));
+  }
+
+  /// The body has no length: it ends with the connection.
+  void beginStream(std::function<std::string()> more) {
+    more_ = std::move(more);
+    response_.keep_alive(false);
+    serializer_.emplace(response_);
+    tcp().expires_after(kPatience);
+    http::async_write_header(stream_, *serializer_, then(&Connection::goOn));
+  }
+
+  void goOn() {
+    piece_ = more_();
+    if (!piece_.empty()) return writePiece();
+    timer_.expires_after(kLookAgain);
+    timer_.async_wait(then(&Connection::goOn));
+  }
+
+  void writePiece() {
+    tcp().expires_after(kPatience);
+    asio::async_write(stream_, asio::buffer(piece_), then(&Connection::goOn));
   }
 
   void answered() {
@@ -206,6 +232,9 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
   beast::flat_buffer buffer_;
   std::optional<http::request_parser<http::string_body>> parser_;
   http::response<http::string_body> response_;
+  std::optional<http::response_serializer<http::string_body>> serializer_;  // of a reply that goes on
+  std::function<std::string()> more_;
+  std::string piece_;
   std::size_t unread_ = 0;  // of this body, as service_ counts it
   bool inBody_ = false;
   bool readWhole_ = true;

@@ -4,6 +4,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "RecordedRequest.h"
 
@@ -24,6 +26,12 @@ struct HttpReply {
   std::chrono::milliseconds delay{0};
   bool drop = false;  ///< close the connection instead
   std::string type = "application/json";
+  std::vector<std::pair<std::string, std::string>> headers{};  ///< further ones
+
+  /// What the body goes on with, for as long as the connection lasts. It is asked again whenever the client has taken
+  /// what it gave before, and every now and then while it gives nothing: a client that takes its time makes nobody keep
+  /// anything for it. Calls come one after the other, from any of the server's threads.
+  std::function<std::string()> more{};
 };
 
 using HttpHandler = std::function<HttpReply(HttpRequest&&)>;

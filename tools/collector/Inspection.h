@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,21 @@ struct Selection {
 
 /// Throws std::invalid_argument, naming what is wrong with the query.
 Selection readSelection(std::string_view query);
+
+/// What "seq=17&payload=0" names.
+struct Place {
+  std::uint64_t sequence = 0;
+  std::optional<std::size_t> payload{};
+};
+
+/// Throws std::invalid_argument as well.
+Place readPlace(std::string_view query);
+
+/// One request: without a payload's number as a listing shows it, with one as "request" without its body, "members" and
+/// "beside", [key, JSON text of the value] for what stands in that payload's session and beside it, and "suspicions",
+/// all that is suspicious about this payload; "request" alone where no body could be decoded or is kept. Throws
+/// std::invalid_argument when there is no such payload in the body.
+std::string inspectionOf(const RecordedRequest& request, std::optional<std::size_t> payload);
 
 /// The page: the counts, and the requests in `log` that are selected and that `wanted` accepts; as "next" the number to
 /// go on from where there are more than the limit allows.

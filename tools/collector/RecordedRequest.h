@@ -38,9 +38,32 @@ struct Suspicion {
   std::string reason;
 };
 
-/// One request as it arrived, and what was wrong with it. Immutable once recorded.
+/// What is remembered of a payload, to compare and to count.
+struct PayloadFacts {
+  std::size_t hash = 0;  ///< of its compact text
+  std::string uuid;
+  std::string vendorId;
+  std::string model;
+  std::string application;  ///< its bundle identifier
+  std::int64_t visit = 0;   ///< its ltvt
+  std::int64_t vtTz = 0;    ///< 0 where it has none
+  bool isVisitNew = false;
+  std::uint64_t equalTo = 0;  ///< the accepted request that brought an equal one; 0: none
+};
+
+/// What a request was answered with.
+struct GivenAnswer {
+  int status = 200;
+  std::string body;
+  std::chrono::milliseconds delay{0};
+  bool close = false;     ///< the connection was closed instead
+  bool accepted = false;  ///< a client takes the payloads of its upload for delivered
+};
+
+/// One request as it arrived, what was wrong with it and what it was answered. Immutable once recorded.
 struct RecordedRequest {
   std::uint64_t sequence = 0;  ///< rises with arrival, from 1
+  std::uint64_t recorded = 0;  ///< rises with the end of their judging, from 1: what comes late has a high one
   std::chrono::system_clock::time_point time;
   Endpoint endpoint = Endpoint::unknown;
   std::string method;
@@ -50,12 +73,14 @@ struct RecordedRequest {
   std::size_t rawSize = 0;  ///< bytes of the body as sent
   std::string bodyText;  ///< decoded, compact JSON; empty where there is none, it could not be decoded or is not kept
   std::string problem;   ///< the first fault found; empty for a good request
+  std::string rawBody;   ///< as sent, where it is kept
+  GivenAnswer answer;
 
   std::vector<Suspicion> suspicions;
-  std::string device;        ///< of an upload: its last payload's uuid
-  std::string model;         ///< that payload's phone
-  std::int64_t visit = 0;    ///< that payload's ltvt
-  std::size_t payloads = 0;  ///< of an upload: how many
+  std::string device;      ///< of an upload: its last payload's uuid
+  std::string model;       ///< that payload's phone
+  std::int64_t visit = 0;  ///< that payload's ltvt
+  std::vector<PayloadFacts> payloads;
 
   /// Keeps the contract. It may be suspicious nevertheless.
   bool good() const noexcept { return problem.empty(); }
@@ -76,5 +101,11 @@ using RequestPtr = std::shared_ptr<const RecordedRequest>;
 
 /// Appends the text of the object that the record file and the inspection pages show.
 void appendJson(std::string& out, const RecordedRequest& request);
+
+/// The same with another text in place of the whole body's.
+void appendJson(std::string& out, const RecordedRequest& request, std::string_view body);
+
+/// Whatever bytes a peer sent, as text that JSON can hold.
+std::string printable(const std::string& text);
 
 }  // namespace zul::collector

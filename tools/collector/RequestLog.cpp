@@ -17,6 +17,8 @@ RequestLog::RequestLog(const CollectorOptions& options)
       maxRequests_(options.maxRequests),
       maxBytes_(options.maxBytes),
       onRecorded_(options.onRecorded),
+      era_(static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch() /
+                                      std::chrono::microseconds(1))),
       fileName_(options.recordFile) {
   if (fileName_.empty()) return;
   file_.open(fileName_, std::ios::app | std::ios::binary);
@@ -33,10 +35,12 @@ std::uint64_t RequestLog::arrived() {
 
 void RequestLog::add(RecordedRequest request) {
   write(request);
-  if (!keepBodies_) request.bodyText = {};
-  const auto added = std::make_shared<const RecordedRequest>(std::move(request));
+  if (!keepBodies_) request.bodyText = request.rawBody = {};
+  const auto added = std::make_shared<RecordedRequest>(std::move(request));
   {
     const MutexLock lock(mutex_);
+    added->recorded = ++lastRecorded_;
+    byRecording_.push_back(added);
     const auto place =
         std::upper_bound(requests_.begin(), requests_.end(), added->sequence,
                          [](std::uint64_t sequence, const RequestPtr& other) { return sequence < other->sequence; });
@@ -55,6 +59,7 @@ void RequestLog::add(RecordedRequest request) {
 void RequestLog::dropOldest() {
   while (requests_.size() > 1 && (requests_.size() > maxRequests_ || bytes_ > maxBytes_)) {
     bytes_ -= requests_.front()->footprint();
+    byRecording_.erase(std::find(byRecording_.begin(), byRecording_.end(), requests_.front()));  // at its very begin
     requests_.pop_front();
   }
 }
@@ -76,6 +81,9 @@ void RequestLog::write(const RecordedRequest& request) {
 void RequestLog::reset() {
   const MutexLock lock(mutex_);
   requests_.clear();
+  byRecording_.clear();
+  lastRecorded_ = 0;
+  ++era_;
   bytes_ = 0;
   counts_ = {};
   endpointCounts_ = {};
@@ -84,6 +92,29 @@ void RequestLog::reset() {
 Counts RequestLog::counts() const {
   const MutexLock lock(mutex_);
   return counts_;
+}
+
+RequestLog::News RequestLog::after(const Position& position, std::size_t most) const {
+  const MutexLock lock(mutex_);
+  News news{{era_, position.recorded}, position.era != era_, 0, {}, counts_};
+  if (news.begun) news.position.recorded = 0;
+  const auto begin =
+      std::upper_bound(byRecording_.begin(), byRecording_.end(), news.position.recorded,
+                       [](std::uint64_t recorded, const RequestPtr& other) { return recorded < other->recorded; });
+  const auto end = begin + static_cast<std::ptrdiff_t>(std::min<std::size_t>(most, byRecording_.end() - begin));
+  news.requests.assign(begin, end);
+  if (news.requests.empty()) return news;
+  if (!news.begun) news.missed = news.requests.front()->recorded - news.position.recorded - 1;
+  news.position.recorded = news.requests.back()->recorded;
+  return news;
+}
+
+RequestPtr RequestLog::request(std::uint64_t sequence) const {
+  const MutexLock lock(mutex_);
+  const auto at =
+      std::lower_bound(requests_.begin(), requests_.end(), sequence,
+                       [](const RequestPtr& other, std::uint64_t wanted) { return other->sequence < wanted; });
+  return at != requests_.end() && (*at)->sequence == sequence ? *at : nullptr;
 }
 
 std::vector<RequestPtr> RequestLog::requests(const Filter& wanted, std::size_t most) const {

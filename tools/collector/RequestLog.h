@@ -33,7 +33,25 @@ class RequestLog {
   void reset();
   Counts counts() const;
 
+  /// How far a reader has got that follows the requests as they are recorded.
+  struct Position {
+    std::uint64_t era = 0;       ///< changes with each reset, and from process to process
+    std::uint64_t recorded = 0;  ///< of the last request it has
+  };
+  /// What came after a position.
+  struct News {
+    Position position;         ///< to go on from
+    bool begun = false;        ///< the reader's era is over, and what it has is forgotten
+    std::uint64_t missed = 0;  ///< that have gone from memory before the reader came for them
+    std::vector<RequestPtr> requests;
+    Counts counts;
+  };
+  /// The first `most` requests after `position`, in the order of their recording.
+  News after(const Position& position, std::size_t most) const;
+
   using Filter = std::function<bool(const RecordedRequest&)>;
+  /// The one of that number; null when it is not in memory.
+  RequestPtr request(std::uint64_t sequence) const;
   /// The first `most` that are wanted, in order.
   std::vector<RequestPtr> requests(const Filter& wanted, std::size_t most = static_cast<std::size_t>(-1)) const;
   bool waitFor(std::uint64_t count, std::chrono::milliseconds timeout) const;
@@ -54,7 +72,10 @@ class RequestLog {
   mutable Mutex mutex_;
   mutable Condition added_;
   std::uint64_t lastSequence_ ZUL_GUARDED_BY(mutex_) = 0;
+  std::uint64_t lastRecorded_ ZUL_GUARDED_BY(mutex_) = 0;
+  std::uint64_t era_ ZUL_GUARDED_BY(mutex_);
   std::deque<RequestPtr> requests_ ZUL_GUARDED_BY(mutex_);
+  std::deque<RequestPtr> byRecording_ ZUL_GUARDED_BY(mutex_);  // the same ones
   std::size_t bytes_ ZUL_GUARDED_BY(mutex_) = 0;
   Counts counts_ ZUL_GUARDED_BY(mutex_);
   std::array<std::uint64_t, kEndpointNames.size() + 1> endpointCounts_ ZUL_GUARDED_BY(mutex_){};

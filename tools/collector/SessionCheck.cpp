@@ -112,7 +112,9 @@ PayloadFacts checkPayload(const boost::json::object& payload, std::string_view t
   facts.uuid = textOf(*session, "uuid").substr(0, kLongestText);
   facts.vendorId = textOf(*session, "vendorId").substr(0, kLongestText);
   facts.model = textOf(*session, "phone").substr(0, kLongestText);
+  facts.application = textOf(*session, "pkg").substr(0, kLongestText);
   facts.visit = numberOf(*session, "ltvt");
+  facts.isVisitNew = textOf(*session, "isVisitNew") == "Y";
   facts.vtTz = numberOf(*session, "vtTz");
   return facts;
 }

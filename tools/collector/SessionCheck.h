@@ -11,16 +11,6 @@
 
 namespace zul::collector {
 
-/// What is remembered of a payload, to compare later ones with.
-struct PayloadFacts {
-  std::size_t hash = 0;  ///< of its compact text
-  std::string uuid;
-  std::string vendorId;
-  std::string model;
-  std::int64_t visit = 0;
-  std::int64_t vtTz = 0;  ///< 0 where it has none
-};
-
 /// What is suspicious about the payloads of one request: the first payload with each complaint, and not too many.
 class Suspicions {
  public:

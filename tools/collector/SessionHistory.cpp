@@ -6,11 +6,15 @@
 
 namespace zul::collector {
 
-void SessionHistory::compare(std::uint64_t sequence, const std::vector<PayloadFacts>& payloads, bool accepted,
+std::string equalTo(std::uint64_t request) {
+  return fmt::format("the payload is equal to one of request {}", request);
+}
+
+void SessionHistory::compare(std::uint64_t sequence, std::vector<PayloadFacts>& payloads, bool accepted,
                              Suspicions& suspicions) {
   const MutexLock lock(mutex_);
   for (std::size_t number = 0; number < payloads.size(); ++number) {
-    const auto& payload = payloads[number];
+    auto& payload = payloads[number];
     compareOne(number, payload, suspicions);
     if (!accepted) continue;
     requestOf_.set(payload.hash, sequence);
@@ -21,9 +25,10 @@ void SessionHistory::compare(std::uint64_t sequence, const std::vector<PayloadFa
   }
 }
 
-void SessionHistory::compareOne(std::size_t number, const PayloadFacts& payload, Suspicions& suspicions) {
+void SessionHistory::compareOne(std::size_t number, PayloadFacts& payload, Suspicions& suspicions) {
   if (const auto* request = requestOf_.find(payload.hash)) {
-    suspicions.add(number, "SESSION", fmt::format("the payload is equal to one of request {}", *request));
+    payload.equalTo = *request;
+    suspicions.add(number, "SESSION", equalTo(*request));
     return;
   }
   if (payload.uuid.empty()) return;

@@ -34,17 +34,19 @@ class RecentMap {
   std::deque<Key> order_;
 };
 
+/// The reason for which a payload is suspicious that was accepted before.
+std::string equalTo(std::uint64_t request);
+
 /// Compares payloads with those that were accepted before. Any thread.
 class SessionHistory {
  public:
   /// What is suspicious about the payloads of request `sequence` beside earlier ones. They are remembered where they
-  /// are `accepted`: one that is refused comes again, and rightly.
-  void compare(std::uint64_t sequence, const std::vector<PayloadFacts>& payloads, bool accepted,
-               Suspicions& suspicions);
+  /// are `accepted`: one that is refused comes again, and rightly. Fills `equalTo`.
+  void compare(std::uint64_t sequence, std::vector<PayloadFacts>& payloads, bool accepted, Suspicions& suspicions);
   void reset();
 
  private:
-  void compareOne(std::size_t number, const PayloadFacts& payload, Suspicions& suspicions) ZUL_REQUIRES(mutex_);
+  void compareOne(std::size_t number, PayloadFacts& payload, Suspicions& suspicions) ZUL_REQUIRES(mutex_);
 
   Mutex mutex_;
   RecentMap<std::size_t, std::uint64_t> requestOf_ ZUL_GUARDED_BY(mutex_);     // by the payload's hash

@@ -34,9 +34,9 @@ std::string reasons(const RecordedRequest& request) {
 }
 
 std::string subject(const RecordedRequest& request) {
-  if (request.payloads == 0) return "";
+  if (request.payloads.empty()) return "";
   return fmt::format("{} {}, visit {}, {} payload{}, ", request.device.substr(0, 8), request.model, request.visit,
-                     request.payloads, request.payloads == 1 ? "" : "s");
+                     request.payloads.size(), request.payloads.size() == 1 ? "" : "s");
 }
 
 }  // namespace

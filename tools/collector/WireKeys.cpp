@@ -1,8 +1,8 @@
 #include "WireKeys.h"
 
-#include <algorithm>
 #include <charconv>
 #include <string>
+#include <unordered_map>
 
 namespace zul::collector {
 
@@ -119,6 +119,17 @@ constexpr WireKey kKeys[] = {
     {"gps", Kind::text, sometimes, sometimes, false},
 };
 
+/// Null for a key that is not in the table.
+const WireKey* find(std::string_view key) {
+  static const auto byKey = [] {
+    std::unordered_map<std::string_view, const WireKey*> keys;
+    for (const auto& known : kKeys) keys.emplace(known.key, &known);
+    return keys;
+  }();
+  const auto found = byKey.find(key);
+  return found == byKey.end() ? nullptr : found->second;
+}
+
 /// Of the keys inrc1, inrcTime1, inrcDt1 to inrc10, inrcTime10, inrcDt10.
 std::optional<Kind> slotKind(std::string_view key) {
   for (const std::string_view prefix : {"inrcTime", "inrcDt", "inrc"}) {
@@ -139,9 +150,8 @@ std::span<const WireKey> wireKeys() {
 }
 
 std::optional<Kind> expectedKind(std::string_view key, std::int64_t useMode) {
-  const auto* found =
-      std::find_if(std::begin(kKeys), std::end(kKeys), [&](const WireKey& known) { return known.key == key; });
-  if (found == std::end(kKeys)) return useMode == 3 ? std::nullopt : slotKind(key);
+  const auto* const found = find(key);
+  if (!found) return useMode == 3 ? std::nullopt : slotKind(key);
   const bool belongs = useMode == 3 ? found->reduced.has_value() : found->inFull;
   return belongs ? std::optional(found->kind) : std::nullopt;
 }

@@ -4,28 +4,30 @@
 #include <optional>
 #include <string_view>
 
+#include "Contract.h"
 #include "RecordedRequest.h"
 #include "zul/Application.h"
 #include "zul/platform/LifeCycle.h"
 #include "zul/platform/Reachability.h"
 
-/// What commands choose from by name. An entry that is `missing` belongs to a capability that is not built yet.
+/// What commands choose from by name.
 namespace zul::simulator {
 
 /// A service that a script gives answers of.
 struct Service {
   std::string_view name;
   collector::Endpoint endpoint;
-  std::string_view missing = "";
+
+  /// Of its requests. The search-ads attribution is no endpoint of the collector's.
+  std::string_view path() const {
+    return endpoint == collector::Endpoint::unknown ? "/api/v1/" : collector::path(endpoint);
+  }
 };
 inline constexpr Service kServices[] = {
-    {"token", collector::Endpoint::token},
-    {"upload", collector::Endpoint::upload},
-    {"errorlog", collector::Endpoint::errorlog},
-    {"appstore", collector::Endpoint::appstore},
-    {"pushclick", collector::Endpoint::pushclick, "push"},
-    {"fingerprint", collector::Endpoint::fingerprint, "attribution"},
-    {"searchads", collector::Endpoint::unknown, "attribution"},
+    {"token", collector::Endpoint::token},         {"upload", collector::Endpoint::upload},
+    {"errorlog", collector::Endpoint::errorlog},   {"appstore", collector::Endpoint::appstore},
+    {"pushclick", collector::Endpoint::pushclick}, {"fingerprint", collector::Endpoint::fingerprint},
+    {"searchads", collector::Endpoint::unknown},
 };
 
 struct Network {

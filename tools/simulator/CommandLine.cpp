@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Json.h"
 #include "zul/ZULSessionVersion.h"
 
 namespace zul::simulator {
@@ -25,6 +26,15 @@ CommandLine readCommandLine(int argc, char** argv) {
       ->type_name("FILE")
       ->check(CLI::ExistingFile)
       ->needs(collector);
+  app.add_option("--record", line.options.recordFile, "write one JSON object a request")->type_name("FILE");
+  std::string key;
+  auto* const explain = app.add_subcommand("explain", "tell what a key of the payload means, and end");
+  explain->add_option("key", key, "the key; all of them without")->type_name("KEY");
+  std::string folder;
+  auto* const open = app.add_subcommand("open", "go on from a copy of an application's data folder");
+  open->add_option("folder", folder, "with ZULLocalDB.sqlite in it")->type_name("FOLDER")->required();
+  open->add_option("script", line.scriptFile, "commands for the device")->type_name("FILE");
+  app.require_subcommand(0, 1);
   bool noLog = false;
   app.add_flag("--no-log", noLog, "keep the library's log off standard error");
   app.add_flag("--transcript", line.transcript, "print commands and values as they would stand on a terminal");
@@ -34,6 +44,9 @@ CommandLine readCommandLine(int argc, char** argv) {
     line.exitStatus = app.exit(error) == 0 ? 0 : 1;
   }
   line.options.printLog = !noLog;
+  line.commandAlone = explain->parsed();
+  if (explain->parsed()) line.command = key.empty() ? "help explain" : "explain " + json::text(boost::json::value(key));
+  if (open->parsed()) line.command = "open " + json::text(boost::json::value(folder));
   return line;
 }
 

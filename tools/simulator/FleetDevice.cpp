@@ -165,7 +165,7 @@ void FleetDevice::collectRequests() {
     if (offline_) break;
     ++counts_.requests;
     counts_.bytes += static_cast<std::int64_t>(request.body.value_or("").size());
-    if (requestView(request, phone_.deployment.collectorBaseUrl).contains("problem")) ++counts_.problems;
+    if (requestView(request, phone_.deployment).contains("problem")) ++counts_.problems;
   }
   http.clearRequests();
 }

@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "EngagementArguments.h"
 #include "Facade.h"
 #include "Json.h"
 #include "Phone.h"
@@ -58,6 +59,44 @@ struct Parameter<Dictionary> {
   static constexpr std::string_view kForm = "{...}";
   static Dictionary read(Arguments& arguments) { return DictionaryAccess::wrap(arguments.object("an argument")); }
 };
+template <>
+struct Parameter<double> {
+  static constexpr std::string_view kForm = "NUMBER";
+  static double read(Arguments& arguments) {
+    const auto value = arguments.value("an argument");
+    if (!value.is_number()) throw CommandError("an argument must be a number");
+    return value.to_number<double>();
+  }
+};
+template <>
+struct Parameter<boost::json::value> {
+  static constexpr std::string_view kForm = "JSON";
+  static boost::json::value read(Arguments& arguments) { return arguments.value("an argument"); }
+};
+template <>
+struct Parameter<boost::json::array> {
+  static constexpr std::string_view kForm = "[...]";
+  static boost::json::array read(Arguments& arguments) {
+    const auto value = arguments.value("an argument");
+    if (!value.is_array()) throw CommandError("an argument must be a JSON array");
+    return value.get_array();
+  }
+};
+template <>
+struct Parameter<boost::json::object> {
+  static constexpr std::string_view kForm = "{...}";
+  static boost::json::object read(Arguments& arguments) { return arguments.object("an argument"); }
+};
+template <>
+struct Parameter<User> {
+  static constexpr std::string_view kForm = kUserForm;
+  static User read(Arguments& arguments) { return readUser(arguments.object("the member")); }
+};
+template <>
+struct Parameter<InternalCampaign> {
+  static constexpr std::string_view kForm = kInternalCampaignForm;
+  static InternalCampaign read(Arguments& arguments) { return readInternalCampaign(arguments.object("the campaigns")); }
+};
 template <typename T>
 struct Parameter<std::optional<T>> {
   static constexpr std::string_view kForm = Parameter<T>::kForm;
@@ -99,11 +138,14 @@ template <typename T>
 boost::json::value toJson(const T& value) {
   return value;
 }
+boost::json::value toJson(const std::string& value) {
+  return boost::json::string(value);
+}
 boost::json::value toJson(const Dictionary& value) {
   return DictionaryAccess::object(value);
 }
 boost::json::value toJson(const std::optional<std::string>& value) {
-  return value ? boost::json::value(*value) : boost::json::value();
+  return value ? toJson(*value) : boost::json::value();
 }
 
 // ---- methods as operations
@@ -135,7 +177,7 @@ auto guarded(Call& call, Work&& work) {
 
 template <auto method, typename Object, typename Value, typename... Ts>
 Operation operation(std::string_view name, std::type_identity<Value (Object::*)(Ts...)>) {
-  return {name, parameters<std::remove_cvref_t<Ts>...>(), "", [](Call& call) {
+  return {name, parameters<std::remove_cvref_t<Ts>...>(), [](Call& call) {
             const std::tuple<std::remove_cvref_t<Ts>...> values{
                 Parameter<std::remove_cvref_t<Ts>>::read(call.arguments)...};
             call.arguments.end();
@@ -167,7 +209,7 @@ class NamedConfiguration final : public WebViewConfiguration {
 };
 
 Operation entry(std::string_view name, bool webView, bool deferred) {
-  return {name, webView ? "[{...}] [\"TEXT\"]" : "[{...}]", "", [webView, deferred](Call& call) {
+  return {name, webView ? "[{...}] [\"TEXT\"]" : "[{...}]", [webView, deferred](Call& call) {
             const auto options = Parameter<std::optional<Dictionary>>::read(call.arguments);
             const auto configuration =
                 webView ? Parameter<std::optional<std::string>>::read(call.arguments) : std::nullopt;
@@ -196,6 +238,14 @@ Result attributedInfo(Call& call) {
   return {};
 }
 
+/// Of a web view of the host's, with this custom user agent or none.
+Result clientUserAgent(Call& call) {
+  auto& webViews = *call.phone.sim.webViews;
+  webViews.behaviour().customUserAgent = Parameter<std::optional<std::string>>::read(call.arguments);
+  call.arguments.end();
+  return guarded(call, [&](Runtime& runtime) { runtime.webView().setClientUserAgentString(webViews.hostWebView()); });
+}
+
 Result sendTransaction(Call& call) {
   call.arguments.end();
   return guarded(call, [](Runtime& runtime) { static_cast<void>(runtime.tracker().sendTransaction()); });
@@ -217,16 +267,6 @@ Result isDebug(Call& call) {
   return guarded(call, [](Runtime& runtime) { return runtime.debugMode().load(); });
 }
 
-Operation missing(std::string_view name, std::string_view capability) {
-  return {name, "", capability, nullptr};
-}
-
-constexpr std::string_view kAttribution = "attribution";
-constexpr std::string_view kPush = "push";
-constexpr std::string_view kCampaigns = "internal campaigns";
-constexpr std::string_view kMember = "the member profile";
-constexpr std::string_view kPurchases = "purchases";
-
 }  // namespace
 
 const std::vector<Operation>& operations() {
@@ -239,29 +279,30 @@ const std::vector<Operation>& operations() {
       entry("initializationForDeferredCallback", false, true),
       entry("initializationWithWebViewConfiguration", true, false),
       entry("initializationWithWebViewConfigurationForDeferredCallback", true, true),
-      {"sendTransaction", "", "", sendTransaction},
+      {"setClientUserAgentString", "[\"TEXT\"]", clientUserAgent},
+      {"sendTransaction", "", sendTransaction},
       operation<&T::getSessionData>("getSessionData"),
       operation<&T::getZULInitFlag>("getZULSessionInitYN"),
       operation<&T::checkNewSession>("checkNewSession"),
-      {"getAttributedInfo", "", "", attributedInfo},
+      {"getAttributedInfo", "", attributedInfo},
       operation<&T::checkDebugMode>("checkDebugMode"),
       operation<&T::setBlockingLogEventCallBeforeSdkInitComplete>("setBlockingLogEventCallBeforeSdkInitComplete"),
       operation<&T::getBlockingLogEventCallBeforeSdkInitComplete>("getBlockingLogEventCallBeforeSdkInitComplete"),
-      {"getDeferredUrl", "", "", deferredUrl},
-      missing("parseAttributionLinkToGetDeeplinkUrl", kAttribution),
-      missing("setDeepLink", kAttribution),
-      missing("setInstallReferrer", kAttribution),
-      missing("setFacebookReferrer", kAttribution),
-      missing("setFacebookreferrerData", kAttribution),
-      missing("setUser", kMember),
-      missing("setUserLogout", kMember),
-      missing("setPushToken", kPush),
-      missing("setInternalCampaign", kCampaigns),
+      {"getDeferredUrl", "", deferredUrl},
+      operation<&T::parseAttributionLinkToGetDeeplinkUrl>("parseAttributionLinkToGetDeeplinkUrl"),
+      operation<&T::parseDeepLink>("setDeepLink"),
+      operation<&T::parseReferrer2>("setInstallReferrer"),
+      operation<&T::parseReferrer>("setFacebookReferrer"),
+      operation<&T::setFacebookreferrerData>("setFacebookreferrerData"),
+      operation<&T::setUser>("setUser"),
+      operation<&T::setUserLogout>("setUserLogout"),
+      operation<&T::saveDeviceToken>("setPushToken"),
+      operation<&T::setInternalCampaign>("setInternalCampaign"),
       operation<&T::setIDFA>("setIDFA"),
       operation<&T::denyATT>("denyATT"),
       operation<&T::setATTAuthorizationStatus>("setATTAuthorizationStatus"),
-      {"ZULDebugger.debugMode", "INTEGER", "", debugMode},
-      {"ZULDebugger.isDebug", "", "", isDebug},
+      {"ZULDebugger.debugMode", "INTEGER", debugMode},
+      {"ZULDebugger.isDebug", "", isDebug},
 
       // Through the Tracker
       operation<&T::initEnd>("Tracker.initEnd"),
@@ -305,26 +346,50 @@ const std::vector<Operation>& operations() {
           "Tracker.setBlockingLogEventCallBeforeSdkInitComplete"),
       operation<&T::getBlockingLogEventCallBeforeSdkInitComplete>(
           "Tracker.getBlockingLogEventCallBeforeSdkInitComplete"),
-      missing("Tracker.requestIadInfo", kAttribution),
-      missing("Tracker.requestFingerPrintByDeeplink", kAttribution),
-      missing("Tracker.requestFingerPrintByDeeplinkInWeb", kAttribution),
-      missing("Tracker.parseDeepLink", kAttribution),
-      missing("Tracker.parseReferrer", kAttribution),
-      missing("Tracker.parseReferrer2", kAttribution),
-      missing("Tracker.checkInstallReferrerOrder", kAttribution),
-      missing("Tracker.checkToResetDRInfo", kAttribution),
-      missing("Tracker.checkToResetPushInfo", kPush),
-      missing("Tracker.checkToResetInternalCampaign", kCampaigns),
-      missing("Tracker.updatePostbackConversionValue", kAttribution),
-      missing("Tracker.saveAttributedInfo", kAttribution),
-      missing("Tracker.parseAttributionLinkToGetDeeplinkUrl", kAttribution),
-      missing("Tracker.setFacebookreferrerData", kAttribution),
-      missing("Tracker.selfValidation", kAttribution),
-      missing("Tracker.setInternalCampaign", kCampaigns),
-      missing("Tracker.setUser", kMember),
-      missing("Tracker.setUserLogout", kMember),
-      missing("Tracker.saveUserLoginInfo", kMember),
-      missing("Tracker.saveDeviceToken", kPush),
+      operation<&T::requestIadInfo>("Tracker.requestIadInfo"),
+      operation<&T::requestIAdDone>("Tracker.requestIAdDone"),
+      operation<&T::getAppleAttributionToken>("Tracker.getAppleAttributionToken"),
+      operation<static_cast<void (T::*)(bool)>(&T::requestFingerPrintByDeeplink)>(
+          "Tracker.requestFingerPrintByDeeplink"),
+      operation<static_cast<void (T::*)(bool, std::int64_t)>(&T::requestFingerPrintByDeeplink)>(
+          "Tracker.requestFingerPrintByDeeplinkThroughClient"),
+      operation<&T::requestFingerPrintByDeeplinkInWeb>("Tracker.requestFingerPrintByDeeplinkInWeb"),
+      operation<&T::saveDeepLinkWithFingerPrint>("Tracker.saveDeepLinkWithFingerPrint"),
+      operation<&T::parseDeepLink>("Tracker.parseDeepLink"),
+      operation<&T::parseReferrer>("Tracker.parseReferrer"),
+      operation<&T::parseReferrer2>("Tracker.parseReferrer2"),
+      operation<&T::recordDeepLink>("Referrer.parseDeepLink"),
+      operation<&T::recordReferrer>("Referrer.parseReferrer"),
+      operation<&T::checkInstallReferrerOrder>("Tracker.checkInstallReferrerOrder"),
+      operation<&T::checkToResetDRInfo>("Tracker.checkToResetDRInfo"),
+      operation<&T::resetDRInfo>("Tracker.resetDRInfo"),
+      operation<&T::updatePostbackConversionValue>("Tracker.updatePostbackConversionValue"),
+      operation<&T::saveAttributedInfo>("Tracker.saveAttributedInfo"),
+      operation<&T::parseAttributionLinkToGetDeeplinkUrl>("Tracker.parseAttributionLinkToGetDeeplinkUrl"),
+      operation<&T::setFacebookreferrerData>("Tracker.setFacebookreferrerData"),
+      operation<&T::selfValidation>("Tracker.selfValidation"),
+
+      // Engagement
+      operation<&T::setUser>("Tracker.setUser"),
+      operation<&T::saveUserLoginInfo>("Tracker.saveUserLoginInfo"),
+      operation<&T::setUserLogout>("Tracker.setUserLogout"),
+      operation<&T::saveDeviceToken>("Tracker.saveDeviceToken"),
+      operation<&T::setPushId>("Tracker.setPushId"),
+      operation<&T::setPushTitle>("Tracker.setPushTitle"),
+      operation<&T::setPushClickTime>("Tracker.setPushClickTime"),
+      operation<&T::setPushPeriod>("Tracker.setPushPeriod"),
+      operation<&T::setPushExpiredTime>("Tracker.setPushExpiredTime"),
+      operation<&T::checkToResetPushInfo>("Tracker.checkToResetPushInfo"),
+      operation<&T::resetPushInfo>("Tracker.resetPushInfo"),
+      operation<&T::receiveNotificationWithParams>("Tracker.receiveNotificationWithParams"),
+      operation<&T::setInternalCampaign>("Tracker.setInternalCampaign"),
+      operation<&T::checkToResetInternalCampaign>("Tracker.checkToResetInternalCampaign"),
+      operation<&T::resetInternalCampaign>("Tracker.resetInternalCampaign"),
+      operation<&T::setReceivedInAppMessageList>("Tracker.setReceivedInAppMessageList"),
+      operation<&T::receivedInAppMessageList>("Tracker.receivedInAppMessageList"),
+      operation<&T::checkInAppMessageValidation>("Tracker.checkInAppMessageValidation"),
+      operation<&T::checkToResetInAppMessage>("Tracker.checkToResetInAppMessage"),
+      operation<&T::resetInAppMessage>("Tracker.resetInAppMessage"),
 
       operation<&N::synchronize>("NHNetworkClock.synchronize"),
       operation<&N::reset>("NHNetworkClock.reset"),
@@ -351,15 +416,15 @@ const std::vector<Operation>& operations() {
       operation<&C::saveRecentSessionTimeSec>("SessionController.saveRecentSessionTimeSec"),
       operation<&C::saveSessionExpireTime>("SessionController.saveSessionExpireTime"),
       operation<&C::checkToResetUdRvnc>("SessionController.checkToResetUdRvnc"),
-      missing("SessionController.updateUdRvnc", kPurchases),
-      missing("SessionController.updateLtRvnc", kPurchases),
-      missing("SessionController.updateCsRvnVsWithRevenueJsonVtTz", kPurchases),
-      missing("SessionController.updateLtrvni", kPurchases),
-      missing("SessionController.updateLtrvnWithRevenuJsonProducts", kPurchases),
-      missing("SessionController.updateLastOrderNoWithOrderNo", kPurchases),
-      missing("SessionController.updateFirstOrd", kPurchases),
-      missing("SessionController.resetFirstOrd", kPurchases),
-      missing("SessionController.resetLtRvnVt", kPurchases),
+      operation<&C::updateUdRvnc>("SessionController.updateUdRvnc"),
+      operation<&C::updateLtRvnc>("SessionController.updateLtRvnc"),
+      operation<&C::updateCsRvnVsWithRevenueJsonVtTz>("SessionController.updateCsRvnVsWithRevenueJsonVtTz"),
+      operation<&C::updateLtrvni>("SessionController.updateLtrvni"),
+      operation<&C::updateLtrvnWithRevenuJsonProducts>("SessionController.updateLtrvnWithRevenuJsonProducts"),
+      operation<&C::updateLastOrderNoWithOrderNo>("SessionController.updateLastOrderNoWithOrderNo"),
+      operation<&C::updateFirstOrd>("SessionController.updateFirstOrd"),
+      operation<&C::resetFirstOrd>("SessionController.resetFirstOrd"),
+      operation<&C::resetLtRvnVt>("SessionController.resetLtRvnVt"),
       operation<&C::saveAppInfo>("SessionController.saveAppInfo"),
       operation<&C::resetAboutNewVisitInfo>("SessionController.resetAboutNewVisitInfo"),
       operation<&C::resetDrUpdate>("SessionController.resetDrUpdate"),

@@ -27,13 +27,12 @@ struct Call {
 /// "Tracker.makeJson".
 struct Operation {
   std::string_view name;
-  std::string parameters;    ///< for the help: "[TEXT] true|false"
-  std::string_view missing;  ///< the capability that it belongs to, where that is not built yet
+  std::string parameters;  ///< for the help: "[TEXT] true|false"
   /// The result; none of an operation that has none.
   std::function<std::optional<boost::json::value>(Call&)> run;
 };
 
-/// All of them. A capability that gets built fills in its lines here.
+/// All of them.
 const std::vector<Operation>& operations();
 
 }  // namespace zul::simulator

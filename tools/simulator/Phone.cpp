@@ -14,7 +14,8 @@ test::SimulatedPhone::Settings settings() {
                                           .country = "US",
                                           .vendorIdentifier = "11111111-2222-4333-8444-555555555555",
                                           .answers = {}};
-  for (const auto endpoint : {Endpoint::token, Endpoint::upload, Endpoint::errorlog, Endpoint::appstore}) {
+  for (const auto endpoint :
+       {Endpoint::token, Endpoint::upload, Endpoint::errorlog, Endpoint::appstore, Endpoint::fingerprint}) {
     settings.answers.emplace_back(collector::path(endpoint),
                                   collector::usualBody(endpoint, std::string("bundleId=") + Phone::kBundleId));
   }

@@ -1,15 +1,21 @@
 #include "Simulator.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
 #include "Choices.h"
+#include "Contract.h"
 #include "CurlHttpClient.h"
 #include "DeviceTable.h"
+#include "Fields.h"
+#include "Json.h"
 #include "LinuxClock.h"
 #include "LiveClient.h"
 #include "Operations.h"
 #include "SimulatorLog.h"
+#include "Views.h"
 
 namespace zul::simulator {
 
@@ -56,8 +62,14 @@ Words networks() {
 Words states() {
   return names(kStates);
 }
+Words payloadKeys() {
+  Words keys;
+  for (const auto& field : fields()) keys.push_back(field.payloadKey());
+  return keys;
+}
 Words views() {
-  return {"documents", "document", "keychain", "payload", "record", "requests", "log", "clock", "timers"};
+  return {"documents", "document",   "keychain",    "payload", "record", "requests",
+          "log",       "candidates", "skadnetwork", "clock",   "timers"};
 }
 
 }  // namespace
@@ -71,7 +83,20 @@ Simulator::Simulator(const SimulatorOptions& options, Show show)
     checkInterrupt();
     return to;
   });
+  if (!options.recordFile.empty()) {
+    record_.open(options.recordFile, std::ios::binary);
+    if (!record_) throw CommandError(fmt::format("cannot write {}", options.recordFile));
+  }
+  phone_.sim.http->onRequest = [this](const platform::HttpRequest& request) { note(request); };
   if (!options.collectorUrl.empty()) goLive(options);
+}
+
+void Simulator::note(const platform::HttpRequest& request) {
+  const auto& deployment = phone_.deployment;
+  if (request.url == deployment.collectorBaseUrl + std::string(path(collector::Endpoint::upload))) {
+    lastUpload_ = request;
+  }
+  if (record_.is_open()) record_ << json::text(requestView(request, deployment)) << std::endl;
 }
 
 Simulator::~Simulator() {
@@ -83,6 +108,7 @@ void Simulator::goLive(const SimulatorOptions& options) {
   auto& baseUrl = phone_.deployment.collectorBaseUrl;
   baseUrl = options.collectorUrl;
   while (baseUrl.ends_with('/')) baseUrl.pop_back();
+  phone_.deployment.trackingHost = baseUrl;
   phone_.deployment.caFile = options.caFile;
   // The app-store look-up goes there, too, where it can: it is made without TLS. Else it is simulated.
   constexpr std::string_view kHttp = "http://";
@@ -170,6 +196,12 @@ const std::vector<Simulator::Command>& Simulator::commands() {
        &S::collector, serviceNames},
       {"ntp", "{...} | [{...}, ...] | none", "the time servers that there are from now on; help ntp lists their values",
        &S::ntp, nullptr},
+      {"webview", "{...}", "what happens to pages in web views from now on; help webview lists it", &S::webview,
+       nullptr},
+      {"searchads", "{...}",
+       "what the platform knows of its search ads: \"token\", or \"details\" where the system is older than 14.3; null "
+       "for none",
+       &S::searchads, nullptr},
       {"launch", "[{launch options}] [background] [callback]",
        "starts the application and initializes the library; callback tells when the deferred callback is called",
        &S::launch, nullptr},
@@ -186,7 +218,8 @@ const std::vector<Simulator::Command>& Simulator::commands() {
        "replaces or deletes an item of the keychain, whose \"account\" holds the library's identifiers; a locked one "
        "answers nothing",
        &S::keychain, nullptr},
-      {"show", "documents|document NAME|keychain|payload|record|requests|log|clock|timers [PATH]",
+      {"show",
+       "documents|document NAME|keychain|payload|record|requests|log|candidates|skadnetwork|clock|timers [PATH]",
        "looks inside; requests and log tell what is new since they were last shown; PATH, a JSON pointer, picks one "
        "value and leaves them new",
        &S::show, views},
@@ -194,6 +227,15 @@ const std::vector<Simulator::Command>& Simulator::commands() {
        "compares what was shown last; PATH is a JSON pointer, \"\" for the whole, with /# at its end a number of "
        "elements",
        &S::expect, nullptr},
+      {"explain", "[KEY]",
+       "tells of a key what it means, where it comes from and what changes it, with its value in the payload that was "
+       "sent last; without KEY of all that payload's; help explain lists all that there are",
+       &S::explain, payloadKeys},
+      {"open", "FOLDER",
+       "goes on from a copy of an application's data folder, with the keychain file beside it; the folder is left as "
+       "it "
+       "is",
+       &S::open, nullptr},
       {"fleet", "N SECONDS", "N devices with habits of their own, for that much virtual time", &S::fleet, nullptr},
       {"help", "[COMMAND]", "tells what there is", &S::help, commandNames},
       {"quit", "", "ends the device; at the prompt Ctrl-D does, too, and Ctrl-C ends a command that takes its time",

@@ -3,6 +3,7 @@
 #include <boost/json/array.hpp>
 #include <boost/json/value.hpp>
 #include <chrono>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -21,6 +22,7 @@ class SimulatorLog;
 struct SimulatorOptions {
   std::string collectorUrl{};  ///< of a real collector, which is asked in real time; empty: a simulated one
   std::string caFile{};        ///< the authority that its certificate is trusted by; empty: the system's
+  std::string recordFile{};    ///< one JSON object a request is written there; empty: nowhere
   bool printLog = true;
   /// Asked while a command takes its time: true ends it. Null: nothing does.
   std::function<bool()> interrupted{};
@@ -69,6 +71,8 @@ class Simulator {
   void network(Arguments& arguments);
   void collector(Arguments& arguments);
   void ntp(Arguments& arguments);
+  void webview(Arguments& arguments);
+  void searchads(Arguments& arguments);
   void launch(Arguments& arguments);
   void call(Arguments& arguments);
   void state(Arguments& arguments);
@@ -80,12 +84,16 @@ class Simulator {
   void keychain(Arguments& arguments);
   void show(Arguments& arguments);
   void expect(Arguments& arguments);
+  void explain(Arguments& arguments);
+  void open(Arguments& arguments);
   void fleet(Arguments& arguments);
   void help(Arguments& arguments);
   void quit(Arguments& arguments);
 
   boost::json::value view(const std::string& what);
   boost::json::value documentView(const std::string& name);
+  std::optional<boost::json::object> lastSession() const;
+  void note(const platform::HttpRequest& request);
   void goLive(const SimulatorOptions& options);
   double pass(double from, double to);
   void checkInterrupt() const;
@@ -108,6 +116,8 @@ class Simulator {
   bool absent_ = false;                      // whether that null stands for what a path did not find
   std::optional<boost::json::value> last_;   // shown, which expectations are about
   bool lastAbsent_ = false;
+  std::optional<platform::HttpRequest> lastUpload_;
+  std::ofstream record_;
   boost::json::array reports_;  // of callbacks that were called and not told yet
 };
 

@@ -11,6 +11,7 @@
 #include "Contract.h"
 #include "Json.h"
 #include "SimulatedPlatform.h"
+#include "zul/Deployment.h"
 
 namespace zul::simulator {
 
@@ -63,16 +64,32 @@ Keychain::Dictionary readKeychainItem(const boost::json::object& item) {
   return read;
 }
 
-boost::json::object requestView(const platform::HttpRequest& request, std::string_view baseUrl) {
+namespace {
+
+// The attribution service is not the collector: nobody here knows what it wants.
+bool isForSearchAds(const platform::HttpRequest& request, const Deployment& deployment) {
+  return !deployment.searchAdsBaseUrl.empty() && request.url.starts_with(deployment.searchAdsBaseUrl);
+}
+
+}  // namespace
+
+boost::json::object requestView(const platform::HttpRequest& request, const Deployment& deployment) {
   collector::HttpRequest arrived;
   arrived.method = request.method;
-  arrived.target = target(request.url, baseUrl);
+  arrived.target = target(request.url, deployment.collectorBaseUrl);
   boost::json::object headers;
   for (const auto& [name, value] : request.headers) {
     headers[name] = value;
     arrived.headers[name] = value;
   }
   arrived.body = request.body.value_or("");
+  if (isForSearchAds(request, deployment)) {
+    return {{"method", request.method},
+            {"url", request.url},
+            {"endpoint", "searchads"},
+            {"headers", std::move(headers)},
+            {"body", arrived.body}};
+  }
   auto verdict = judge(arrived);
   boost::json::object view{{"method", request.method},
                            {"url", request.url},

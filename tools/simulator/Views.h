@@ -9,6 +9,7 @@
 #include "zul/platform/Keychain.h"
 
 namespace zul {
+struct Deployment;
 struct SessionJson;
 namespace platform {
 class SimulatedClock;
@@ -21,8 +22,7 @@ class SimulatedKeychain;
 namespace zul::simulator {
 
 /// Method, URL, headers and the body, decoded. What is wrong with a request, if anything, is its "problem".
-/// `baseUrl` is the collector's.
-boost::json::object requestView(const platform::HttpRequest& request, std::string_view baseUrl);
+boost::json::object requestView(const platform::HttpRequest& request, const Deployment& deployment);
 
 /// The wall clock "time" in its "zone", and the same in "seconds" since 1970.
 boost::json::object clockView(const platform::SimulatedClock& clock);

@@ -42,13 +42,14 @@ std::string commandName(const std::string& line) {
   return line.substr(begin, line.find_first_of(" \t\r", begin) - begin);
 }
 
-// False when the line could not be run.
+// False when the line could not be run. It has no number when it comes from the command line.
 bool run(simulator::Simulator& simulator, const std::string& line, int number) {
   try {
     simulator.run(line);
     return true;
   } catch (const std::exception& error) {
-    fmt::print(stderr, "zul-sim: line {}: {}: {}\n", number, commandName(line), error.what());
+    const auto place = number > 0 ? fmt::format("line {}: ", number) : "";
+    fmt::print(stderr, "zul-sim: {}{}: {}\n", place, commandName(line), error.what());
     return false;
   }
 }
@@ -97,6 +98,8 @@ bool runInput(const simulator::CommandLine& line) {
   }
   const bool indent = line.transcript || isatty(STDOUT_FILENO) != 0;
   simulator::Simulator simulator(options, [indent](const auto& value) { print(value, indent); });
+  if (!line.command.empty() && !run(simulator, line.command, 0)) return false;
+  if (line.commandAlone) return true;
   bool done = true;
   if (interrupt) {
     runPrompt(simulator, *interrupt);

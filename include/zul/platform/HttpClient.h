@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -8,15 +9,21 @@
 
 namespace zul::platform {
 
+/// Marks requests that share cookies of their own, apart from the client's, for as long as it lives. The client keeps
+/// what is in it.
+struct CookieJar {};
+
 struct HttpRequest {
   std::string method = "GET";
   std::string url;  ///< absolute, http or https; anything else fails the request
   std::vector<std::pair<std::string, std::string>> headers;
   std::optional<std::string> body;
-  bool streamBody = false;  ///< send the body without announcing its length
-  bool cookies = true;      ///< false: neither send nor keep cookies
-  std::string caFile;       ///< PEM file of the authority to trust instead of the system's; empty: the system's
-  double timeout = 0;       ///< seconds for the whole exchange; 0: the client's own limits
+  bool streamBody = false;         ///< send the body without announcing its length
+  bool cookies = true;             ///< false: neither send nor keep cookies
+  std::shared_ptr<CookieJar> jar;  ///< where the cookies are; null: with those of all requests that name none
+  bool followRedirects = true;     ///< false: the answer to a GET may be a redirect, as that to anything else
+  std::string caFile;              ///< PEM file of the authority to trust instead of the system's; empty: the system's
+  double timeout = 0;              ///< seconds for the whole exchange; 0: the client's own limits
 };
 
 /// The outcome of a request. An HTTP error status is an answer like any other.
@@ -24,6 +31,8 @@ struct HttpResponse {
   std::string error;  ///< empty unless the transport failed
   int status = 0;     ///< 0 without an answer
   std::optional<std::string> body;
+  std::string contentType{};  ///< the Content-Type header
+  std::string redirectUrl{};  ///< where a redirect that was not followed leads, absolute
 
   bool ok() const { return error.empty(); }
 };

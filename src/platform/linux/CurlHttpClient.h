@@ -9,7 +9,7 @@ namespace zul::platform {
 
 /// The HTTP client: one thread that runs all requests over libcurl, at most six connections a host, kept for the
 /// next request. The thread starts with the first request. Certificates are always verified. Cookies are kept in
-/// memory for as long as the client lives. Redirects are followed for GET alone.
+/// memory, for as long as the client lives or their jar. Redirects are followed for GET alone.
 ///
 /// A request fails after 60 seconds without a connection, after `idle` without a byte in either direction, or after
 /// `HttpRequest::timeout` (by default seven days) in all.

@@ -144,14 +144,13 @@ CurlLoop::Work CurlLoop::open() {
   initialiseLibraries();
   Work work;
   work.multi.reset(curl_multi_init());
-  work.jar.reset(curl_share_init());
+  work.cookies = newCookies();
   const MutexLock lock(mutex_);
   thread_ = std::this_thread::get_id();
-  if (work.multi == nullptr || work.jar == nullptr) {
+  if (work.multi == nullptr || work.cookies == nullptr) {
     stopped_ = true;
     return work;
   }
-  curl_share_setopt(work.jar.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
   wakeable_ = work.multi.get();
   return work;
 }
@@ -213,7 +212,8 @@ void CurlLoop::begin(Work& work, Host& host, Incoming incoming) {
     if (work.spare.empty()) work.spare.push_back(std::make_unique<CurlTransfer>());
     transfer = std::move(work.spare.back());
     work.spare.pop_back();
-    problem = transfer->prepare(std::move(incoming.request), work.jar.get());
+    CURLSH* const cookies = cookiesFor(work, incoming.request);
+    problem = transfer->prepare(std::move(incoming.request), cookies);
     work.active.reserve(work.active.size() + 1);
   } catch (const std::exception& error) {
     problem = error.what();
@@ -229,6 +229,26 @@ void CurlLoop::begin(Work& work, Host& host, Incoming incoming) {
   transfer->setCompletion(std::move(incoming.completion));
   work.active.push_back({std::move(transfer), &host});
   ++host.active;
+}
+
+CurlLoop::Cookies CurlLoop::newCookies() {
+  Cookies cookies(curl_share_init());
+  if (cookies != nullptr) curl_share_setopt(cookies.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
+  return cookies;
+}
+
+/// Null for none.
+CURLSH* CurlLoop::cookiesFor(Work& work, const HttpRequest& request) {
+  if (!request.cookies) return nullptr;
+  if (request.jar == nullptr) return work.cookies.get();
+  std::erase_if(work.jars, [](const Jar& jar) { return jar.owner.expired(); });
+  const auto place =
+      std::find_if(work.jars.begin(), work.jars.end(), [&](const Jar& jar) { return jar.owner.lock() == request.jar; });
+  if (place != work.jars.end()) return place->cookies.get();
+  Cookies cookies = newCookies();
+  if (cookies == nullptr) throw std::bad_alloc();
+  work.jars.push_back({request.jar, std::move(cookies)});
+  return work.jars.back().cookies.get();
 }
 
 /// Ends what has not moved a byte for too long. How many milliseconds later to look again.
@@ -251,6 +271,7 @@ void CurlLoop::complete(Work& work, CURL* handle, CURLcode result) {
   curl_multi_remove_handle(work.multi.get(), handle);
   CurlTransfer& transfer = CurlTransfer::of(handle);
   HttpResponse response = transfer.response(result);
+  curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);  // a jar that is in use cannot go when its owner does
   HttpClient::Completion completion = transfer.finish();
 
   const auto place = std::find_if(work.active.begin(), work.active.end(),

@@ -51,6 +51,13 @@ class CurlLoop : public std::enable_shared_from_this<CurlLoop> {
     void operator()(CURLSH* jar) const { curl_share_cleanup(jar); }
   };
 
+  using Cookies = std::unique_ptr<CURLSH, FreeJar>;
+
+  struct Jar {
+    std::weak_ptr<const CookieJar> owner;
+    Cookies cookies;
+  };
+
   /// The requests to one host. We limit them ourselves: libcurl can, but then forgets requests that wait.
   struct Host {
     std::deque<Incoming> waiting;
@@ -65,7 +72,8 @@ class CurlLoop : public std::enable_shared_from_this<CurlLoop> {
   /// What the thread alone uses. The transfers come last, for libcurl wants them gone first.
   struct Work {
     std::unique_ptr<CURLM, FreeMulti> multi;
-    std::unique_ptr<CURLSH, FreeJar> jar;
+    Cookies cookies;
+    std::vector<Jar> jars;  // of those who want cookies of their own
     std::map<std::string, Host, std::less<>> hosts;
     std::vector<Active> active;
     std::vector<std::unique_ptr<CurlTransfer>> spare;
@@ -78,6 +86,8 @@ class CurlLoop : public std::enable_shared_from_this<CurlLoop> {
   void takeIn(Work& work) ZUL_REQUIRES(mutex_);
   void beginWaiting(Work& work);
   void begin(Work& work, Host& host, Incoming incoming);
+  static Cookies newCookies();
+  static CURLSH* cookiesFor(Work& work, const HttpRequest& request);
   int endIdle(Work& work);
   void complete(Work& work, CURL* handle, CURLcode result);
   void endAll(Work& work);

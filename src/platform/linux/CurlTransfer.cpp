@@ -52,7 +52,7 @@ CurlTransfer::CurlTransfer() : easy_(curl_easy_init()) {
   if (easy_ == nullptr) throw std::bad_alloc();
 }
 
-std::string CurlTransfer::prepare(HttpRequest request, CURLSH* jar) {
+std::string CurlTransfer::prepare(HttpRequest request, CURLSH* cookies) {
   request_ = std::move(request);
   if (!isWebUrl(request_.url)) return "not a http or https URL";
   if (!isToken(request_.method)) return "not a request method";
@@ -84,9 +84,8 @@ std::string CurlTransfer::prepare(HttpRequest request, CURLSH* jar) {
     curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);  // else the system's authorities are trusted as well
   }
 
-  // A reset handle keeps its jar, so each request says which.
-  curl_easy_setopt(easy, CURLOPT_SHARE, request_.cookies ? jar : nullptr);
-  if (request_.cookies) curl_easy_setopt(easy, CURLOPT_COOKIEFILE, "");
+  curl_easy_setopt(easy, CURLOPT_SHARE, cookies);
+  if (cookies != nullptr) curl_easy_setopt(easy, CURLOPT_COOKIEFILE, "");
 
   prepareBody();
   return prepareHeaders();
@@ -106,7 +105,7 @@ void CurlTransfer::prepareBody() {
     curl_easy_setopt(easy, CURLOPT_POSTFIELDS, body.data());
   } else if (request_.method == "HEAD") {
     curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
-  } else if (request_.method == "GET") {
+  } else if (request_.method == "GET" && request_.followRedirects) {
     curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
     curl_easy_setopt(easy, CURLOPT_MAXREDIRS, kMaxRedirects);
   }
@@ -175,9 +174,17 @@ HttpResponse CurlTransfer::response(CURLcode result) {
     long status = 0;
     curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
     response.status = static_cast<int>(status);
+    response.contentType = text(CURLINFO_CONTENT_TYPE);
+    response.redirectUrl = text(CURLINFO_REDIRECT_URL);
     response.body = std::move(answer_);
   }
   return response;
+}
+
+std::string CurlTransfer::text(CURLINFO info) const {
+  const char* text = nullptr;
+  curl_easy_getinfo(easy_.get(), info, &text);
+  return text != nullptr ? text : "";
 }
 
 HttpClient::Completion CurlTransfer::finish() {

@@ -21,9 +21,9 @@ class CurlTransfer {
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-  /// Prepares the handle. Returns why the request cannot be sent at all; empty when it can. A request that wants
-  /// cookies uses those of `jar`.
-  std::string prepare(HttpRequest request, CURLSH* jar);
+  /// Prepares the handle. Returns why the request cannot be sent at all; empty when it can. `cookies` is null where
+  /// it has none.
+  std::string prepare(HttpRequest request, CURLSH* cookies);
 
   void setCompletion(HttpClient::Completion completion) { completion_ = std::move(completion); }
 
@@ -51,6 +51,7 @@ class CurlTransfer {
   };
 
   std::string prepareHeaders();
+  std::string text(CURLINFO info) const;
   void prepareBody();
   bool hasHeader(std::string_view name) const;
   void addHeader(const std::string& line);

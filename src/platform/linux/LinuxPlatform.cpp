@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "AbsentServices.h"
 #include "AsioDispatcher.h"
 #include "AsioHostResolver.h"
 #include "AsioUdpSockets.h"
@@ -30,6 +31,7 @@
 #include "zul/platform/LifeCycle.h"
 #include "zul/platform/LogSink.h"
 #include "zul/platform/NotificationCenter.h"
+#include "zul/platform/WebView.h"
 
 namespace zul {
 
@@ -147,6 +149,9 @@ Platform linuxPlatform(const LinuxOptions& given) {
   pieces.notifications = std::make_shared<platform::LocalNotificationCenter>();
   pieces.resolver = std::make_shared<platform::AsioHostResolver>();
   pieces.udp = std::make_shared<platform::AsioUdpSockets>(dispatcher);
+  pieces.webViews = platform::pageWebViews(pieces.http, dispatcher);
+  pieces.adServices = std::make_shared<platform::NoAdServices>();
+  pieces.skAdNetwork = std::make_shared<platform::NoSKAdNetwork>();
   return pieces;
 }
 

@@ -17,7 +17,6 @@ namespace zul::platform {
 
 namespace {
 
-constexpr const char* kFileName = "ZULLocalDB.sqlite";
 constexpr const char* kLockName = "ZULLocalDB.lock";
 
 // Pages in the log, two megabytes, before it is worth a few syncs to empty it. What is in the log is read again
@@ -33,9 +32,6 @@ constexpr int kMaintenancePasses = 3;
 
 // Somebody looking with the shell must not freeze the host.
 constexpr int kBusyMilliseconds = 100;
-
-// In PRAGMA user_version; a later one migrates from here.
-constexpr std::int64_t kSchemaVersion = 2;
 
 // Documents can be megabytes, and a table WITHOUT ROWID would move all but their first kilobyte to
 // overflow pages.

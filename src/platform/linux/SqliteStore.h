@@ -48,6 +48,9 @@ class SqliteStore final : public DocumentStore {
  public:
   using Clock = std::chrono::steady_clock;
 
+  static constexpr const char* kFileName = "ZULLocalDB.sqlite";
+  static constexpr std::int64_t kSchemaVersion = 2;  ///< in PRAGMA user_version; a later one migrates from here
+
   explicit SqliteStore(std::string folder, Clock::duration mostAge = std::chrono::minutes(1));
   ~SqliteStore() override;
   SqliteStore(const SqliteStore&) = delete;

@@ -19,6 +19,11 @@ constexpr double kLook = 0.01;
 
 }  // namespace
 
+void SimulatedHttp::note(const HttpRequest& request) {
+  requests_.push_back(request);
+  if (onRequest) onRequest(request);
+}
+
 SimulatedHttp::Answer SimulatedHttp::next(const HttpRequest& request) {
   const auto found = std::find_if(answers_.begin(), answers_.end(), [&](const auto& entry) {
     return request.url.find(entry.first) != std::string::npos;
@@ -50,7 +55,7 @@ bool SimulatedHttp::goesUpstream(const HttpRequest& request) const {
 }
 
 void SimulatedHttp::send(HttpRequest request, Completion completion) {
-  requests_.push_back(request);
+  note(request);
   const std::weak_ptr<char> process = process_;
   if (goesUpstream(request)) {
     upstream_->send(std::move(request), [this, process, completion = std::move(completion)](auto response) {
@@ -79,7 +84,7 @@ HttpResponse SimulatedHttp::fetch(HttpRequest request) {
     *arrived = nullptr;
     return answer ? std::move(*answer) : HttpResponse{.error = kUnreachable, .body = std::nullopt};
   }
-  requests_.push_back(request);
+  note(request);
   if (goesUpstream(request)) return upstream_->fetch(std::move(request));
   const Answer answer = next(request);
   dispatcher_->sleep(answer.delay);

@@ -56,12 +56,16 @@ class SimulatedHttp final : public HttpClient {
   std::vector<HttpRequest> requests(const std::string& piece) const;
   void clearRequests() { requests_.clear(); }
 
+  /// Gets each request as it is made; null: nobody does.
+  std::function<void(const HttpRequest&)> onRequest;
+
  private:
   struct Script {
     std::deque<Answer> waiting;
     Answer current;
   };
 
+  void note(const HttpRequest& request);
   Answer next(const HttpRequest& request);
   HttpResponse response(const Answer& answer) const;
   bool goesUpstream(const HttpRequest& request) const;

@@ -41,7 +41,10 @@ SimulatedPlatform::SimulatedPlatform()
       log(std::make_shared<MemoryLog>()),
       lifeCycle(std::make_shared<HostLifeCycle>()),
       notifications(std::make_shared<LocalNotificationCenter>()),
-      network(std::make_shared<SimulatedNetwork>(dispatcher)) {}
+      network(std::make_shared<SimulatedNetwork>(dispatcher)),
+      webViews(std::make_shared<SimulatedWebViews>(dispatcher, http)),
+      adServices(std::make_shared<SimulatedAdServices>()),
+      skAdNetwork(std::make_shared<SimulatedSKAdNetwork>()) {}
 
 Platform SimulatedPlatform::platform() const {
   Platform platform = {.clock = clock,
@@ -58,8 +61,13 @@ Platform SimulatedPlatform::platform() const {
                        .notifications = notifications,
                        .resolver = network,
                        .udp = network,
+                       .webViews = webViews,
+                       .adServices = adServices,
+                       .skAdNetwork = skAdNetwork,
                        .deployment = {}};
   platform.deployment.collectorBaseUrl = "https://collector.test";
+  platform.deployment.trackingHost = "https://tracking.test";
+  platform.deployment.searchAdsBaseUrl = "https://search-ads.test";
   platform.deployment.appStoreLookupHost = "lookup.test";
   platform.deployment.ntpHosts.clear();
   return platform;

@@ -5,12 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "SimulatedAttribution.h"
 #include "SimulatedClock.h"
 #include "SimulatedDispatcher.h"
 #include "SimulatedHttp.h"
 #include "SimulatedKeychain.h"
 #include "SimulatedNetwork.h"
 #include "SimulatedStore.h"
+#include "SimulatedWebViews.h"
 #include "zul/Dictionary.h"
 #include "zul/Platform.h"
 #include "zul/platform/Bundle.h"
@@ -106,6 +108,9 @@ struct SimulatedPlatform {
   std::shared_ptr<HostLifeCycle> lifeCycle;
   std::shared_ptr<LocalNotificationCenter> notifications;
   std::shared_ptr<SimulatedNetwork> network;
+  std::shared_ptr<SimulatedWebViews> webViews;
+  std::shared_ptr<SimulatedAdServices> adServices;
+  std::shared_ptr<SimulatedSKAdNetwork> skAdNetwork;
 
   /// What a library takes. It asks no time servers unless the deployment is given some.
   Platform platform() const;

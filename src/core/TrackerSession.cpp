@@ -71,8 +71,9 @@ void Tracker::accountNewSession() {
     controller.saveRecentSessionTimeSec();
     controller.saveSessionExpireTime();
     controller.checkToResetUdRvnc();
-    // A record that another thread made meanwhile shows the session before.
-    services_.db.afterCommit([this] { services_.record.clearInstance(); });
+    // Before the commit: whoever finds the session begun must not find the record of the one before it. A record that
+    // is made meanwhile waits for this transaction.
+    services_.record.clearInstance();
   });
 }
 

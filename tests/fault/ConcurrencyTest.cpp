@@ -255,6 +255,27 @@ TEST(RecordConcurrencyTest, ShowsOneSessionWhileAnotherBegins) {
   sessions.join();
 }
 
+// Whoever finds a session begun gets its record, not that of the one before it.
+TEST(RecordConcurrencyTest, ShowsTheSessionThatIsStored) {
+  const TemporaryFolder folder;
+  HostPlatform host({.data = folder.path("store"),
+                     .bundle = folder.path(),
+                     .collector = "http://127.0.0.1:9",
+                     .log = std::make_shared<KeptLog>()});
+  Runtime runtime(std::move(host.platform));
+  runtime.db().update("Identify", [](MutableDocument& identify) { identify.setInteger(1, "appId"); });
+  std::atomic<bool> done = false;
+  std::thread sessions([&] {
+    for (int visit = 0; visit < kCalls * 2; ++visit) runtime.tracker().occurNewSessionWithType(2);
+    done = true;
+  });
+  while (!done) {
+    const auto stored = runtime.db().documentWithID("Behavior").integerForKey("lifeCriteriaVisit");
+    EXPECT_GE(runtime.record().sharedInstance()->ltvt, stored);
+  }
+  sessions.join();
+}
+
 // A record shows one member as a whole while others sign in and sessions begin, and in the end the one that is stored.
 TEST(RecordConcurrencyTest, ShowsOneMemberWhileAnotherSignsIn) {
   const TemporaryFolder folder;

@@ -30,8 +30,12 @@ void Log::system(std::string_view message) const noexcept {
   }
 }
 
+bool Log::wants(LogLevel level) const noexcept {
+  return level >= level_ && sink_->wants(level);
+}
+
 void Log::line(LogLevel level, std::string_view tag, std::string_view message, const CallSite& where) const noexcept {
-  if (level < level_) return;
+  if (!wants(level)) return;
   try {
     const auto time = clock_->civil(clock_->now());
     sink_->write(fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02} | {} | {}( {} ) | {}\n", time.year, time.month,

@@ -24,6 +24,9 @@ class Log {
   void info(std::string_view message, const CallSite& where) const noexcept;
   void error(std::string_view message, const CallSite& where) const noexcept;
 
+  /// Whether lines of this level go anywhere: what costs much to write is made only then.
+  bool wants(LogLevel level) const noexcept;
+
   /// A line without time and place, whatever the level.
   void system(std::string_view message) const noexcept;
 

@@ -12,15 +12,28 @@ namespace zul {
 Payloads::Payloads(SessionRecord& record, const CustomWKWebViewConfiguration& webView, Log log)
     : record_(record), webView_(webView), log_(std::move(log)) {}
 
-Payloads::Payload Payloads::createSessionJson() {
+// Made anew only where something has changed: of a burst of events one pays for it.
+Payloads::Payload Payloads::sessionText() {
+  const auto record = record_.sharedInstance();
+  const auto userAgent = webView_.clientUserAgent();
   PayloadExtras extras;
   {
     const MutexLock lock(mutex_);
+    extras_.clientUserAgent = userAgent;
+    if (record == madeOf_ && extras_ == madeWith_) return made_;
     extras = extras_;
   }
-  extras.clientUserAgent = webView_.clientUserAgent();
-  const auto session = std::make_shared<const std::string>(sessionPayload(*record_.sharedInstance(), extras));
-  if (*session != "{}") {
+  const auto text = std::make_shared<const std::string>(sessionPayload(*record, extras));
+  const MutexLock lock(mutex_);
+  madeOf_ = record;
+  madeWith_ = std::move(extras);
+  made_ = text;
+  return text;
+}
+
+Payloads::Payload Payloads::createSessionJson() {
+  const auto session = sessionText();
+  if (*session != "{}" && log_.wants(LogLevel::debug)) {
     log_.debug("================self.sessionJsonDict=================== :" + *session, ZUL_HERE);
   }
   const MutexLock lock(mutex_);
@@ -30,7 +43,9 @@ Payloads::Payload Payloads::createSessionJson() {
 
 Payloads::Payload Payloads::createPageJson(const Pairs& pairs) {
   auto session = createSessionJson();
-  log_.debug("self.tempPairingData :" + (pairs ? json::text(*pairs) : "(null)"), ZUL_HERE);
+  if (log_.wants(LogLevel::debug)) {
+    log_.debug("self.tempPairingData :" + (pairs ? json::text(*pairs) : "(null)"), ZUL_HERE);
+  }
   if (!pairs || pairs->empty()) return session;
   auto object = json::parseObject(*session, json::kMaxPayloadDepth).value_or(boost::json::object());
   for (const auto& pair : *pairs) object[pair.key()] = pair.value();
@@ -38,6 +53,19 @@ Payloads::Payload Payloads::createPageJson(const Pairs& pairs) {
   const MutexLock lock(mutex_);
   sessionJsonDict_ = paired;
   return paired;
+}
+
+Payloads::Payload Payloads::inEnvelope(const Payload& session) {
+  if (!session) return std::make_shared<const std::string>("{}");
+  {
+    const MutexLock lock(mutex_);
+    if (session == enveloped_) return envelope_;
+  }
+  const auto envelope = std::make_shared<const std::string>("{\"SESSION\":" + *session + "}");
+  const MutexLock lock(mutex_);
+  enveloped_ = session;
+  envelope_ = envelope;
+  return envelope;
 }
 
 Payloads::Payload Payloads::sessionJsonDict() const {

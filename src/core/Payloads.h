@@ -15,6 +15,7 @@ namespace zul {
 
 class CustomWKWebViewConfiguration;
 class SessionRecord;
+struct SessionJson;
 
 /// Owns the payloads that are being prepared: builds them from the record and keeps the latest ones.
 ///
@@ -33,6 +34,9 @@ class Payloads {
   /// The same with `pairs` in it.
   Payload createPageJson(const Pairs& pairs);
 
+  /// {"SESSION": session}, as it is sent; {} for null.
+  Payload inEnvelope(const Payload& session);
+
   /// The session payload that was built last; null before the first.
   Payload sessionJsonDict() const;
   /// The payload that is to be sent next, in its envelope {"SESSION": payload}; null stands for an empty dictionary.
@@ -47,11 +51,20 @@ class Payloads {
   void setTempPairingData(const std::optional<Dictionary>& pairs);
 
  private:
+  Payload sessionText();
+
   SessionRecord& record_;
   const CustomWKWebViewConfiguration& webView_;
   const Log log_;
 
   mutable Mutex mutex_;
+  // The session payload of a record, as long as that is the current one.
+  std::shared_ptr<const SessionJson> madeOf_ ZUL_GUARDED_BY(mutex_);
+  PayloadExtras madeWith_ ZUL_GUARDED_BY(mutex_);
+  Payload made_ ZUL_GUARDED_BY(mutex_);
+  Payload enveloped_ ZUL_GUARDED_BY(mutex_);
+  Payload envelope_ ZUL_GUARDED_BY(mutex_);
+
   Payload sessionJsonDict_ ZUL_GUARDED_BY(mutex_);
   Payload entireJson_ ZUL_GUARDED_BY(mutex_);
   Pairs tempPairingData_ ZUL_GUARDED_BY(mutex_) = boost::json::object();

@@ -162,12 +162,16 @@ void Tracker::exceptionSendToServer() {
 }
 
 void Tracker::upload(const Payload& entireJson) {
+  std::vector<Payload> payloads;
   if (earlyEvents_.exceptionDataSend()) {
     const auto session = payloads_.sessionJsonDict();
-    uploads_.send(earlyEvents_.inSession(session ? *session : "{}"));
+    for (auto& text : earlyEvents_.inSession(session ? *session : "{}")) {
+      payloads.push_back(std::make_shared<const std::string>(std::move(text)));
+    }
   } else {
-    uploads_.send({entireJson ? "{\"SESSION\":" + *entireJson + "}" : "{}"});
+    payloads.push_back(payloads_.inEnvelope(entireJson));
   }
+  uploads_.send(std::move(payloads));
 }
 
 }  // namespace zul

@@ -1,6 +1,5 @@
 #include "UploadQueue.h"
 
-#include <algorithm>
 #include <boost/json/object.hpp>
 #include <utility>
 
@@ -16,24 +15,19 @@ constexpr std::size_t kMostOpen = 4;
 // The HTTP client ends a request after seven days at the latest.
 constexpr double kLostAfter = 8 * 86400.0;  // seconds
 
-// The list as it is sent: an indented JSON array.
-std::string indented(const std::vector<LocalDB::Payload>& list) {
-  std::size_t size = 4;
-  for (const auto& payload : list) size += payload->size() * 3 / 2;
-  std::string text = "[";
-  text.reserve(size);
-  for (const auto& payload : list) {
-    text += text.size() == 1 ? "\n  " : ",\n  ";
-    json::appendPretty(text, *payload, 1);
-  }
-  text += "\n]";
-  return text;
-}
-
 }  // namespace
 
 UploadQueue::UploadQueue(LocalDB& db, NetworkManager& network, const Tasks& tasks, Log log, Owner owner)
-    : db_(db), network_(network), tasks_(tasks.serial()), log_(std::move(log)), owner_(std::move(owner)) {}
+    : db_(db),
+      network_(network),
+      tasks_(tasks.serial()),
+      log_(std::move(log)),
+      owner_(std::move(owner)),
+      reader_(std::make_shared<QueueReader>(db)) {}
+
+UploadQueue::~UploadQueue() {
+  reader_->end();
+}
 
 void UploadQueue::start() {
   tasks_.async([this] { db_.loadQueue(); }, ZUL_HERE);
@@ -41,41 +35,63 @@ void UploadQueue::start() {
 
 // ---- sending
 
-void UploadQueue::send(std::vector<std::string> payloads) {
-  std::string removed;
-  Payloads own;
+void UploadQueue::send(std::vector<LocalDB::Payload> payloads) {
+  const auto isEmpty = [](const LocalDB::Payload& payload) { return *payload == kNoKeys; };
+  const auto removed = std::erase_if(payloads, isEmpty);
+  const auto own = accept(payloads);
   {
-    // Before they can be seen among the rows, so that no other send takes them along.
-    const MutexLock lock(mutex_);
-    for (auto& payload : payloads) {
-      if (payload == kNoKeys) {
-        removed += removed.empty() ? kNoKeys : ",{}";
-      } else {
-        own.push_back(std::make_shared<const std::string>(std::move(payload)));
-        underWay_.insert(own.back());
-      }
-    }
-  }
-  try {
-    if (!own.empty()) db_.enqueue(own);
     const MutexLock lock(mutex_);
     if (waiting_.empty() || open_.size() + waiting_.size() <= kMostOpen) {
       waiting_.push_back(own);
     } else {
-      auto& last = waiting_.back();
-      last.insert(last.end(), own.begin(), own.end());
+      waiting_.back().add(own);
     }
-  } catch (...) {  // what is accepted all the same waits in its row for the next send
+  }
+  if (removed > 0) {
+    std::string list(kNoKeys);
+    for (std::size_t n = 1; n < removed; ++n) list += ",{}";
+    log_.info("REMOVE Object: [" + list + "]", ZUL_HERE);
+  }
+  pumpSoon();
+}
+
+// Under way before they can be found in the queue, so that no other send takes them along.
+IdSet UploadQueue::accept(std::span<const LocalDB::Payload> payloads) {
+  if (payloads.empty()) return {};
+  const auto count = static_cast<std::int64_t>(payloads.size());
+  IdSet own;
+  std::int64_t first = 0;
+  {
     const MutexLock lock(mutex_);
-    release(own);
+    first = db_.reserveIds(payloads.size());
+    own = IdSet(first, first + count - 1);
+    underWay_.add(own);
+  }
+  try {
+    db_.enqueue(first, payloads);
+  } catch (...) {  // what is accepted all the same waits for the next send
+    const MutexLock lock(mutex_);
+    underWay_.remove(own);
     throw;
   }
-  if (!removed.empty()) log_.info("REMOVE Object: [" + removed + "]", ZUL_HERE);
-  tasks_.async([this] { pump(); }, ZUL_HERE);
+  return own;
+}
+
+// One task for all that comes until it runs.
+void UploadQueue::pumpSoon() {
+  if (pumpDue_.exchange(true)) return;
+  try {
+    tasks_.async([this] { pump(); }, ZUL_HERE);
+  } catch (...) {
+    pumpDue_ = false;
+    throw;
+  }
 }
 
 void UploadQueue::pump() {
+  pumpDue_ = false;
   db_.loadQueue();  // what cannot be read now joins at a later send
+  db_.drain();
   giveUpLostRequests();
   while (true) {
     const auto request = std::make_shared<Request>();
@@ -84,7 +100,7 @@ void UploadQueue::pump() {
       const MutexLock lock(mutex_);
       if (waiting_.empty() || open_.size() >= kMostOpen) return;
       open_.push_back(request);
-      request->payloads = std::move(waiting_.front());
+      request->ids = std::move(waiting_.front());
       waiting_.pop_front();
     }
     try {
@@ -115,41 +131,40 @@ void UploadQueue::giveUpLostRequests() {
 void UploadQueue::startRequest(const RequestPtr& request) {
   // Without a queue to join, the payload waits in its row for the next send.
   const bool joins = !db_.takeUnreadableQueue();
-  if (joins) takeList(*request);
-  if (!joins || request->payloads.empty()) {
+  if (joins) claim(*request);
+  if (!joins || request->list->empty()) {
     log_.info("No finalJsonList data for send: []", ZUL_HERE);
     endRequest(request);
     return;
   }
-  const auto text = indented(request->payloads);
-  log_.info("REQ [SDK -> COLLECTOR] " + text, ZUL_HERE);
-  network_.sendDocument(text, owner_.sender(), [this, request](bool success, const auto& response) {
-    log_.guard([&] { complete(request->payloads, success, response); }, ZUL_HERE);
-    log_.debug("[Data Sending Status] : Completed. ", ZUL_HERE);
-    endRequest(request);
-    owner_.completed();
-  });
+  logList(request->ids);
+  network_.sendDocument([list = request->list] { return list->next(); }, owner_.sender(),
+                        [this, request](bool success, const auto& response) {
+                          log_.guard([&] { complete(*request->list, success, response); }, ZUL_HERE);
+                          log_.debug("[Data Sending Status] : Completed. ", ZUL_HERE);
+                          endRequest(request);
+                          owner_.completed();
+                        });
 }
 
-// The rows in their order, save those that are another request's; these are now this one's.
-void UploadQueue::takeList(Request& request) {
-  const auto rows = db_.queue();
-  const std::unordered_set<Payload> mine(request.payloads.begin(), request.payloads.end());
-  Payloads list;
-  list.reserve(rows.size());
+// The whole queue as it is now, save what is another request's.
+void UploadQueue::claim(Request& request) {
   const MutexLock lock(mutex_);
-  for (const auto& payload : rows) {
-    if (mine.contains(payload) || !underWay_.contains(payload)) list.push_back(payload);
-  }
-  std::unordered_set<Payload> taken(list.begin(), list.end());
-  underWay_.reserve(underWay_.size() + taken.size());
-  for (const auto& payload : mine) underWay_.erase(payload);  // one that has no row any more
-  underWay_.merge(taken);
-  request.payloads.swap(list);
+  auto others = underWay_;
+  others.remove(request.ids);
+  request.ids = IdSet::upTo(db_.lastId());
+  request.ids.remove(others);
+  underWay_.add(request.ids);
+  request.list = std::make_shared<QueuedList>(reader_, request.ids);
 }
 
-void UploadQueue::release(const Payloads& payloads) {
-  for (const auto& payload : payloads) underWay_.erase(payload);
+// The whole document, for those who want to see it.
+void UploadQueue::logList(const IdSet& ids) const {
+  if (!log_.wants(LogLevel::info)) return;
+  std::string line = "REQ [SDK -> COLLECTOR] ";
+  QueuedList list(reader_, ids);
+  for (auto piece = list.next(); piece && !piece->empty(); piece = list.next()) line += *piece;
+  log_.info(line, ZUL_HERE);
 }
 
 // A request that was given up may end a second time.
@@ -157,25 +172,27 @@ void UploadQueue::endRequest(const RequestPtr& request) {
   {
     const MutexLock lock(mutex_);
     if (std::erase(open_, request) == 0) return;
-    release(request->payloads);
+    underWay_.remove(request->ids);
     if (waiting_.empty()) return;
   }
-  tasks_.async([this] { pump(); }, ZUL_HERE);
+  pumpSoon();
 }
 
 // ---- the answer
 
-void UploadQueue::complete(const Payloads& list, bool success, const platform::HttpResponse& response) {
+void UploadQueue::complete(QueuedList& list, bool success, const platform::HttpResponse& response) {
   if (!success) {
     owner_.kept("network error", response.error);
     return;
   }
   const auto answer = NetworkManager::getResponseDictionary(response.body);
   log_.info("RES [SDK <- COLLECTOR_Tracker]: " + (answer ? json::text(*answer) : "(null)"), ZUL_HERE);
-  if (answer && json::string(*answer, "code") == wire::kAccepted) {
-    owner_.accepted(*answer, *list.front(), *list.back(), [&] { db_.dequeue(list); });
-  } else {
+  if (!answer || json::string(*answer, "code") != wire::kAccepted) {
     owner_.kept(answer ? json::string(*answer, "msg") : std::nullopt, "");
+  } else if (!list.ended()) {
+    owner_.kept("network error", "it answered before it had the list");
+  } else {
+    owner_.accepted(*answer, list.oldest(), list.newest(), [&] { db_.dequeue(list.sent()); });
   }
 }
 

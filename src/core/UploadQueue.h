@@ -1,34 +1,37 @@
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
+#include "IdSet.h"
 #include "LocalDB.h"
 #include "Log.h"
 #include "Mutex.h"
 #include "NetworkManager.h"
+#include "QueuedList.h"
 #include "Tasks.h"
 
 namespace zul {
 
 /// Sends the payloads that the collector does not have yet.
 ///
-/// A payload is a row of the database before `send` returns, and stays one until the collector has it: the rows are
-/// the queue. Everything else happens on a queue of tasks of its own: the payload joins those that earlier sends could
-/// not deliver, the whole list goes out as one JSON array, and an answer that accepts it removes its rows. A failed
-/// send writes nothing.
+/// A payload is accepted by the database before `send` returns, and stays there until the collector has it: its rows
+/// are the queue. Everything else happens on a queue of tasks of its own: the payload joins those that earlier sends
+/// could not deliver, the whole list goes out as one JSON array, and an answer that accepts it removes its rows. The
+/// array is read from the database while it is being sent. A failed send writes nothing.
 ///
 /// Where sends overlap, an answer concerns the payloads that its own request carried and no others, and a payload
 /// is in one request at a time: what a failed one carried waits for the next send. At most four requests are open;
 /// while they are, further payloads gather and leave together in the next one. A request that the HTTP client never
 /// ends is given up after eight days.
 ///
-/// Any thread may call `send`. The lock covers list operations only.
+/// Any thread may call `send`. The lock covers a few numbers only.
 class UploadQueue {
  public:
   /// What the owner does at each turn. All of it runs on background threads.
@@ -49,30 +52,33 @@ class UploadQueue {
   };
 
   UploadQueue(LocalDB& db, NetworkManager& network, const Tasks& tasks, Log log, Owner owner);
+  ~UploadQueue();
+  UploadQueue(const UploadQueue&) = delete;
+  UploadQueue& operator=(const UploadQueue&) = delete;
 
   /// Reads what earlier processes left. Returns at once.
   void start();
 
   /// Sends the queue with `payloads`, the texts of JSON objects, behind it. Payloads without keys are
   /// dropped; with nothing left nothing is sent.
-  void send(std::vector<std::string> payloads);
+  void send(std::vector<LocalDB::Payload> payloads);
 
  private:
-  using Payload = LocalDB::Payload;
-  using Payloads = std::vector<Payload>;
-
   struct Request {
-    Payloads payloads;  // its own, and then the whole list
+    IdSet ids;  // its own, and then all that it may carry
+    std::shared_ptr<QueuedList> list;
     double since = 0;
   };
   using RequestPtr = std::shared_ptr<Request>;
 
+  IdSet accept(std::span<const LocalDB::Payload> payloads);
+  void pumpSoon();
   void pump();
   void giveUpLostRequests();
   void startRequest(const RequestPtr& request);
-  void takeList(Request& request);
-  void complete(const Payloads& list, bool success, const platform::HttpResponse& response);
-  void release(const Payloads& payloads) ZUL_REQUIRES(mutex_);
+  void claim(Request& request);
+  void logList(const IdSet& ids) const;
+  void complete(QueuedList& list, bool success, const platform::HttpResponse& response);
   void endRequest(const RequestPtr& request);
 
   LocalDB& db_;
@@ -81,9 +87,12 @@ class UploadQueue {
   const Log log_;
   const Owner owner_;
 
+  const std::shared_ptr<QueueReader> reader_;
+  std::atomic<bool> pumpDue_{false};
+
   Mutex mutex_;
-  std::deque<Payloads> waiting_ ZUL_GUARDED_BY(mutex_);          // sends that have no request yet
-  std::unordered_set<Payload> underWay_ ZUL_GUARDED_BY(mutex_);  // their request is to come, or open
+  std::deque<IdSet> waiting_ ZUL_GUARDED_BY(mutex_);  // sends that have no request yet
+  IdSet underWay_ ZUL_GUARDED_BY(mutex_);             // their request is to come, or open
   std::vector<RequestPtr> open_ ZUL_GUARDED_BY(mutex_);
 };
 

@@ -19,6 +19,8 @@ struct PayloadExtras {
   std::optional<std::string> AAATk;                    ///< search-ads token
   std::int64_t AAATktime = 0;                          ///< ms since 1970
   std::optional<std::string> clientUserAgent;          ///< of the host's browser
+
+  bool operator==(const PayloadExtras&) const = default;
 };
 
 /// Where a field of the record is kept in memory. Made by `at`.

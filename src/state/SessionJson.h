@@ -17,6 +17,7 @@ struct SessionJson {
     Text inrc;
     std::int64_t inrcTime = 0;  ///< ms since 1970
     std::int64_t inrcDt = 0;    ///< days
+    bool operator==(const CampaignSlot&) const = default;
   };
 
   // Library
@@ -86,6 +87,8 @@ struct SessionJson {
 
   std::int64_t ATTAuthStatus = 0;
   std::int64_t latestSkAdCurValue = 0;
+
+  bool operator==(const SessionJson&) const = default;
 };
 
 }  // namespace zul

@@ -180,7 +180,7 @@ bool SessionRecord::editExisting(const Edit& edit) {
   }
   auto changed = std::make_shared<SessionJson>(*current_);
   edit(*changed);
-  current_ = std::move(changed);
+  if (*changed != *current_) current_ = std::move(changed);  // else what was made of it stays good
   return true;
 }
 

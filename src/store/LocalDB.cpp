@@ -65,14 +65,10 @@ bool LocalDB::load() {
   auto stored = store_->loadAll(Store::Table::documents);
   bool damaged = stored.status == Store::Status::corrupt;
   const auto last = stored.status == Store::Status::failed ? std::nullopt : readLastId(damaged);
-  if (!last) {
-    retryLater();
-    unreadable_ = true;
-    tellOnce("The local database cannot be read", "nothing is decided or sent until it can be, and events wait");
-    return false;
-  }
-  decltype(documents_) documents;
+  if (!last) return putOffLoading();
   std::list<Writes> aside(1);
+  if (!takeLeftOver(*last, aside.front())) return putOffLoading();
+  decltype(documents_) documents;
   for (auto& row : stored.rows) {
     if (row.key == keys::queue::kDocument) continue;  // an older library's, for `loadQueue`
     if (auto object = json::parseObject(row.text, json::kMaxPayloadDepth)) {
@@ -89,13 +85,20 @@ bool LocalDB::load() {
     const MutexLock lock(reading_);
     documents_ = std::move(documents);
   }
-  lastId_ = lastLeftId_ = *last;
+  lastLeftId_ = *last;
   if (!waiting_.empty()) retryLater();  // which runs them, whoever has read
   loaded_ = true;
   toldFailure_ = false;
   if (damaged) rewriteEverything();
   if (!aside.front().empty()) settle(toStore(aside.front()), aside);
   return true;
+}
+
+bool LocalDB::putOffLoading() {
+  retryLater();
+  unreadable_ = true;
+  tellOnce("The local database cannot be read", "nothing is decided or sent until it can be, and events wait");
+  return false;
 }
 
 // The ids of this process's rows follow those that are stored. None when they cannot be read.

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <list>
 #include <map>
 #include <memory>
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "Document.h"
+#include "IdSet.h"
 #include "Mutex.h"
 #include "Tasks.h"
 #include "zul/platform/DocumentStore.h"
@@ -25,6 +27,10 @@ namespace zul {
 /// The database "ZULLocalDB": named documents, and the rows of the upload queue, one a payload from its acceptance
 /// until the collector has it. The document "Json" is no row of its own: it is computed from the payloads' rows, and
 /// what is written to it becomes such rows.
+///
+/// A payload is accepted into the store's buffer, which takes microseconds and waits for no commit, and drained from
+/// there into its row in the background; where there is no buffer, or no room in it, the row is committed at once. The
+/// texts of a short queue stay in memory, those of a long one are read when they are wanted.
 ///
 /// The documents are read once, all together; from then on memory has them. Until that has succeeded nothing is known
 /// about this installation, and so nothing can be decided or written: reads find no document, and writes throw.
@@ -39,8 +45,22 @@ namespace zul {
 class LocalDB {
  public:
   using Edit = std::function<void(MutableDocument&)>;
-  /// The text of a payload's JSON object. A payload is known by its pointer.
+  /// The text of a payload's JSON object.
   using Payload = std::shared_ptr<const std::string>;
+  /// A queued payload. The order of the ids is that of the queue.
+  struct Queued {
+    std::int64_t id;
+    Payload payload;
+  };
+  /// A part of the queue.
+  struct Page {
+    bool failed = false;  ///< the store cannot be read just now: only what is in memory is here
+    std::vector<Queued> payloads;
+    std::optional<std::int64_t> last;  ///< where to read on from; none at the end of the queue
+  };
+
+  /// A longer queue is not kept in memory.
+  static constexpr std::size_t kMostInMemory = 256;
 
   LocalDB(std::shared_ptr<platform::DocumentStore> store, Tasks tasks, Log log);
 
@@ -71,15 +91,21 @@ class LocalDB {
 
   // ---- the queue
 
-  /// Accepts payloads behind all others.
-  void enqueue(std::span<const Payload> payloads);
-  /// The collector has them. Payloads that are not queued are passed over.
-  void dequeue(std::span<const Payload> payloads);
-  /// Reads the rows that earlier processes left, once; they come before this one's. Waits for the disk. False when
-  /// they cannot be read just now: whoever needs them asks again.
+  /// Ids for `count` payloads, behind all that were given before: the first of them. Throws as `requireReadable` does.
+  std::int64_t reserveIds(std::size_t count);
+  /// The last id that was given.
+  std::int64_t lastId() const { return lastId_; }
+  /// Accepts payloads under ids that were reserved.
+  void enqueue(std::int64_t firstId, std::span<const Payload> payloads);
+  /// Makes rows of what was accepted into the buffer.
+  void drain();
+  /// The collector has them. Ids that are not queued are passed over.
+  void dequeue(const IdSet& ids);
+  /// Takes over what earlier processes left, and reads a short queue into memory. Waits for the disk. False when that
+  /// cannot be done just now: whoever needs it asks again.
   bool loadQueue();
-  /// The payloads in their order, without those that are not read yet.
-  [[nodiscard]] std::vector<Payload> queue() const;
+  /// The payloads behind `after`, up to `through`, in their order: at most `most`. What is no payload is set aside.
+  [[nodiscard]] Page payloads(std::int64_t after, std::int64_t through, std::size_t most);
   /// True once after a text that could not be understood stood in "QueueJsonList"; it has been set aside.
   bool takeUnreadableQueue() { return unreadableQueue_.exchange(false); }
 
@@ -94,19 +120,18 @@ class LocalDB {
   };
 
   struct Row {
-    std::int64_t id;  // its order
     Payload payload;
-    bool stored;
+    bool stored;  // as a row of the table
   };
-  using Rows = std::list<Row>;  // a list, since rows must come and go without taking memory
+  using Rows = std::map<std::int64_t, Row>;  // a map, since rows must come and go without taking memory
 
   // The writes of the transaction that is open.
   struct Pending {
     std::map<std::string, boost::json::object, std::less<>> documents;
-    std::vector<Payload> accepted;
-    std::vector<Payload> delivered;
-    Rows leftOver;  // to stand before all others
-    Writes rows;    // as they stand
+    Rows accepted;
+    IdSet delivered;
+    bool drains = false;
+    Writes rows;  // as they stand
     std::vector<std::function<void()>> afterwards;
   };
 
@@ -114,9 +139,10 @@ class LocalDB {
   struct Change {
     std::list<Writes> writes{1};  // one
     std::vector<std::pair<std::string, Members>> documents;
-    std::vector<Rows::iterator> removed;
-    Rows leftOver;
+    IdSet delivered;
     Rows added;
+    std::vector<Row*> drained;
+    std::uint64_t drainedTo = 0;  // in the buffer
   };
 
   // LocalDB.cpp: reading and transactions
@@ -124,6 +150,7 @@ class LocalDB {
   void assertInTransaction() const ZUL_ASSERT_CAPABILITY(writing_) {}  // for clang, which does not look into `work`
   Members cached(std::string_view id) const;
   bool load() ZUL_REQUIRES(writing_);
+  bool putOffLoading() ZUL_REQUIRES(writing_);
   std::optional<std::int64_t> readLastId(bool& damaged) ZUL_REQUIRES(writing_);
   void prepareEdit(std::string_view id);
   boost::json::object* pendingDocument(std::string_view id, bool create);
@@ -131,23 +158,28 @@ class LocalDB {
 
   // LocalDBQueue.cpp: the rows
   static std::int64_t rowId(const std::string& key);
+  static Store::Write rowWrite(std::int64_t id, const Payload& payload);
+  bool append(std::int64_t firstId, std::span<const Payload> payloads);
   void changeRows(Change& change) ZUL_REQUIRES(writing_);
+  void drainInto(Change& change) ZUL_REQUIRES(writing_);
+  void takeOverRows(Change& change, bool stored) noexcept ZUL_REQUIRES(writing_);
+  void noteDrained(const Change& change) noexcept ZUL_REQUIRES(listing_);
+  void forgetLongQueue() noexcept ZUL_REQUIRES(listing_);
+  std::vector<Payload> queue();
   Members queueDocument();
   void replaceQueue(const boost::json::object& document) ZUL_REQUIRES(writing_);
   void noteUnreadableQueue(std::string text) ZUL_REQUIRES(writing_);
   void noteRemoved(std::string removed) ZUL_REQUIRES(writing_);
-  struct LeftOver {
-    std::optional<std::string> document;  // an older library's
-    std::vector<platform::StoredRow> rows;
-    bool damaged = false;  // what follows the rows was lost, and they are in the store no more
-  };
-  bool readRows(std::int64_t last, LeftOver& leftOver);
-  void join(LeftOver leftOver);
+  bool takeLeftOver(std::int64_t lastId, Writes& aside) ZUL_REQUIRES(writing_);
+  bool mayBeStored(const IdSet::Interval& ids) const;
+  bool joinDocument() ZUL_REQUIRES(loading_);
+  bool loadShortQueue() ZUL_REQUIRES(loading_);
+  std::vector<Queued> sound(std::vector<platform::StoredRow> rows);
 
   // LocalDBStore.cpp: what goes to the store
   void commit() ZUL_REQUIRES(writing_);
   Change readyChange() ZUL_REQUIRES(writing_);
-  void takeOver(Change& change) noexcept ZUL_REQUIRES(writing_);
+  void takeOver(Change& change, bool stored) noexcept ZUL_REQUIRES(writing_);
   Store::Status toStore(const Writes& writes) noexcept;
   void settle(Store::Status status, std::list<Writes>& writes) noexcept ZUL_REQUIRES(writing_);
   void keepUnsaved(std::list<Writes>& writes) noexcept ZUL_REQUIRES(writing_);
@@ -156,8 +188,8 @@ class LocalDB {
   void retryLater() ZUL_REQUIRES(writing_);
   void retry();
   void catchUp() ZUL_REQUIRES(writing_);
-  Writes everythingUnsaved() ZUL_REQUIRES(writing_);
-  void noteSaved() ZUL_REQUIRES(writing_);
+  void gatherUnsaved(Change& change) ZUL_REQUIRES(writing_);
+  Store::Status saveEverything() ZUL_REQUIRES(writing_);
   void rewriteEverything() ZUL_REQUIRES(writing_);
 
   const std::shared_ptr<Store> store_;
@@ -168,8 +200,8 @@ class LocalDB {
   std::atomic<std::thread::id> owner_{};  // the thread whose transaction is open
   Pending pending_ ZUL_GUARDED_BY(writing_);
   std::vector<std::function<void()>> waiting_ ZUL_GUARDED_BY(writing_);  // for the documents to be known
-  std::int64_t lastId_ ZUL_GUARDED_BY(writing_) = 0;                     // of a row
-  std::atomic<std::int64_t> lastLeftId_{0};                              // the last row's that an earlier process left
+  std::atomic<std::int64_t> lastId_{0};                                  // of a payload
+  std::int64_t lastLeftId_ ZUL_GUARDED_BY(writing_) = 0;                 // the last row's that an earlier process left
   bool behind_ ZUL_GUARDED_BY(writing_) = false;                         // the store lacks something that memory has
   bool retryDue_ ZUL_GUARDED_BY(writing_) = false;
   std::list<Writes> unsaved_ ZUL_GUARDED_BY(writing_);  // no state of ours: texts set aside, rows to be removed
@@ -178,11 +210,17 @@ class LocalDB {
   mutable Mutex reading_;  // held for a look-up; taken after writing_
   std::unordered_map<std::string, Members, Hash, std::equal_to<>> documents_ ZUL_GUARDED_BY(reading_);
 
-  mutable Mutex listing_;               // held for a pass over the rows; taken after writing_
-  Rows rows_ ZUL_GUARDED_BY(listing_);  // in order; changed in transactions alone
+  // Held for a few rows; taken after writing_. The rows of memory: all that are not stored, and of a short queue the
+  // others as well.
+  mutable Mutex listing_;
+  Rows rows_ ZUL_GUARDED_BY(listing_);                   // go in transactions alone
+  bool complete_ ZUL_GUARDED_BY(listing_) = false;       // the whole queue is in memory
+  std::uint64_t leavings_ ZUL_GUARDED_BY(listing_) = 0;  // counts how often rows have left memory
+  platform::RowBuffer* buffer_ ZUL_GUARDED_BY(listing_) = nullptr;
 
   Mutex loading_;  // one at a time reads what was left; taken before writing_
-  bool queueLoaded_ ZUL_GUARDED_BY(loading_) = false;
+  bool documentJoined_ ZUL_GUARDED_BY(loading_) = false;
+  std::atomic<bool> mayBeShort_{true};  // the queue that is not all in memory
   std::atomic<bool> unreadableQueue_{false};
   std::atomic<bool> loaded_{false};      // the documents are known, and the last row
   std::atomic<bool> unreadable_{false};  // an attempt to read them failed: the next one is the background's

@@ -4,7 +4,6 @@
 #include <boost/json/object.hpp>
 #include <cstdlib>
 #include <iterator>
-#include <unordered_set>
 #include <utility>
 
 #include "Json.h"
@@ -16,7 +15,7 @@ namespace zul {
 
 namespace {
 
-constexpr std::size_t kPage = 64;  // rows read at a time: a commit waits for no more
+constexpr std::size_t kPage = 64;  // rows read at a time
 
 }  // namespace
 
@@ -24,48 +23,182 @@ std::int64_t LocalDB::rowId(const std::string& key) {
   return std::strtoll(key.c_str(), nullptr, 10);
 }
 
-void LocalDB::enqueue(std::span<const Payload> payloads) {
+platform::DocumentStore::Write LocalDB::rowWrite(std::int64_t id, const Payload& payload) {
+  return {Store::Table::queue, std::to_string(id), *payload};
+}
+
+std::int64_t LocalDB::reserveIds(std::size_t count) {
+  requireReadable();
+  return lastId_.fetch_add(static_cast<std::int64_t>(count)) + 1;
+}
+
+void LocalDB::enqueue(std::int64_t firstId, std::span<const Payload> payloads) {
+  requireReadable();
+  if (append(firstId, payloads)) return;
   transaction([&] {
     assertInTransaction();
-    requireReadable();
-    auto& accepted = pending_.accepted;
-    accepted.insert(accepted.end(), payloads.begin(), payloads.end());
+    for (auto id = firstId; const auto& payload : payloads) pending_.accepted.emplace(id++, Row{payload, false});
   });
 }
 
-void LocalDB::dequeue(std::span<const Payload> payloads) {
-  transaction([&] {
-    assertInTransaction();
-    auto& delivered = pending_.delivered;
-    delivered.insert(delivered.end(), payloads.begin(), payloads.end());
-  });
-}
-
-std::vector<LocalDB::Payload> LocalDB::queue() const {
+// All that needs memory comes first. In the buffer and in memory at once, so that whoever drains misses nothing.
+bool LocalDB::append(std::int64_t firstId, std::span<const Payload> payloads) {
+  if (inTransaction()) return false;
+  Rows added;
+  for (auto id = firstId; const auto& payload : payloads) added.emplace(id++, Row{payload, false});
   const MutexLock lock(listing_);
-  std::vector<Payload> payloads;
-  payloads.reserve(rows_.size());
-  for (const auto& row : rows_) payloads.push_back(row.payload);
+  for (const auto& [id, row] : added) {
+    if (buffer_ == nullptr || !buffer_->append(id, *row.payload)) return false;
+  }
+  rows_.merge(added);
+  return true;
+}
+
+void LocalDB::drain() {
+  {
+    const MutexLock lock(listing_);
+    if (std::all_of(rows_.begin(), rows_.end(), [](const auto& row) { return row.second.stored; })) return;
+  }
+  transaction([this] {
+    assertInTransaction();
+    pending_.drains = true;
+  });
+}
+
+void LocalDB::dequeue(const IdSet& ids) {
+  transaction([&] {
+    assertInTransaction();
+    pending_.delivered.add(ids);
+  });
+}
+
+// ---- reading
+
+LocalDB::Page LocalDB::payloads(std::int64_t after, std::int64_t through, std::size_t most) {
+  Page page;
+  auto& payloads = page.payloads;
+  {
+    // First, since what is drained meanwhile is then found twice rather than not at all.
+    const MutexLock lock(listing_);
+    for (auto row = rows_.upper_bound(after); row != rows_.end() && row->first <= through; ++row) {
+      if (payloads.size() == most) break;
+      payloads.push_back({row->first, row->second.payload});
+    }
+    if (complete_) {
+      if (payloads.size() == most) page.last = payloads.back().id;
+      return page;
+    }
+  }
+  auto stored = store_->loadAfter(Store::Table::queue, std::to_string(after), most);
+  page.failed = stored.status == Store::Status::failed;
+  if (stored.status == Store::Status::corrupt) {
+    transaction([this] {
+      assertInTransaction();
+      rewriteEverything();
+    });
+  }
+  if (stored.rows.size() == most) page.last = rowId(stored.rows.back().key);
+  std::erase_if(stored.rows, [through](const auto& row) { return rowId(row.key) > through; });
+
+  const auto comesBefore = [](const Queued& a, const Queued& b) { return a.id < b.id; };
+  const auto found = sound(std::move(stored.rows));
+  std::vector<Queued> both;
+  std::set_union(payloads.begin(), payloads.end(), found.begin(), found.end(), std::back_inserter(both), comesBefore);
+  payloads.swap(both);
+  if (page.last) std::erase_if(payloads, [&](const Queued& queued) { return queued.id > *page.last; });
+  if (payloads.size() >= most) {
+    payloads.resize(most);
+    page.last = payloads.back().id;
+  }
+  return page;
+}
+
+// The rows that are payloads. The others are set aside.
+std::vector<LocalDB::Queued> LocalDB::sound(std::vector<platform::StoredRow> rows) {
+  std::vector<Queued> payloads;
+  for (auto& row : rows) {
+    const auto value = json::parse(row.text, json::kMaxPayloadDepth);
+    if (value && value->is_object() && !value->get_object().empty()) {
+      payloads.push_back({rowId(row.key), std::make_shared<const std::string>(std::move(row.text))});
+      continue;
+    }
+    transaction([&] {
+      assertInTransaction();
+      pending_.rows.push_back({Store::Table::queue, row.key, std::nullopt});
+      pending_.rows.push_back(asideRow("queue", std::move(row.text)));
+      afterCommit([this] { log_.error("A queued payload could not be read and was set aside.", ZUL_HERE); });
+    });
+  }
   return payloads;
+}
+
+std::vector<LocalDB::Payload> LocalDB::queue() {
+  std::vector<Payload> all;
+  for (std::optional<std::int64_t> after = std::numeric_limits<std::int64_t>::min(); after;) {
+    auto page = payloads(*after, std::numeric_limits<std::int64_t>::max(), kPage);
+    for (auto& queued : page.payloads) all.push_back(std::move(queued.payload));
+    after = page.last;
+  }
+  return all;
 }
 
 // ---- changes
 
 void LocalDB::changeRows(Change& change) {
   auto& writes = change.writes.front();
-  auto id = lastId_;
-  for (auto& payload : pending_.accepted) {
-    writes.push_back({Store::Table::queue, std::to_string(++id), *payload});
-    change.added.push_back({id, std::move(payload), true});
+  if (!behind_ && (pending_.drains || !pending_.accepted.empty())) drainInto(change);
+  for (const auto& [id, row] : pending_.accepted) writes.push_back(rowWrite(id, row.payload));
+  change.added.swap(pending_.accepted);
+  change.delivered = std::move(pending_.delivered);
+  for (const auto& ids : change.delivered.intervals()) {
+    if (!mayBeStored(ids)) continue;
+    writes.push_back({Store::Table::queue, std::to_string(ids.first), std::nullopt, std::to_string(ids.last)});
   }
-  if (pending_.delivered.empty()) return;
-  const std::unordered_set<Payload> delivered(pending_.delivered.begin(), pending_.delivered.end());
+}
+
+bool LocalDB::mayBeStored(const IdSet::Interval& ids) const {
   const MutexLock lock(listing_);
-  for (auto row = rows_.begin(); row != rows_.end(); ++row) {
-    if (!delivered.contains(row->payload)) continue;
-    change.removed.push_back(row);
-    if (row->stored) writes.push_back({Store::Table::queue, std::to_string(row->id), std::nullopt});
+  return !complete_ || std::any_of(rows_.lower_bound(ids.first), rows_.upper_bound(ids.last),
+                                   [](const auto& row) { return row.second.stored; });
+}
+
+void LocalDB::drainInto(Change& change) {
+  const MutexLock lock(listing_);
+  for (auto& [id, row] : rows_) {
+    if (row.stored) continue;
+    change.writes.front().push_back(rowWrite(id, row.payload));
+    change.drained.push_back(&row);
   }
+  if (buffer_ != nullptr) change.drainedTo = buffer_->end();
+}
+
+void LocalDB::takeOverRows(Change& change, bool stored) noexcept {
+  const MutexLock lock(listing_);
+  if (stored) noteDrained(change);
+  for (const auto& [first, last] : change.delivered.intervals()) {
+    rows_.erase(rows_.lower_bound(first), rows_.upper_bound(last));
+    ++leavings_;
+    mayBeShort_ = true;
+  }
+  for (auto& [id, row] : change.added) row.stored = stored;
+  rows_.merge(change.added);
+  if (!change.delivered.empty() && buffer_ != nullptr &&
+      std::all_of(rows_.begin(), rows_.end(), [](const auto& row) { return row.second.stored; })) {
+    buffer_->release(buffer_->end());  // delivered before it could be drained
+  }
+  forgetLongQueue();
+}
+
+void LocalDB::noteDrained(const Change& change) noexcept {
+  for (auto* const row : change.drained) row->stored = true;
+  if (buffer_ != nullptr && !change.drained.empty()) buffer_->release(change.drainedTo);
+}
+
+void LocalDB::forgetLongQueue() noexcept {
+  if (rows_.size() <= kMostInMemory) return;
+  if (std::erase_if(rows_, [](const auto& row) { return row.second.stored; }) == 0) return;
+  complete_ = false;
+  ++leavings_;
 }
 
 // ---- the document
@@ -81,10 +214,10 @@ void LocalDB::replaceQueue(const boost::json::object& document) {
   auto text = json::string(document, keys::queue::kQueueJsonList).value_or("");
   auto parsed = parseQueue(text);
   if (!parsed) noteUnreadableQueue(std::move(text));
-  for (auto& payload : queue()) pending_.delivered.push_back(std::move(payload));
+  pending_.delivered = IdSet::upTo(lastId_);
   if (!parsed) return;
-  auto& accepted = pending_.accepted;
-  accepted.insert(accepted.begin(), parsed->payloads.begin(), parsed->payloads.end());
+  auto id = reserveIds(parsed->payloads.size());
+  for (auto& payload : parsed->payloads) pending_.accepted.emplace(id++, Row{std::move(payload), false});
   noteRemoved(std::move(parsed->removed));
 }
 
@@ -104,86 +237,91 @@ void LocalDB::noteRemoved(std::string removed) {
 
 // ---- what earlier processes left
 
-bool LocalDB::loadQueue() {
-  const MutexLock lock(loading_);
-  if (queueLoaded_) return true;
-  if (!isReadable()) return false;
-  LeftOver leftOver;
-  if (!readRows(lastLeftId_, leftOver)) return false;
-  const bool damaged = leftOver.damaged;
-  join(std::move(leftOver));
-  queueLoaded_ = true;
-  if (damaged) {
-    transaction([this] {
-      assertInTransaction();
-      rewriteEverything();
+// From the store's buffer: accepted, and not drained.
+bool LocalDB::takeLeftOver(std::int64_t lastId, Writes& aside) {
+  auto* const buffer = store_->buffer();
+  auto leftOver = buffer ? buffer->leftOver() : platform::RowBuffer::LeftOver();
+  if (leftOver.failed) return false;
+  for (auto& piece : leftOver.damaged) {
+    aside.push_back(asideRow("ring", std::move(piece)));
+    pending_.afterwards.emplace_back([this] {
+      log_.error("A part of the events that were accepted last could not be read and was set aside.", ZUL_HERE);
     });
   }
+  const MutexLock lock(listing_);
+  for (auto& row : leftOver.rows) {
+    const auto id = rowId(row.key);
+    lastId = std::max(lastId, id);
+    rows_.insert_or_assign(id, Row{std::make_shared<const std::string>(std::move(row.text)), false});
+  }
+  lastId_ = lastId;
+  buffer_ = buffer;
   return true;
 }
 
-// In pages, since a commit of the host's thread waits for the page that is being read.
-bool LocalDB::readRows(std::int64_t last, LeftOver& leftOver) {
-  auto document = store_->load(Store::Table::documents, keys::queue::kDocument);
-  if (document.status == Store::Status::failed) return false;
-  leftOver.damaged = document.status == Store::Status::corrupt;
-  if (!document.rows.empty()) leftOver.document = std::move(document.rows.front().text);
-
-  std::optional<std::string> after;
-  bool more = !leftOver.damaged;
-  while (more) {
-    auto page = store_->loadAfter(Store::Table::queue, after, kPage);
-    if (page.status == Store::Status::failed) return false;
-    leftOver.damaged = page.status == Store::Status::corrupt;
-    more = page.rows.size() == kPage;
-    for (auto& row : page.rows) {
-      if (rowId(row.key) > last) return true;  // this process's own
-      after = row.key;
-      leftOver.rows.push_back(std::move(row));
-    }
-  }
-  return true;
+bool LocalDB::loadQueue() {
+  const MutexLock lock(loading_);
+  if (!isReadable()) return false;
+  return joinDocument() && loadShortQueue();
 }
 
 // An older library kept the queue in the document, and rows beside it for what came later.
-void LocalDB::join(LeftOver leftOver) {
-  Rows rows;
-  Writes writes;
-  std::vector<std::function<void()>> news;
-  const bool stored = !leftOver.damaged;
-  for (auto& row : leftOver.rows) {
-    const auto value = json::parse(row.text, json::kMaxPayloadDepth);
-    if (value && value->is_object() && !value->get_object().empty()) {
-      rows.push_back({rowId(row.key), std::make_shared<const std::string>(std::move(row.text)), stored});
-      continue;
-    }
-    writes.push_back({Store::Table::queue, row.key, std::nullopt});
-    writes.push_back(asideRow("queue", std::move(row.text)));
-    news.emplace_back([this] { log_.error("A queued payload could not be read and was set aside.", ZUL_HERE); });
+bool LocalDB::joinDocument() {
+  if (documentJoined_) return true;
+  const auto document = store_->load(Store::Table::documents, keys::queue::kDocument);
+  const auto first = store_->loadAfter(Store::Table::queue, std::nullopt, 1);
+  if (document.status == Store::Status::failed || first.status == Store::Status::failed) return false;
+  const bool damaged = document.status == Store::Status::corrupt || first.status == Store::Status::corrupt;
+  if (damaged || !document.rows.empty()) {
+    transaction([&] {
+      assertInTransaction();
+      if (damaged) rewriteEverything();
+      if (document.rows.empty()) return;
+      const auto& stored = document.rows.front().text;
+      const auto members = json::parseObject(stored);
+      auto text = members ? json::string(*members, keys::queue::kQueueJsonList).value_or("") : stored;
+      auto parsed = parseQueue(text);
+      pending_.rows.push_back({Store::Table::documents, std::string(keys::queue::kDocument), std::nullopt});
+      if (!parsed) return noteUnreadableQueue(std::move(text));
+      auto id = first.rows.empty() ? lastLeftId_ + 1 : rowId(first.rows.front().key);
+      id -= static_cast<std::int64_t>(parsed->payloads.size());
+      for (auto& payload : parsed->payloads) pending_.accepted.emplace(id++, Row{std::move(payload), false});
+      noteRemoved(std::move(parsed->removed));
+    });
   }
-  const auto& document = leftOver.document;
-  const auto members = document ? json::parseObject(*document) : std::nullopt;
-  auto text = members ? json::string(*members, keys::queue::kQueueJsonList).value_or("") : document.value_or("");
-  auto parsed = parseQueue(text);
-  if (document) writes.push_back({Store::Table::documents, std::string(keys::queue::kDocument), std::nullopt});
-  if (parsed) {
-    auto id = rows.empty() ? lastLeftId_ + 1 : rows.front().id;
-    for (auto payload = parsed->payloads.rbegin(); payload != parsed->payloads.rend(); ++payload) {
-      writes.push_back({Store::Table::queue, std::to_string(--id), **payload});
-      rows.push_front({id, std::move(*payload), true});
-    }
+  if (auto* const buffer = store_->buffer()) buffer->prepare();
+  documentJoined_ = true;
+  return true;
+}
+
+bool LocalDB::loadShortQueue() {
+  if (!mayBeShort_.exchange(false)) return true;
+  std::uint64_t leavings = 0;
+  {
+    const MutexLock lock(listing_);
+    if (complete_) return true;
+    leavings = leavings_;
   }
+  auto stored = store_->loadAfter(Store::Table::queue, std::nullopt, kMostInMemory + 1);
+  if (stored.status == Store::Status::failed) {
+    mayBeShort_ = true;
+    return false;
+  }
+  if (stored.status == Store::Status::ok && stored.rows.size() > kMostInMemory) return true;
+  Rows found;
+  for (auto& queued : sound(std::move(stored.rows))) found.emplace(queued.id, Row{std::move(queued.payload), true});
   transaction([&] {
     assertInTransaction();
-    pending_.leftOver = std::move(rows);
-    pending_.rows = std::move(writes);
-    pending_.afterwards = std::move(news);
-    if (parsed) {
-      noteRemoved(std::move(parsed->removed));
+    if (stored.status == Store::Status::corrupt) return rewriteEverything();
+    const MutexLock lock(listing_);
+    if (leavings == leavings_) {
+      rows_.merge(found);
+      complete_ = true;
     } else {
-      noteUnreadableQueue(std::move(text));
+      mayBeShort_ = true;  // what has left meanwhile must not come back
     }
   });
+  return true;
 }
 
 }  // namespace zul

@@ -1,9 +1,7 @@
 // What goes to the store, and what becomes of it while the store fails.
 
-#include <algorithm>
-#include <new>
-#include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "Json.h"
 #include "Keys.h"
@@ -32,7 +30,7 @@ void LocalDB::commit() {
     status = behind_ ? Store::Status::failed : toStore(writes);
   }
   // In this process the new state holds whether or not the disk took it.
-  takeOver(change);
+  takeOver(change, status == Store::Status::ok);
   settle(status, change.writes);
 }
 
@@ -48,21 +46,16 @@ LocalDB::Change LocalDB::readyChange() {
     const MutexLock lock(reading_);
     documents_.try_emplace(id);  // its place
   }
-  change.leftOver = std::move(pending_.leftOver);
   changeRows(change);
   return change;
 }
 
-void LocalDB::takeOver(Change& change) noexcept {
+void LocalDB::takeOver(Change& change, bool stored) noexcept {
   {
     const MutexLock lock(reading_);
     for (auto& [id, members] : change.documents) documents_.find(id)->second.swap(members);
   }
-  const MutexLock lock(listing_);
-  for (const auto& row : change.removed) rows_.erase(row);
-  rows_.splice(rows_.begin(), change.leftOver);
-  if (!change.added.empty()) lastId_ = change.added.back().id;
-  rows_.splice(rows_.end(), change.added);
+  takeOverRows(change, stored);
 }
 
 platform::DocumentStore::Status LocalDB::toStore(const Writes& writes) noexcept {
@@ -99,18 +92,9 @@ void LocalDB::settle(Store::Status status, std::list<Writes>& writes) noexcept {
       ZUL_HERE);
 }
 
-// The documents are in memory anyway. Rows are marked, and what is no state of ours is kept.
+// The documents and the rows are in memory anyway. What is no state of ours is kept.
 void LocalDB::keepUnsaved(std::list<Writes>& writes) noexcept {
   auto& rows = writes.front();
-  {
-    const MutexLock lock(listing_);
-    for (const auto& row : rows) {
-      if (row.table != Store::Table::queue || !row.text) continue;
-      const auto id = rowId(row.key);
-      const auto found = std::find_if(rows_.rbegin(), rows_.rend(), [id](auto& r) { return r.id == id; });
-      if (found != rows_.rend()) found->stored = false;
-    }
-  }
   std::erase_if(rows, [](auto& row) { return row.text && row.table != Store::Table::setAside; });
   if (!rows.empty()) unsaved_.splice(unsaved_.end(), writes);
 }
@@ -177,9 +161,8 @@ void LocalDB::retry() {
 
 void LocalDB::catchUp() {
   if (!behind_) return;
-  switch (toStore(everythingUnsaved())) {
+  switch (saveEverything()) {
     case Store::Status::ok:
-      noteSaved();
       break;
     case Store::Status::corrupt:
       rewriteEverything();
@@ -190,8 +173,8 @@ void LocalDB::catchUp() {
   }
 }
 
-LocalDB::Writes LocalDB::everythingUnsaved() {
-  Writes writes;
+void LocalDB::gatherUnsaved(Change& change) {
+  auto& writes = change.writes.front();
   for (const auto& kept : unsaved_) writes.insert(writes.end(), kept.begin(), kept.end());
   {
     const MutexLock lock(reading_);
@@ -199,19 +182,21 @@ LocalDB::Writes LocalDB::everythingUnsaved() {
       if (members) writes.push_back({Store::Table::documents, id, json::text(*members)});
     }
   }
-  const MutexLock lock(listing_);
-  for (const auto& row : rows_) {
-    if (!row.stored) writes.push_back({Store::Table::queue, std::to_string(row.id), *row.payload});
-  }
-  return writes;
+  drainInto(change);
 }
 
-void LocalDB::noteSaved() {
+platform::DocumentStore::Status LocalDB::saveEverything() {
+  Change change;
+  gatherUnsaved(change);
+  const auto status = toStore(change.writes.front());
+  if (status != Store::Status::ok) return status;
   unsaved_.clear();
   behind_ = false;
   toldFailure_ = false;
   const MutexLock lock(listing_);
-  for (auto& row : rows_) row.stored = true;
+  noteDrained(change);
+  forgetLongQueue();
+  return status;
 }
 
 // The damaged file has been set aside and a new one is in its place: what is known goes into it.
@@ -220,11 +205,10 @@ void LocalDB::rewriteEverything() {
   for (auto& kept : unsaved_) std::erase_if(kept, [](auto& row) { return !row.text; });
   {
     const MutexLock lock(listing_);
-    for (auto& row : rows_) row.stored = false;
+    for (auto& [id, row] : rows_) row.stored = false;
+    complete_ = true;
   }
-  if (toStore(everythingUnsaved()) == Store::Status::ok) {
-    noteSaved();
-  } else {
+  if (saveEverything() != Store::Status::ok) {
     retryLater();
     tellOnce(kCannotBeWritten, kStateInMemory);
   }

@@ -1,14 +1,14 @@
 #include "Deflater.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
-#include <utility>
 
 namespace zul {
 
 namespace {
 
-constexpr std::size_t kGrowth = 16384;
+constexpr std::size_t kRoom = 16384;
 
 }  // namespace
 
@@ -18,31 +18,26 @@ Deflater::~Deflater() {
   if (ready_) deflateEnd(&stream_);
 }
 
-void Deflater::add(std::string_view piece, bool last) {
+void Deflater::add(std::string_view piece, bool last, std::string& out) {
   do {
     // zlib counts its input in 32 bits.
     const auto count = std::min<std::size_t>(piece.size(), std::numeric_limits<uInt>::max());
     stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(piece.data()));
     stream_.avail_in = static_cast<uInt>(count);
     piece.remove_prefix(count);
-    run(last && piece.empty() ? Z_FINISH : Z_NO_FLUSH);
+    run(last && piece.empty() ? Z_FINISH : Z_NO_FLUSH, out);
   } while (!piece.empty());
 }
 
-void Deflater::run(int flush) {
+void Deflater::run(int flush, std::string& out) {
   // Deflate has nothing left to say once it leaves room unused; its return value adds nothing to that.
+  std::array<char, kRoom> room;
   do {
-    if (written_ == out_.size()) out_.resize(out_.size() + kGrowth);
-    stream_.next_out = reinterpret_cast<Bytef*>(out_.data() + written_);
-    stream_.avail_out = static_cast<uInt>(out_.size() - written_);
+    stream_.next_out = reinterpret_cast<Bytef*>(room.data());
+    stream_.avail_out = static_cast<uInt>(room.size());
     deflate(&stream_, flush);
-    written_ = out_.size() - stream_.avail_out;
+    out.append(room.data(), room.size() - stream_.avail_out);
   } while (stream_.avail_out == 0);
-}
-
-std::string Deflater::take() && {
-  out_.resize(written_);
-  return std::move(out_);
 }
 
 }  // namespace zul

@@ -7,8 +7,7 @@
 
 namespace zul {
 
-/// One zlib stream (RFC 1950, default level) in the making, fed piece by piece. Owns zlib's state and
-/// the output. One thread at a time.
+/// One zlib stream (RFC 1950, default level) in the making, fed piece by piece. One thread at a time.
 class Deflater {
  public:
   Deflater();
@@ -19,19 +18,15 @@ class Deflater {
   /// False when zlib could not start; the object is then of no use.
   bool ready() const noexcept { return ready_; }
 
-  /// Compresses `piece` behind what came before; the piece that is `last` ends the stream.
-  void add(std::string_view piece, bool last);
-
-  /// The stream so far; all of it after the last piece.
-  std::string take() &&;
+  /// Compresses `piece` behind what came before, and appends to `out` what is ready by now; the piece that is `last`
+  /// ends the stream.
+  void add(std::string_view piece, bool last, std::string& out);
 
  private:
-  void run(int flush);
+  void run(int flush, std::string& out);
 
   z_stream stream_{};
   bool ready_;
-  std::string out_;
-  std::size_t written_ = 0;
 };
 
 }  // namespace zul

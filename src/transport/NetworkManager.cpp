@@ -13,7 +13,6 @@
 #include "AESCrypt.h"
 #include "Json.h"
 #include "PercentCoding.h"
-#include "UploadBody.h"
 #include "Utf8.h"
 #include "Version.h"
 #include "zul/Deployment.h"
@@ -105,12 +104,17 @@ void NetworkManager::requestAccessTokenWithServiceNumber(std::int64_t serviceNum
         [&] { return request(wire::kToken, fmt::format("?_qzno={}&_wPkg={}", serviceNumber, package), sender); });
 }
 
-void NetworkManager::sendDocument(std::string_view document, const Sender& sender, Completion completion) {
+void NetworkManager::sendDocument(std::string document, const Sender& sender, Completion completion) {
+  const auto text = std::make_shared<const std::string>(std::move(document));
+  sendDocument([text, rest = std::string_view(*text)]() mutable { return std::exchange(rest, {}); }, sender,
+               std::move(completion));
+}
+
+void NetworkManager::sendDocument(TextPieces document, const Sender& sender, Completion completion) {
   start(Success::noError, std::move(completion), [&] {
     auto upload = request(wire::kUpload, "", sender);
     addHeader(upload, wire::kContentType, std::string(wire::kUploadContentType));
-    upload.body = uploadBody(document);
-    upload.streamBody = true;
+    upload.bodySource = std::make_shared<UploadBody>(std::move(document));
     upload.cookies = false;
     return upload;
   });

@@ -13,6 +13,7 @@
 #include "Endpoints.h"
 #include "Log.h"
 #include "Tasks.h"
+#include "UploadBody.h"
 #include "zul/Dictionary.h"
 #include "zul/platform/HttpClient.h"
 
@@ -61,8 +62,10 @@ class NetworkManager {
   void requestAccessTokenWithServiceNumber(std::int64_t serviceNumber, std::string_view package, const Sender& sender,
                                            Completion completion);
 
-  /// Uploads `document`, percent-encoded and compressed. That work is done on the calling thread.
-  void sendDocument(std::string_view document, const Sender& sender, Completion completion);
+  /// Uploads a document, percent-encoded and compressed. That work is done while it is sent, by the HTTP client, which
+  /// reads the pieces only then; it drops them with the end of the request.
+  void sendDocument(TextPieces document, const Sender& sender, Completion completion);
+  void sendDocument(std::string document, const Sender& sender, Completion completion);
 
   void sendErrorLogWithErrParams(const boost::json::object& params, const Sender& sender, Completion completion);
 

@@ -28,8 +28,9 @@ std::optional<std::string> QZ_GZIP::gzippedDataWithCompressionLevel(float, std::
   if (data.empty()) return std::nullopt;
   Deflater deflater;
   if (!deflater.ready()) return std::nullopt;
-  deflater.add(data, true);
-  return std::move(deflater).take();
+  std::string stream;
+  deflater.add(data, true, stream);
+  return stream;
 }
 
 std::optional<std::string> QZ_GZIP::gunzippedData(std::string_view data) {

@@ -1,27 +1,41 @@
 #include "UploadBody.h"
 
 #include <algorithm>
-#include <memory>
+#include <utility>
 
-#include "Deflater.h"
 #include "PercentCoding.h"
 
 namespace zul {
 
-std::optional<std::string> uploadBody(std::string_view document) {
-  constexpr std::size_t kPiece = 64 * 1024;  // its encoded form still fits a second-level cache
-  if (document.empty()) return std::nullopt;
-  Deflater deflater;
-  if (!deflater.ready()) return std::nullopt;
-
-  const auto encoded = std::make_unique_for_overwrite<char[]>(3 * std::min(kPiece, document.size()));
-  while (!document.empty()) {
-    const auto piece = document.substr(0, kPiece);
-    document.remove_prefix(piece.size());
-    const char* const end = percentEncode(piece, encoded.get());
-    deflater.add({encoded.get(), static_cast<std::size_t>(end - encoded.get())}, document.empty());
+std::optional<std::size_t> UploadBody::read(std::span<char> buffer) {
+  while (taken_ == out_.size() && !ended_) {
+    const auto piece = document_();
+    if (!deflater_) deflater_.emplace();
+    if (!piece || !deflater_->ready()) return std::nullopt;
+    out_.clear();
+    taken_ = 0;
+    ended_ = piece->empty();
+    add(*piece);
   }
-  return std::move(deflater).take();
+  const auto size = out_.copy(buffer.data(), buffer.size(), taken_);
+  taken_ += size;
+  return size;
+}
+
+void UploadBody::add(std::string_view piece) {
+  constexpr std::size_t kSlice = 16 * 1024;  // its encoded form still fits a second-level cache
+  do {
+    const auto slice = piece.substr(0, kSlice);
+    piece.remove_prefix(slice.size());
+    if (encoded_.size() < 3 * slice.size()) encoded_.resize(3 * slice.size());
+    const char* const end = percentEncode(slice, encoded_.data());
+    deflater_->add({encoded_.data(), end}, ended_, out_);
+  } while (!piece.empty());
+}
+
+std::optional<std::string> uploadBody(std::string_view document) {
+  if (document.empty()) return std::nullopt;
+  return UploadBody([&document] { return std::exchange(document, {}); }).readAll();
 }
 
 }  // namespace zul

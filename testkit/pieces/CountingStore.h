@@ -27,6 +27,7 @@ class CountingStore final : public platform::DocumentStore {
   bool needsMaintenance() const override { return real_->needsMaintenance(); }
   void maintain() override { real_->maintain(); }
   std::string lastError() const override { return real_->lastError(); }
+  platform::RowBuffer* buffer() noexcept override { return real_->buffer(); }
 
   int commits() const { return commits_; }
 

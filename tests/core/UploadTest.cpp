@@ -236,7 +236,7 @@ TEST_F(UploadTest, AnAcceptedListLeavesInTheCommitOfItsConsequences) {
                      .kept = [](const auto&, const auto&) {},
                      .completed = [] {},
                      .now = [] { return 0.0; }});
-  queue.send({R"({"SESSION":{"event":"a"}})"});
+  queue.send({std::make_shared<const std::string>(R"({"SESSION":{"event":"a"}})")});
   EXPECT_EQ(phone.queuedRows(), 1U);
   const auto commits = phone.sim.store->commits();
   phone.sim.dispatcher->run();
@@ -248,7 +248,10 @@ TEST_F(UploadTest, AnAcceptedListLeavesInTheCommitOfItsConsequences) {
 // A client that loses four requests does not end all uploads.
 TEST_F(UploadTest, ARequestThatNeverEndsIsGivenUpAfterEightDays) {
   struct LosingHttp final : platform::HttpClient {
-    void send(platform::HttpRequest, Completion completion) override { completions.push_back(std::move(completion)); }
+    void send(platform::HttpRequest request, Completion completion) override {
+      EXPECT_TRUE(request.bodySource->readAll());
+      completions.push_back(std::move(completion));
+    }
     platform::HttpResponse fetch(platform::HttpRequest) override { return {}; }
     void stop() noexcept override {}
     std::vector<Completion> completions;
@@ -268,7 +271,7 @@ TEST_F(UploadTest, ARequestThatNeverEndsIsGivenUpAfterEightDays) {
        .completed = [] {},
        .now = [&] { return now; }});
   const auto send = [&](const std::string& event) {
-    queue.send({R"({"SESSION":{"event":")" + event + "\"}}"});
+    queue.send({std::make_shared<const std::string>(R"({"SESSION":{"event":")" + event + "\"}}")});
     phone.sim.dispatcher->run();
   };
   for (const auto* event : {"a", "b", "c", "d"}) send(event);

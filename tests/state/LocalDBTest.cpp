@@ -21,9 +21,15 @@ class LocalDBTest : public testing::Test {
   }
   void put(Table table, const std::string& key, const std::string& text) { sim.store->put(table, key, text); }
 
-  std::string queued(const LocalDB& db) {
+  // Read as an upload does, in small pages.
+  std::string queued(LocalDB& db) {
     std::string texts;
-    for (const auto& payload : db.queue()) texts += *payload;
+    for (std::optional<std::int64_t> after = 0; after;) {
+      const auto page = db.payloads(*after, db.lastId(), 7);
+      EXPECT_FALSE(page.failed);
+      for (const auto& queued : page.payloads) texts += *queued.payload;
+      after = page.last;
+    }
     return texts;
   }
 
@@ -33,7 +39,7 @@ class LocalDBTest : public testing::Test {
 
 void accept(LocalDB& db, const std::string& payload) {
   const auto text = std::make_shared<const std::string>(payload);
-  db.enqueue({&text, 1});
+  db.enqueue(db.reserveIds(1), {&text, 1});
 }
 
 TEST_F(LocalDBTest, KindsSurviveARestartAndStayApart) {
@@ -208,12 +214,18 @@ TEST_F(LocalDBTest, TheQueueKeepsItsOrderOverARestart) {
   }
   auto second = open();
   accept(second, R"({"late":1})");
-  EXPECT_EQ(queued(second), R"({"late":1})");
   EXPECT_TRUE(second.loadQueue());
   EXPECT_EQ(queued(second), all + R"({"late":1})");
-  const auto payloads = second.queue();
-  second.dequeue(payloads);
-  second.dequeue(payloads);
+  sim.store->setUnreadable(true);
+  EXPECT_TRUE(second.payloads(0, second.lastId(), 7).failed) << "a long queue is not in memory";
+  sim.store->setUnreadable(false);
+  second.dequeue(IdSet(1, 250));
+  EXPECT_TRUE(second.loadQueue());
+  sim.store->setUnreadable(true);
+  EXPECT_EQ(queued(second), all.substr(all.size() - 50 * 9) + R"({"late":1})") << "a short one is";
+  sim.store->setUnreadable(false);
+  second.dequeue(IdSet::upTo(second.lastId()));
+  second.dequeue(IdSet::upTo(second.lastId()));
   EXPECT_EQ(sim.store->loadAll(Table::queue).rows.size(), 0U);
 }
 

@@ -75,9 +75,10 @@ TEST_F(NetworkManagerTest, dataUpload) {
   manager->sendDocument(document, sender, keep());
   EXPECT_EQ(line(), "POST https://c.example/zul/v1/dataRcv.do");
   EXPECT_THAT(request().headers, ElementsAre(kZul, kAuth, kAgent, Pair("Content-Type", "application/octet-stream")));
-  EXPECT_TRUE(request().streamBody);
   EXPECT_FALSE(request().cookies);
-  const auto encoded = QZ_GZIP::gunzippedData(request().body.value());
+  const auto body = request().bodySource->readAll();
+  EXPECT_EQ(body, uploadBody(document));
+  const auto encoded = QZ_GZIP::gunzippedData(body.value());
   EXPECT_THAT(encoded, Optional(HasSubstr("1%2B1%3D2%20%26%20100%25%2F%EA%B0%92")));
   EXPECT_EQ(percentDecode(encoded.value()), document);
 }

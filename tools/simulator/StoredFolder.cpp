@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +13,7 @@
 
 #include "Arguments.h"
 #include "Json.h"
+#include "RowRing.h"
 #include "SqliteConnection.h"
 #include "SqliteFiles.h"
 #include "SqliteStore.h"
@@ -23,6 +25,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using platform::Keychain;
+using platform::RowRing;
 using platform::SqliteConnection;
 using platform::SqliteError;
 using platform::SqliteQuery;
@@ -185,6 +188,23 @@ bool isCutShort(const std::string& log) {
   return (size - kHeader) % (page + kPageHead) != 0;
 }
 
+// Events that were accepted last may not have made it into the table yet.
+void readRing(const fs::path& folder, const test::TemporaryFolder& copies, StoredFolder& stored) {
+  const auto ring = copies.path(RowRing::kFileName);
+  if (!copyFile(folder / RowRing::kFileName, ring)) return;
+  const auto found = RowRing(ring).leftOver();
+  if (found.failed || !found.damaged.empty()) {
+    stored.remarks.push_back(
+        fmt::format("{} is damaged: events that were reported last are missing", RowRing::kFileName));
+  }
+  auto& queue = stored.rows[Table::queue];
+  for (const auto& row : found.rows) {
+    if (std::none_of(queue.begin(), queue.end(), [&](const auto& known) { return known.key == row.key; })) {
+      queue.push_back(row);
+    }
+  }
+}
+
 // Of the application's folder; the copy is in `copies`.
 void readStore(const fs::path& folder, const test::TemporaryFolder& copies, StoredFolder& stored) {
   const auto original = folder / SqliteStore::kFileName;
@@ -218,6 +238,7 @@ void readStore(const fs::path& folder, const test::TemporaryFolder& copies, Stor
                                    hasLog ? "" : ", and there is no log beside it",
                                    platform::holdsNothing(database) ? "it is empty" : "it is another program's"));
   }
+  readRing(folder, copies, stored);
   remarkOnDamage(database, stored);
 }
 

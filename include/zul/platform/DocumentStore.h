@@ -15,6 +15,35 @@ struct StoredRow {
   std::string text;
 };
 
+/// A small, fast place for rows of the queue on their way into its table: what is appended waits for no commit and no
+/// disk, and survives the death of the process as a commit does. Any thread may call it.
+class RowBuffer {
+ public:
+  /// What an earlier process appended and did not release.
+  struct LeftOver {
+    bool failed = false;  ///< it cannot be read just now
+    std::vector<StoredRow> rows;
+    std::vector<std::string> damaged;  ///< pieces that are no rows
+  };
+
+  virtual ~RowBuffer() = default;
+
+  /// To be called before all else.
+  [[nodiscard]] virtual LeftOver leftOver() = 0;
+
+  /// Gets ready to take rows. May wait for the disk.
+  virtual void prepare() = 0;
+
+  /// Keeps a row, by its id; false when that cannot be done, and the row has to be committed.
+  [[nodiscard]] virtual bool append(std::int64_t id, std::string_view text) noexcept = 0;
+
+  /// The place behind all that was appended so far.
+  [[nodiscard]] virtual std::uint64_t end() const noexcept = 0;
+
+  /// What stands before `place` is not needed any more.
+  virtual void release(std::uint64_t place) noexcept = 0;
+};
+
 /// A durable map from key to text in a few tables, written in atomic commits. The calling layer
 /// serializes its writes; reads may come from any thread at any time.
 ///
@@ -34,6 +63,7 @@ class DocumentStore {
     Table table;
     std::string key;
     std::optional<std::string> text;  ///< none removes the row
+    std::string through{};            ///< a removal in `queue`: the last of a range of keys; empty: `key` alone
   };
 
   struct Loaded {
@@ -57,6 +87,9 @@ class DocumentStore {
 
   /// All of `writes` or none of them.
   [[nodiscard]] virtual Status commit(std::span<const Write> writes) = 0;
+
+  /// Null when there is none. Not before the first read; from then on it stays the same.
+  virtual RowBuffer* buffer() noexcept { return nullptr; }
 
   /// True when housekeeping has piled up; the caller then calls `maintain` from a background thread.
   virtual bool needsMaintenance() const { return false; }

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,12 +16,33 @@ namespace zul::platform {
 /// what is in it.
 struct CookieJar {};
 
+/// A body that is made while it is sent. One thread at a time.
+class BodySource {
+ public:
+  virtual ~BodySource() = default;
+  /// Fills `buffer` from its start, and returns how many bytes there are now: 0 at the end of the body, none when it
+  /// cannot be made, which fails the request. Called on the client's own thread.
+  virtual std::optional<std::size_t> read(std::span<char> buffer) = 0;
+
+  /// The rest of the body at once, for clients that want it so; none as above.
+  std::optional<std::string> readAll() {
+    std::string body;
+    std::array<char, 16 * 1024> buffer;
+    while (const auto size = read(buffer)) {
+      if (*size == 0) return body;
+      body.append(buffer.data(), *size);
+    }
+    return std::nullopt;
+  }
+};
+
 struct HttpRequest {
   std::string method = "GET";
   std::string url;  ///< absolute, http or https; anything else fails the request
   std::vector<std::pair<std::string, std::string>> headers;
   std::optional<std::string> body;
-  bool streamBody = false;         ///< send the body without announcing its length
+  /// In the place of `body`: sent without announcing its length, and read once, when the server is there to take it.
+  std::shared_ptr<BodySource> bodySource;
   bool cookies = true;             ///< false: neither send nor keep cookies
   std::shared_ptr<CookieJar> jar;  ///< where the cookies are; null: with those of all requests that name none
   bool followRedirects = true;     ///< false: the answer to a GET may be a redirect, as that to anything else

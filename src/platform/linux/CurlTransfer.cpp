@@ -94,7 +94,7 @@ std::string CurlTransfer::prepare(HttpRequest request, CURLSH* cookies) {
 void CurlTransfer::prepareBody() {
   CURL* const easy = easy_.get();
   const bool sends = request_.method == "POST" || request_.method == "PUT" || request_.method == "PATCH";
-  if (request_.body && request_.streamBody) {
+  if (request_.bodySource) {
     // libcurl then asks for the body piece by piece, in chunks over HTTP/1.1 and in plain frames over HTTP/2.
     curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
     curl_easy_setopt(easy, CURLOPT_READFUNCTION, &onRead);
@@ -166,6 +166,8 @@ HttpResponse CurlTransfer::response(CURLcode result) {
   HttpResponse response;
   if (tooLarge_ || result == CURLE_FILESIZE_EXCEEDED) {
     response.error = "answer larger than 8 MiB";
+  } else if (bodyFailed_) {
+    response.error = "the body could not be made";
   } else if (result == CURLE_ABORTED_BY_CALLBACK || result == CURLE_SEND_FAIL_REWIND) {
     response.error = "connection closed without an answer";
   } else if (result != CURLE_OK) {
@@ -192,7 +194,7 @@ HttpClient::Completion CurlTransfer::finish() {
   answer_ = {};
   tooLarge_ = false;
   started_ = false;
-  sent_ = 0;
+  bodyFailed_ = false;
   error_[0] = '\0';
   return std::exchange(completion_, nullptr);
 }
@@ -213,9 +215,13 @@ std::size_t CurlTransfer::onAnswer(char* data, std::size_t size, std::size_t cou
 
 std::size_t CurlTransfer::onRead(char* data, std::size_t size, std::size_t count, void* self) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
-  const std::size_t length = transfer.request_.body->copy(data, size * count, transfer.sent_);
-  transfer.sent_ += length;
-  return length;
+  std::optional<std::size_t> length;
+  try {
+    length = transfer.request_.bodySource->read({data, size * count});
+  } catch (const std::exception&) {  // short memory, most likely
+  }
+  transfer.bodyFailed_ = !length;
+  return length.value_or(CURL_READFUNC_ABORT);
 }
 
 /// libcurl starts over when a connection that it took up again ends without an answer. By then the server may have

@@ -66,9 +66,9 @@ class CurlTransfer {
   std::string answer_;
   bool tooLarge_ = false;
   bool started_ = false;
+  bool bodyFailed_ = false;
   std::array<curl_off_t, 4> moved_{};  // bytes of bodies and headers, both ways
   Time movedAt_;
-  std::size_t sent_ = 0;
   std::array<char, CURL_ERROR_SIZE> error_{};
   std::unique_ptr<CURL, Free> easy_;  // last, so that it is gone before what it points at
 };

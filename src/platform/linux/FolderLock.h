@@ -18,6 +18,8 @@ class FolderLock {
   /// be had at all, as on a file system without any, it does without.
   void take();
 
+  bool taken() const { return file_ >= 0; }
+
   /// True after another process was found to have it.
   bool takenByOther() const { return takenByOther_; }
 

@@ -63,6 +63,7 @@ struct TableStatements {
   const char* loadLast;
   const char* put;
   const char* remove;
+  const char* removeRange;
 };
 
 // A put keeps the row of an existing key in place, where INSERT OR REPLACE would move it and rewrite the index.
@@ -72,7 +73,7 @@ struct TableStatements {
         "SELECT id, " body " FROM " table " WHERE id>?2 ORDER BY id LIMIT ?1",                                      \
         "SELECT id, " body " FROM " table " ORDER BY id DESC LIMIT 1",                                              \
         "INSERT INTO " table "(id, " body ") VALUES(?1, ?2) ON CONFLICT(id) DO UPDATE SET " body "=excluded." body, \
-        "DELETE FROM " table " WHERE id=?1"                                                                         \
+        "DELETE FROM " table " WHERE id=?1", "DELETE FROM " table " WHERE id BETWEEN ?1 AND ?2"                     \
   }
 
 // In the order of DocumentStore::Table.
@@ -100,13 +101,12 @@ bool bindKey(SqliteQuery& query, int parameter, DocumentStore::Table table, std:
 
 void apply(SqliteConnection& connection, const DocumentStore::Write& write) {
   const TableStatements& statements = statementsOf(write.table);
-  SqliteQuery query(connection, write.text ? statements.put : statements.remove);
-  if (!bindKey(query, 1, write.table, write.key)) {
-    throw SqliteError(SQLITE_MISMATCH, "queue key is not a decimal 64-bit integer");
-  }
-  if (write.text) {
-    query.bind(2, *write.text);
-  }
+  const bool isRange = !write.text && !write.through.empty();
+  SqliteQuery query(connection, write.text ? statements.put : isRange ? statements.removeRange : statements.remove);
+  const bool bound =
+      bindKey(query, 1, write.table, write.key) && (!isRange || bindKey(query, 2, write.table, write.through));
+  if (!bound) throw SqliteError(SQLITE_MISMATCH, "queue key is not a decimal 64-bit integer");
+  if (write.text) query.bind(2, *write.text);
   query.step();
 }
 
@@ -125,6 +125,7 @@ bool turnLogOn(SqliteConnection& connection) {
 SqliteStore::SqliteStore(std::string folder, Clock::duration mostAge)
     : path_((std::filesystem::path(std::move(folder)) / kFileName).string()),
       lock_((std::filesystem::path(path_).parent_path() / kLockName).string()),
+      ring_((std::filesystem::path(path_).parent_path() / RowRing::kFileName).string()),
       mostAge_(mostAge),
       maintainAbove_(kLogPages) {}
 
@@ -181,6 +182,11 @@ DocumentStore::Status SqliteStore::commit(std::span<const Write> writes) {
 std::string SqliteStore::lastError() const {
   const MutexLock lock(mutex_);
   return lastError_;
+}
+
+RowBuffer* SqliteStore::buffer() noexcept {
+  const MutexLock lock(mutex_);
+  return lock_.taken() ? &ring_ : nullptr;
 }
 
 template <typename Work>

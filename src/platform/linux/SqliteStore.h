@@ -10,6 +10,7 @@
 
 #include "FolderLock.h"
 #include "Mutex.h"
+#include "RowRing.h"
 #include "zul/platform/DocumentStore.h"
 
 struct sqlite3;
@@ -63,6 +64,8 @@ class SqliteStore final : public DocumentStore {
   bool needsMaintenance() const override;
   void maintain() override;
   std::string lastError() const override;
+  /// Null where the folder cannot be kept for this process alone.
+  RowBuffer* buffer() noexcept override;
 
  private:
   template <typename Read>
@@ -81,6 +84,7 @@ class SqliteStore final : public DocumentStore {
 
   mutable Mutex mutex_;
   FolderLock lock_ ZUL_GUARDED_BY(mutex_);
+  RowRing ring_;
   std::unique_ptr<SqliteConnection> connection_ ZUL_GUARDED_BY(mutex_);
   // Another value whenever path_ may have become another file.
   std::uint64_t generation_ ZUL_GUARDED_BY(mutex_) = 0;

@@ -2,6 +2,7 @@
 
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -12,6 +13,10 @@
 namespace zul::platform {
 
 namespace {
+
+// Linux's numbers of /dev/null.
+constexpr unsigned kMemoryDevices = 1;
+constexpr unsigned kNullDevice = 3;
 
 /// Returns false when the reader of a pipe or socket is gone.
 bool writeAll(std::string_view line, std::atomic<bool>& cut) noexcept {
@@ -61,6 +66,15 @@ void writeWithoutSignal(std::string_view line, std::atomic<bool>& cut) noexcept 
 }
 
 }  // namespace
+
+bool StderrSink::wants(LogLevel) const noexcept {
+  const int error = errno;
+  struct stat stream {};
+  const bool leadsNowhere = ::fstat(STDERR_FILENO, &stream) != 0 ||
+                            (S_ISCHR(stream.st_mode) && stream.st_rdev == makedev(kMemoryDevices, kNullDevice));
+  errno = error;
+  return !leadsNowhere;
+}
 
 void StderrSink::write(std::string_view line) noexcept {
   const int error = errno;  // a host that logs through us between a call and its check keeps its errno

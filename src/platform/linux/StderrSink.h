@@ -12,6 +12,8 @@ namespace zul::platform {
 class StderrSink final : public LogSink {
  public:
   void write(std::string_view line) noexcept override;
+  /// Not where the stream is closed, or leads to the null device.
+  bool wants(LogLevel level) const noexcept override;
 
  private:
   std::atomic<bool> cut_ = false;  // the last line has no end yet

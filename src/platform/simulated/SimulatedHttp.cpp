@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "SimulatedDispatcher.h"
 
@@ -19,9 +20,15 @@ constexpr double kLook = 0.01;
 
 }  // namespace
 
-void SimulatedHttp::note(const HttpRequest& request) {
+// Reads a body that is made while it is sent: whoever looks at the requests wants to see it. False when it fails.
+bool SimulatedHttp::note(HttpRequest& request) {
+  if (request.bodySource) {
+    request.body = std::exchange(request.bodySource, nullptr)->readAll();
+    if (!request.body) return false;
+  }
   requests_.push_back(request);
   if (onRequest) onRequest(request);
+  return true;
 }
 
 SimulatedHttp::Answer SimulatedHttp::next(const HttpRequest& request) {
@@ -55,8 +62,13 @@ bool SimulatedHttp::goesUpstream(const HttpRequest& request) const {
 }
 
 void SimulatedHttp::send(HttpRequest request, Completion completion) {
-  note(request);
   const std::weak_ptr<char> process = process_;
+  if (!note(request)) {
+    dispatcher_->after(0, Dispatcher::Queue::global, [process, completion = std::move(completion)] {
+      if (process.lock()) completion({.error = "the body could not be made", .body = std::nullopt});
+    });
+    return;
+  }
   if (goesUpstream(request)) {
     upstream_->send(std::move(request), [this, process, completion = std::move(completion)](auto response) {
       if (!process.lock()) return;
@@ -84,7 +96,7 @@ HttpResponse SimulatedHttp::fetch(HttpRequest request) {
     *arrived = nullptr;
     return answer ? std::move(*answer) : HttpResponse{.error = kUnreachable, .body = std::nullopt};
   }
-  note(request);
+  note(request);  // what is waited for has its body
   if (goesUpstream(request)) return upstream_->fetch(std::move(request));
   const Answer answer = next(request);
   dispatcher_->sleep(answer.delay);

@@ -65,7 +65,7 @@ class SimulatedHttp final : public HttpClient {
     Answer current;
   };
 
-  void note(const HttpRequest& request);
+  bool note(HttpRequest& request);
   Answer next(const HttpRequest& request);
   HttpResponse response(const Answer& answer) const;
   bool goesUpstream(const HttpRequest& request) const;

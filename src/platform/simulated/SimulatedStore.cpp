@@ -51,10 +51,13 @@ DocumentStore::Status SimulatedStore::commit(std::span<const Write> writes) {
   if (failing_) return Status::failed;
   ++commits_;
   for (const auto& write : writes) {
+    auto& table = rows(write.table);
     if (write.text) {
-      rows(write.table)[write.key] = *write.text;
+      table[write.key] = *write.text;
+    } else if (write.through.empty()) {
+      table.erase(write.key);
     } else {
-      rows(write.table).erase(write.key);
+      table.erase(table.lower_bound(write.key), table.upper_bound(write.through));
     }
   }
   return Status::ok;

@@ -1,0 +1,236 @@
+#include "RowRing.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+#include <span>
+
+namespace zul::platform {
+
+namespace {
+
+constexpr std::size_t kRing = RowRing::kSize - RowRing::kPage;
+
+struct Places {
+  char magic[8];
+  std::uint64_t first;
+  std::uint64_t next;
+};
+constexpr char kMagic[8] = {'Z', 'U', 'L', 'R', 'I', 'N', 'G', '1'};
+
+struct Entry {
+  std::uint32_t length;  // of the text, which follows
+  std::uint32_t checksum;
+  std::int64_t id;
+};
+constexpr std::uint32_t kSkip = 0xFFFFFFFF;  // in the place of a length: the next entry is at the ring's begin
+
+constexpr std::size_t kAlignment = 8;
+
+std::size_t sizeOf(std::size_t length) {
+  return (sizeof(Entry) + length + kAlignment - 1) / kAlignment * kAlignment;
+}
+
+// The place counts, so that what an earlier round left is no entry of this one.
+std::uint32_t checksum(std::uint64_t place, std::int64_t id, std::string_view text) {
+  const std::uint64_t head[] = {place, static_cast<std::uint64_t>(id), text.size()};
+  const auto begin = crc32_z(0, reinterpret_cast<const Bytef*>(head), sizeof head);
+  return static_cast<std::uint32_t>(crc32_z(begin, reinterpret_cast<const Bytef*>(text.data()), text.size()));
+}
+
+class File {
+ public:
+  File(const std::string& path, int flags) : file_(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0600)) {}
+  ~File() {
+    if (file_ >= 0) ::close(file_);
+  }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  int get() const { return file_; }
+
+ private:
+  const int file_;
+};
+
+// A ring or the begin of one; none when it cannot be read.
+std::optional<std::string> content(int file) {
+  std::string bytes(RowRing::kSize, '\0');
+  std::size_t size = 0;
+  while (size < bytes.size()) {
+    const auto count = ::pread(file, bytes.data() + size, bytes.size() - size, static_cast<off_t>(size));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return std::nullopt;
+    if (count == 0) break;
+    size += static_cast<std::size_t>(count);
+  }
+  bytes.resize(size);
+  return bytes;
+}
+
+std::optional<Places> placesOf(const std::string& content) {
+  Places places{};
+  if (content.size() < RowRing::kSize) return std::nullopt;
+  std::memcpy(&places, content.data(), sizeof places);
+  const bool sound = std::memcmp(places.magic, kMagic, sizeof kMagic) == 0 && places.first <= places.next &&
+                     places.next - places.first <= kRing && places.first % kAlignment == 0;
+  return sound ? std::optional(places) : std::nullopt;
+}
+
+struct Piece {
+  const void* data;
+  char* target;
+  std::size_t size;
+};
+
+// In their order.
+bool copy(std::span<const Piece> pieces) noexcept {
+  std::array<iovec, 4> from{};
+  std::array<iovec, 4> to{};
+  std::size_t size = 0;
+  for (std::size_t n = 0; n < pieces.size(); ++n) {
+    from[n] = {const_cast<void*>(pieces[n].data), pieces[n].size};
+    to[n] = {pieces[n].target, pieces[n].size};
+    size += pieces[n].size;
+  }
+  const auto copied = ::process_vm_writev(::getpid(), from.data(), pieces.size(), to.data(), pieces.size(), 0);
+  return copied == static_cast<ssize_t>(size);
+}
+
+}  // namespace
+
+RowRing::~RowRing() {
+  if (mapping_ != nullptr) ::munmap(mapping_, kSize);
+}
+
+// ---- what an earlier process left
+
+RowBuffer::LeftOver RowRing::leftOver() {
+  LeftOver found;
+  const MutexLock lock(mutex_);
+  if (mapping_ != nullptr) return found;
+  const File file(path_, O_RDONLY);
+  if (file.get() < 0) {
+    found.failed = errno == EIO || errno == ENOMEM || errno == EMFILE || errno == ENFILE || errno == EINTR;
+    return found;
+  }
+  // The first page tells whether there is anything to read.
+  Places places{};
+  const auto count = ::pread(file.get(), &places, sizeof places, 0);
+  if (count == sizeof places && std::memcmp(places.magic, kMagic, sizeof kMagic) == 0 && places.first == places.next) {
+    first_ = next_ = places.first;
+    return found;
+  }
+  const auto bytes = content(file.get());
+  found.failed = !bytes;
+  if (!bytes || bytes->find_first_not_of('\0') == std::string::npos) return found;
+  if (const auto whole = placesOf(*bytes)) {
+    first_ = whole->first;
+    next_ = whole->next;
+    readEntries(*bytes, found);
+  } else {
+    found.damaged.push_back(*bytes);
+    first_ = next_ = 0;
+  }
+  return found;
+}
+
+// An entry that is damaged still has its length; where that makes no sense, neither does what follows.
+void RowRing::readEntries(const std::string& content, LeftOver& found) {
+  const std::string_view ring = std::string_view(content).substr(kPage);
+  for (auto place = first_; place < next_;) {
+    const auto rest = ring.substr(place % kRing);
+    Entry entry{};
+    std::memcpy(&entry, rest.data(), std::min(rest.size(), sizeof entry));
+    if (entry.length == kSkip) {
+      place += rest.size();
+      continue;
+    }
+    const auto size = sizeOf(entry.length);
+    if (size > rest.size() || size > next_ - place) {
+      found.damaged.emplace_back(rest.substr(0, next_ - place));
+      return;
+    }
+    const auto text = rest.substr(sizeof entry, entry.length);
+    if (checksum(place, entry.id, text) == entry.checksum) {
+      found.rows.push_back({std::to_string(entry.id), std::string(text)});
+    } else {
+      found.damaged.emplace_back(rest.substr(0, size));
+    }
+    place += size;
+  }
+}
+
+// ---- taking rows
+
+void RowRing::prepare() {
+  const MutexLock lock(mutex_);
+  if (mapping_ != nullptr) return;
+  const File file(path_, O_RDWR | O_CREAT);
+  struct stat status {};
+  if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+  if (::posix_fallocate(file.get(), 0, kSize) != 0) return;
+  if (!content(file.get())) return;  // and now it is in memory
+  void* const mapping = ::mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, file.get(), 0);
+  if (mapping == MAP_FAILED) return;
+  ::mlock(mapping, kSize);  // where it is allowed
+  mapping_ = static_cast<char*>(mapping);
+  if (writePlaces()) return;
+  ::munmap(mapping_, kSize);
+  mapping_ = nullptr;
+}
+
+// Through the mapping, or into the file where there is none.
+bool RowRing::writePlaces() noexcept {
+  Places places{};
+  std::memcpy(places.magic, kMagic, sizeof kMagic);
+  places.first = first_;
+  places.next = next_;
+  if (mapping_ != nullptr) {
+    const Piece piece = {&places, mapping_, sizeof places};
+    return copy({&piece, 1});
+  }
+  const File file(path_, O_WRONLY);
+  return file.get() >= 0 && ::pwrite(file.get(), &places, sizeof places, 0) == sizeof places;
+}
+
+bool RowRing::append(std::int64_t id, std::string_view text) noexcept {
+  const MutexLock lock(mutex_);
+  if (mapping_ == nullptr || text.size() > kRing / 2) return false;
+  const std::uint64_t end = next_;
+  const auto size = sizeOf(text.size());
+  const auto toWrap = kRing - end % kRing;
+  const auto place = size <= toWrap ? end : end + toWrap;
+  const auto next = place + size;
+  if (next - first_ > kRing) return false;
+
+  char* const ring = mapping_ + kPage;
+  const Entry entry = {static_cast<std::uint32_t>(text.size()), checksum(place, id, text), id};
+  std::array<Piece, 4> pieces{};
+  std::size_t count = 0;
+  if (place != end) pieces[count++] = {&kSkip, ring + end % kRing, sizeof kSkip};
+  pieces[count++] = {&entry, ring + place % kRing, sizeof entry};
+  pieces[count++] = {text.data(), ring + place % kRing + sizeof entry, text.size()};
+  pieces[count++] = {&next, mapping_ + offsetof(Places, next), sizeof next};  // last: only now it counts
+  if (!copy({pieces.data(), count})) return false;
+  next_ = next;
+  return true;
+}
+
+void RowRing::release(std::uint64_t place) noexcept {
+  const MutexLock lock(mutex_);
+  if (place <= first_ || place > next_) return;
+  first_ = place;
+  writePlaces();  // where that fails, the next process finds rows that it has already
+}
+
+}  // namespace zul::platform

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "Mutex.h"
+#include "zul/platform/DocumentStore.h"
+
+namespace zul::platform {
+
+/// Rows on their way into the queue's table, in a file of a fixed size that is mapped into memory: what has been copied
+/// into the mapping survives the process, and copying does not wait for the disk.
+///
+/// The file is a page with the places of the first and the next entry, and a ring of entries. A place counts the bytes
+/// since the file was made; an entry never wraps. Each has its length and a checksum, and counts only once the page
+/// names a place behind it, so that a death in the middle of an append leaves nothing. A file of another format, or
+/// of another machine's byte order, is damage.
+///
+/// The kernel does the copying, as for another process's memory: where the file has lost its ground, as when the disk
+/// fails, that is an error rather than a signal that would end the host. The file's blocks are reserved beforehand.
+/// Where the system allows none of this, there is no ring, and rows are committed.
+class RowRing final : public RowBuffer {
+ public:
+  static constexpr const char* kFileName = "ZULLocalDB.ring";
+  static constexpr std::size_t kPage = 4096;
+  static constexpr std::size_t kSize = 256 * 1024;  ///< the file
+
+  explicit RowRing(std::string path) : path_(std::move(path)) {}
+  ~RowRing() override;
+  RowRing(const RowRing&) = delete;
+  RowRing& operator=(const RowRing&) = delete;
+
+  LeftOver leftOver() override;
+  void prepare() override;
+  bool append(std::int64_t id, std::string_view text) noexcept override;
+  std::uint64_t end() const noexcept override { return next_; }
+  void release(std::uint64_t place) noexcept override;
+
+ private:
+  void readEntries(const std::string& content, LeftOver& found) ZUL_REQUIRES(mutex_);
+  bool writePlaces() noexcept ZUL_REQUIRES(mutex_);
+
+  const std::string path_;
+  Mutex mutex_;
+  char* mapping_ ZUL_GUARDED_BY(mutex_) = nullptr;
+  std::uint64_t first_ ZUL_GUARDED_BY(mutex_) = 0;
+  std::atomic<std::uint64_t> next_{0};  // changed under the mutex
+};
+
+}  // namespace zul::platform

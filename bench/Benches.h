@@ -17,7 +17,7 @@ void benchStartup(const std::string& collector, Table& table);
 void benchEvents(const std::string& collector, Table& table);
 
 /// The processor's time for events, whatever thread spends it.
-void benchProcessor(const std::string& collector, Table& table);
+void benchCpu(const std::string& collector, Table& table);
 
 /// Uploads a second.
 void benchThroughput(const std::string& collector, Table& table);

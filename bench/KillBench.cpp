@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iterator>
 #include <random>
@@ -67,7 +69,12 @@ void addReported(const test::Child& host, Numbers& reported) {
   reported.insert(std::istream_iterator<int>(lines), {});
 }
 
-std::size_t lost(bool online, const std::string& taker) {
+struct Outcome {
+  std::size_t reported = 0;
+  std::size_t lost = 0;
+};
+
+Outcome killRepeatedly(bool online, const std::string& taker) {
   const UsedFolder folder(0, taker);
   CountingCollector collector;
   if (!online) collector.stop();
@@ -89,17 +96,17 @@ std::size_t lost(bool online, const std::string& taker) {
   host.readUpTo("\n", kPatience);
   addReported(host, reported);
   test::eventually([&] { return collector.missing(reported).empty(); }, kPatience);
-  return collector.missing(reported).size();
+  return {reported.size(), collector.missing(reported).size()};
 }
 
 }  // namespace
 
 void benchKills(const std::string& collector, Table& table) {
   for (const bool online : {true, false}) {
-    table.add({.what = std::string("lost at kill -9, 100 kills within bursts, collector ") + (online ? "up" : "down"),
-               .unit = "",
-               .ours = static_cast<double>(lost(online, collector)),
-               .goal = Goal::atMost(0)});
+    const auto outcome = killRepeatedly(online, collector);
+    table.add({fmt::format("lost at kill -9, {} kills within bursts, collector {}", kKills, online ? "up" : "down"), "",
+               static_cast<double>(outcome.lost), "events reported", static_cast<double>(outcome.reported),
+               Goal::atMost(0)});
   }
 }
 

@@ -50,7 +50,7 @@ Table bench(const std::string& only) {
   const std::pair<std::string, std::function<void(Table&)>> subjects[] = {
       {"start-up", [&](Table& table) { benchStartup(collector, table); }},
       {"events", [&](Table& table) { benchEvents(collector, table); }},
-      {"processor", [&](Table& table) { benchProcessor(collector, table); }},
+      {"cpu", [&](Table& table) { benchCpu(collector, table); }},
       {"memory", [&](Table& table) { benchFootprint(collector, table); }},
       {"throughput", [&](Table& table) { benchThroughput(collector, table); }},
       {"kills", [&](Table& table) { benchKills(collector, table); }},

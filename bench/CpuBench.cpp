@@ -10,7 +10,7 @@ constexpr int kRounds = 3;
 
 }  // namespace
 
-void benchProcessor(const std::string& collector, Table& table) {
+void benchCpu(const std::string& collector, Table& table) {
   const auto row = [&](const char* what, const std::vector<double>& times, double goal) {
     table.add({.what = what, .unit = "ms", .ours = median(times), .goal = Goal::atMost(goal)});
   };

@@ -7,6 +7,7 @@
 
 #include "Benches.h"
 #include "CampaignLink.h"
+#include "Measurements.h"
 #include "ZULUtil.h"
 
 namespace zul::bench {
@@ -36,13 +37,12 @@ void add(const char* name, Parse parse) {
 
 }  // namespace
 
-void registerAttributionBench() {
+void benchAttribution(Table& table) {
   add("link", [](const std::string& link) { return parseCampaignLink(link, kNow); });
   add("query", [](const std::string& link) { return ZULUtil::parseUrlString(link); });
   add("scan", [](const std::string& link) { return scan(link); });
-}
 
-void tabulateAttributionBench(const Measurements& measurements, Table& table) {
+  const Measurements measurements;
   const auto bytes = static_cast<double>(longLink().size());
   const auto speed = [&](const char* name) { return bytes / measurements.microseconds(name); };  // MB/s
   const char* const raw = "a scan of the same bytes";

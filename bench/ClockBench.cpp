@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Benches.h"
+#include "Measurements.h"
 #include "NHNetworkClock.h"
 #include "NtpPacket.h"
 #include "Runtime.h"
@@ -50,7 +51,7 @@ double associationBytes() {
 
 }  // namespace
 
-void registerClockBench() {
+void benchClock(Table& table) {
   benchmark::RegisterBenchmark("time answer", [](benchmark::State& state) {
     const auto datagram = ntp::query({1, 2});
     ClockFilter filter;
@@ -64,11 +65,10 @@ void registerClockBench() {
     auto& clock = phone->process().networkClock();
     for (auto _ : state) benchmark::DoNotOptimize(clock.networkOffset());
   })->UseRealTime();
-}
 
-void tabulateClockBench(const Measurements& measurements, Table& table) {
+  const Measurements measurements;
   const auto add = [&](const char* what, const char* unit, double value) {
-    table.add({.what = what, .unit = unit, .ours = value, .rawWhat = "", .raw = std::nullopt});
+    table.add({.what = what, .unit = unit, .ours = value});
   };
   add("decoding and judging a time server's answer", "us", measurements.microseconds("time answer"));
   add("networkOffset over 12 servers", "us", measurements.microseconds("network offset"));

@@ -1,6 +1,7 @@
 #include "Measurements.h"
 
 #include <algorithm>
+#include <cmath>
 #include <stdexcept>
 
 namespace zul::bench {
@@ -8,12 +9,17 @@ namespace zul::bench {
 double percentile(std::vector<double> values, double share) {
   if (values.empty()) throw std::runtime_error("nothing was measured");
   std::sort(values.begin(), values.end());
-  const auto place = static_cast<std::size_t>(share * static_cast<double>(values.size()));
-  return values[std::min(place, values.size() - 1)];
+  const auto rank = static_cast<std::size_t>(std::ceil(share * static_cast<double>(values.size())));
+  return values[std::clamp<std::size_t>(rank, 1, values.size()) - 1];
 }
 
 double median(std::vector<double> values) {
   return percentile(std::move(values), 0.5);
+}
+
+Measurements::Measurements() {
+  benchmark::RunSpecifiedBenchmarks(this);
+  benchmark::ClearRegisteredBenchmarks();
 }
 
 void Measurements::ReportRuns(const std::vector<Run>& runs) {

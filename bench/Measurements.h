@@ -9,12 +9,15 @@
 namespace zul::bench {
 
 double median(std::vector<double> values);
-/// The value that `share` of the others do not exceed.
+/// The least value that `share` of them do not exceed.
 double percentile(std::vector<double> values, double share);
 
 /// Collects what Google Benchmark measures: the time of each repetition, by the benchmark's name.
 class Measurements final : public benchmark::BenchmarkReporter {
  public:
+  /// Runs the benchmarks that are registered, and forgets them.
+  Measurements();
+
   bool ReportContext(const Context&) override { return true; }
   void ReportRuns(const std::vector<Run>& runs) override;
 

@@ -1,34 +1,24 @@
 #include "Process.h"
 
-#include <unistd.h>
-
 #include <chrono>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
-
-#include "DevCollector.h"
 
 namespace zul::bench {
 
 namespace {
 
 constexpr auto kPatience = std::chrono::hours(1);  // with a program that counts
-constexpr auto kStart = std::chrono::seconds(30);
 
-// What the collector's process does, until the input ends.
-int collect() {
-  collector::CollectorOptions options;
-  options.keepBodies = false;
-  collector::DevCollector collector(options);
-  collector.start();
-  const auto url = collector.baseUrl() + "\n";
-  if (::write(STDOUT_FILENO, url.data(), url.size()) < 0) return 1;
-  char byte = 0;
-  while (::read(STDIN_FILENO, &byte, 1) > 0) {
-  }
-  collector.stop();
-  return 0;
+std::string host() {
+  return besideProgram("zul-bench-host");
+}
+
+std::vector<std::string> arguments(const std::string& role, const HostOptions& options) {
+  std::vector<std::string> words = {role};
+  for (const auto& [name, value] : options) words.push_back(name + "=" + value);
+  return words;
 }
 
 }  // namespace
@@ -46,9 +36,9 @@ std::string run(const std::vector<std::string>& command, const std::string& log)
   return program.output();
 }
 
-Figures runHost(const std::string& role, const std::map<std::string, std::string>& options, const std::string& log) {
-  std::vector<std::string> command = {besideProgram("zul-bench-host"), role};
-  for (const auto& [name, value] : options) command.push_back(name + "=" + value);
+Figures runHost(const std::string& role, const HostOptions& options, const std::string& log) {
+  auto command = arguments(role, options);
+  command.insert(command.begin(), host());
   std::istringstream text(run(command, log));
   Figures figures;
   for (std::string line; std::getline(text, line);) {
@@ -60,9 +50,8 @@ Figures runHost(const std::string& role, const std::map<std::string, std::string
   return figures;
 }
 
-Collector::Collector() : process_(collect), url_(process_.takeUpTo("\n", kStart)) {
-  if (!url_.ends_with('\n')) throw std::runtime_error("the collector did not start");
-  url_.pop_back();
+test::Child startHost(const std::string& role, const HostOptions& options) {
+  return {host(), arguments(role, options), "/dev/null"};
 }
 
 }  // namespace zul::bench

@@ -20,20 +20,11 @@ std::string run(const std::vector<std::string>& command, const std::string& log 
 
 /// The figures that zul-bench-host printed in one of its roles, by name.
 using Figures = std::map<std::string, std::vector<double>>;
-Figures runHost(const std::string& role, const std::map<std::string, std::string>& options,
-                const std::string& log = "/dev/null");
+using HostOptions = std::map<std::string, std::string>;
+Figures runHost(const std::string& role, const HostOptions& options, const std::string& log = "/dev/null");
 
-/// The development collector in a process of its own, which ends with this one. To be made before any
-/// thread exists.
-class Collector {
- public:
-  Collector();
-  const std::string& url() const { return url_; }
-
- private:
-  test::Child process_;
-  std::string url_;
-};
+/// The same program, which goes on beside this one.
+test::Child startHost(const std::string& role, const HostOptions& options);
 
 /// Where nothing listens.
 constexpr const char* kNoCollector = "http://127.0.0.1:9";

@@ -15,14 +15,13 @@ std::size_t ignore(char*, std::size_t size, std::size_t count, void*) {
 
 }  // namespace
 
-RawCurl::RawCurl(std::string url, const Headers& headers, std::string body, int inFlight)
-    : url_(std::move(url)), body_(std::move(body)), multi_(curl_multi_init()) {
+RawCurl::RawCurl(std::string url, const Headers& headers, MakeBody makeBody, int inFlight)
+    : url_(std::move(url)), makeBody_(std::move(makeBody)), multi_(curl_multi_init()) {
   for (const auto& [name, value] : headers) headers_ = curl_slist_append(headers_, (name + ": " + value).c_str());
   headers_ = curl_slist_append(headers_, "Expect:");
   uploads_.resize(static_cast<std::size_t>(inFlight));
   for (auto& upload : uploads_) {
     upload.easy = curl_easy_init();
-    upload.body = &body_;
     curl_easy_setopt(upload.easy, CURLOPT_URL, url_.c_str());
     curl_easy_setopt(upload.easy, CURLOPT_UPLOAD, 1L);
     curl_easy_setopt(upload.easy, CURLOPT_CUSTOMREQUEST, "POST");
@@ -59,13 +58,14 @@ void RawCurl::upload(int count) {
 
 std::size_t RawCurl::onRead(char* data, std::size_t size, std::size_t count, void* upload) {
   auto& self = *static_cast<Upload*>(upload);
-  const auto length = self.body->copy(data, size * count, self.sent);
+  const auto length = self.body.copy(data, size * count, self.sent);
   self.sent += length;
   return length;
 }
 
 void RawCurl::begin(Upload& upload) {
   upload.sent = 0;
+  upload.body = makeBody_();
   curl_multi_add_handle(multi_, upload.easy);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,19 +15,20 @@ namespace zul::bench {
 class RawCurl {
  public:
   using Headers = std::vector<std::pair<std::string, std::string>>;
+  using MakeBody = std::function<std::string()>;  // called for each upload
 
-  RawCurl(std::string url, const Headers& headers, std::string body, int inFlight);
+  RawCurl(std::string url, const Headers& headers, MakeBody makeBody, int inFlight);
   ~RawCurl();
   RawCurl(const RawCurl&) = delete;
   RawCurl& operator=(const RawCurl&) = delete;
 
-  /// Uploads the body `count` times. Throws std::runtime_error when one of them fails.
+  /// Makes `count` uploads. Throws std::runtime_error when one of them fails.
   void upload(int count);
 
  private:
   struct Upload {
     void* easy = nullptr;
-    const std::string* body = nullptr;
+    std::string body{};
     std::size_t sent = 0;
   };
   static std::size_t onRead(char* data, std::size_t size, std::size_t count, void* upload);
@@ -34,7 +36,7 @@ class RawCurl {
   int collect(int& left);
 
   const std::string url_;
-  const std::string body_;
+  const MakeBody makeBody_;
   curl_slist* headers_ = nullptr;
   void* multi_ = nullptr;
   std::vector<Upload> uploads_;

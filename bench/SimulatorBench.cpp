@@ -1,8 +1,10 @@
+#include <boost/json/object.hpp>
 #include <chrono>
 #include <fstream>
 
 #include "Benches.h"
 #include "Json.h"
+#include "Process.h"
 
 namespace zul::bench {
 
@@ -35,12 +37,7 @@ std::string days(const std::string& day) {
 
 void benchSimulator(Table& table) {
   const auto year = [&](const char* what, double taken) {
-    table.add({.what = what,
-               .unit = "s",
-               .ours = taken,
-               .rawWhat = "",
-               .raw = std::nullopt,
-               .goal = Goal::atMost(kYearSeconds)});
+    table.add({.what = what, .unit = "s", .ours = taken, .goal = Goal::atMost(kYearSeconds)});
   };
   year("simulated year, a launch a day", seconds(days("launch\nadvance 10m\nrestart\nadvance 1430m\n")));
   year("simulated year, one process, an event a day",
@@ -49,16 +46,10 @@ void benchSimulator(Table& table) {
   const auto begin = std::chrono::steady_clock::now();
   const auto fleet = json::parseObject(simulate("fleet 1000 86400\n")).value_or(boost::json::object());
   const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-  table.add({.what = "1000 simulated devices for a day",
-             .unit = "s",
-             .ours = taken.count(),
-             .rawWhat = "",
-             .raw = std::nullopt});
+  table.add({.what = "1000 simulated devices for a day", .unit = "s", .ours = taken.count()});
   table.add({.what = "1000 simulated devices, memory at most",
              .unit = "MB",
              .ours = json::number(fleet, "memory").value_or(0) / (1 << 20),
-             .rawWhat = "",
-             .raw = std::nullopt,
              .goal = Goal::atMost(kFleetMegabytes)});
 }
 

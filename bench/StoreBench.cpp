@@ -5,11 +5,14 @@
 #include "Benches.h"
 #include "Json.h"
 #include "LocalDB.h"
+#include "Measurements.h"
+#include "Process.h"
 #include "RawSqlite.h"
 #include "Seed.h"
 #include "SessionPayload.h"
 #include "SessionRecord.h"
 #include "Tracker.h"
+#include "Workbench.h"
 
 namespace zul::bench {
 
@@ -46,10 +49,12 @@ void add(const char* name, Work work) {
 
 }  // namespace
 
-void registerStoreBench(Workbench& workbench, const std::string& folder) {
+void benchStore(Table& table) {
+  const TemporaryFolder folder;
+  Workbench workbench(folder.path());
   auto& runtime = workbench.runtime();
   auto& db = runtime.db();
-  const auto raw = std::make_shared<RawSqlite>(folder + "/raw.sqlite");
+  const auto raw = std::make_shared<RawSqlite>(folder.path("raw.sqlite"));
   db.update(kDocument, [](MutableDocument& document) { document.setDouble(1700000000.5678, "recentSessionTimeSec"); });
   const ChangingText behavior(textOf(workbench, kDocument));
 
@@ -79,9 +84,8 @@ void registerStoreBench(Workbench& workbench, const std::string& folder) {
   add("session, raw", [raw, text = behavior, identify = textOf(workbench, "Identify")]() mutable {
     raw->commit({{kDocument, text.next()}, {"Identify", identify}});
   });
-}
 
-void tabulateStoreBench(const Measurements& measurements, Workbench& workbench, Table& table) {
+  const Measurements measurements;
   const auto row = [&](const char* what, const char* ours, const char* rawWhat, const char* raw, Goal goal) {
     table.add({what, "us", measurements.microseconds(ours), rawWhat, measurements.microseconds(raw), goal});
   };
@@ -99,8 +103,6 @@ void tabulateStoreBench(const Measurements& measurements, Workbench& workbench, 
   table.add({.what = "a new session's commits",
              .unit = "",
              .ours = static_cast<double>(workbench.commits() - before),
-             .rawWhat = "",
-             .raw = std::nullopt,
              .goal = Goal::atMost(1)});
 }
 

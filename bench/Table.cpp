@@ -97,4 +97,9 @@ std::string Table::json() const {
   return boost::json::serialize(list);
 }
 
+std::size_t Table::missed() const {
+  return static_cast<std::size_t>(
+      std::count_if(rows_.begin(), rows_.end(), [](const Row& row) { return row.met() == false; }));
+}
+
 }  // namespace zul::bench

@@ -22,8 +22,8 @@ struct Row {
   std::string what;
   std::string unit;
   double ours = 0;
-  std::string rawWhat;  ///< what the raw figure is the cost of; empty when there is none
-  std::optional<double> raw;
+  std::string rawWhat{};  ///< what the raw figure is the cost of; empty when there is none
+  std::optional<double> raw{};
   Goal goal{};
 
   std::optional<double> ratio() const;
@@ -37,6 +37,9 @@ class Table {
   void add(Row row) { rows_.push_back(std::move(row)); }
   void print(std::ostream& out) const;
   std::string json() const;
+
+  /// The goals that were missed.
+  std::size_t missed() const;
 
  private:
   std::vector<Row> rows_;

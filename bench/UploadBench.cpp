@@ -7,6 +7,7 @@
 
 #include "Benches.h"
 #include "Json.h"
+#include "Measurements.h"
 #include "PercentCoding.h"
 #include "Seed.h"
 #include "UploadBody.h"
@@ -44,7 +45,7 @@ std::string name(int count, const char* suffix = "") {
 
 }  // namespace
 
-void registerUploadBench() {
+void benchUploadBodies(Table& table) {
   for (const int count : kCounts) {
     auto compact = Seed::payloads(count);
     const auto newest = std::make_shared<const std::string>(compact.back());
@@ -63,9 +64,8 @@ void registerUploadBench() {
       }
     })->UseRealTime();
   }
-}
 
-void tabulateUploadBench(const Measurements& measurements, Table& table) {
+  const Measurements measurements;
   for (const int count : kCounts) {
     table.add({fmt::format("upload body of {} payload{}", count, count == 1 ? "" : "s"), "us",
                measurements.microseconds(name(count)), "zlib over the same encoded bytes",

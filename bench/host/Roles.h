@@ -1,12 +1,8 @@
 #pragma once
 
-#include <map>
-#include <string>
+#include "Host.h"
 
 namespace zul::bench {
-
-/// What the program was called with: name=value.
-using Options = std::map<std::string, std::string>;
 
 // Each role is one small program. It prints its figures, one a line: the name, and one or more numbers.
 
@@ -15,14 +11,20 @@ void idle(const Options& options);
 /// The first call of the library, or what SQLite alone would need for the same file.
 void startLibrary(const Options& options);
 void startRaw(const Options& options);
-/// Events one at a time, then all at once; beside each of the former what its commit and its log lines cost
-/// without the library.
-void sendEvents(const Options& options);
-/// A burst of events, until the collector has them all.
-void deliverEvents(const Options& options);
 /// Memory and threads after the start, and after one upload.
 void footprint(const Options& options);
 /// Commits, and waits for the disk, of one event on its way to a collector that takes it.
 void countCommits(const Options& options);
+
+/// Events in a rhythm, then all at once; each beside as many commits without the library.
+void sendEvents(const Options& options);
+/// The processor's time for an event that nobody takes.
+void spendOffline(const Options& options);
+/// Events, all at once or in a rhythm, until the collector has them all.
+void deliverEvents(const Options& options);
+/// The bytes of the log, which is a file, for an event.
+void logEvents(const Options& options);
+/// Events with numbers, each of which it prints once it has been reported. Goes on until its input ends.
+void reportEvents(const Options& options);
 
 }  // namespace zul::bench

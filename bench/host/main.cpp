@@ -15,13 +15,9 @@
 int main(int argc, char** argv) {
   using namespace zul::bench;
   constexpr std::pair<const char*, void (*)(const Options&)> kRoles[] = {
-      {"idle", idle},
-      {"start", startLibrary},
-      {"start-raw", startRaw},
-      {"send", sendEvents},
-      {"deliver", deliverEvents},
-      {"footprint", footprint},
-      {"commits", countCommits},
+      {"idle", idle},           {"start", startLibrary},    {"start-raw", startRaw}, {"send", sendEvents},
+      {"spend", spendOffline},  {"deliver", deliverEvents}, {"log", logEvents},      {"report", reportEvents},
+      {"footprint", footprint}, {"commits", countCommits},
   };
   Options options;
   for (int n = 2; n < argc; ++n) {

@@ -8,8 +8,8 @@
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
+#include <boost/beast/core/basic_stream.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/serializer.hpp>
@@ -39,15 +39,15 @@ constexpr std::size_t kIdleBuffer = std::size_t{4} << 10;
 constexpr std::chrono::seconds kPatience{60};  // for a byte, in either direction
 constexpr std::chrono::milliseconds kLookAgain{100};
 
-using Plain = beast::tcp_stream;
-using Tls = beast::ssl_stream<beast::tcp_stream>;
+using Plain = beast::basic_stream<asio::ip::tcp, Strand>;
+using Tls = beast::ssl_stream<Plain>;
 
 /// Shared by the operations under way; gone when there is none.
 template <typename Stream>
 class Connection : public std::enable_shared_from_this<Connection<Stream>> {
  public:
   template <typename... Context>
-  Connection(asio::ip::tcp::socket&& socket, Service& service, Context&... context)
+  Connection(Socket&& socket, Service& service, Context&... context)
       : stream_(std::move(socket), context...), timer_(stream_.get_executor()), service_(service) {}
   ~Connection() { service_.unread -= unread_; }
   Connection(const Connection&) = delete;
@@ -62,7 +62,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
   }
 
  private:
-  beast::tcp_stream& tcp() { return beast::get_lowest_layer(stream_); }
+  Plain& tcp() { return beast::get_lowest_layer(stream_); }
 
   /// A completion handler that goes on with `next` where the operation has succeeded, and else lets go.
   auto then(void (Connection::*next)()) {
@@ -84,6 +84,8 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     parser_.emplace();
     parser_->header_limit(kMaxHead);
     parser_->body_limit(kMaxBody);
+    parser_->eager(true);
+    buffer_.reserve(kIdleBuffer);  // as much is read at once as the buffer has room for: most requests whole
     readMore();
   }
 
@@ -117,9 +119,8 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
   }
 
   void beginBody() {
-    parser_->eager(true);
     const auto left = parser_->content_length_remaining().value_or(kPiece);
-    buffer_.reserve(std::min<std::size_t>(left, kPiece));  // as much is read at once as the buffer has room for
+    buffer_.reserve(std::min<std::size_t>(left, kPiece));
     if (!beast::iequals(parser_->get()[http::field::expect], "100-continue")) return readMore();
     static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
     tcp().expires_after(kPatience);
@@ -244,7 +245,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
 
 }  // namespace
 
-void serve(asio::ip::tcp::socket socket, Service& service) {
+void serve(Socket socket, Service& service) {
   if (service.tls) {
     std::make_shared<Connection<Tls>>(std::move(socket), service, *service.tls)->start();
   } else {

@@ -127,9 +127,8 @@ class HttpServer::Impl {
     }
   }
 
-  // A connection's strand is its own, so that its handlers never run side by side.
   void accept() {
-    acceptor_.async_accept(asio::make_strand(context_), [this](Error error, tcp::socket socket) {
+    acceptor_.async_accept(asio::make_strand(context_), [this](Error error, Socket socket) {
       if (error) return pause(error);
       accept();
       ::fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);

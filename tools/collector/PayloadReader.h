@@ -39,6 +39,7 @@ class PayloadReader {
   int depth_ = 0;        // of nesting in it
   bool inString_ = false;
   bool escaped_ = false;
+  bool spaced_ = false;  // there is white space between its parts
   std::string compact_ = "[";
 };
 

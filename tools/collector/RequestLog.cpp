@@ -29,7 +29,6 @@ RequestLog::RequestLog(const CollectorOptions& options)
 }
 
 std::uint64_t RequestLog::arrived() {
-  const MutexLock lock(mutex_);
   return ++lastSequence_;
 }
 
@@ -37,6 +36,7 @@ void RequestLog::add(RecordedRequest request) {
   write(request);
   if (!keepBodies_) request.bodyText = request.rawBody = {};
   const auto added = std::make_shared<RecordedRequest>(std::move(request));
+  std::vector<RequestPtr> dropped;  // to go once others may log again
   {
     const MutexLock lock(mutex_);
     added->recorded = ++lastRecorded_;
@@ -50,16 +50,17 @@ void RequestLog::add(RecordedRequest request) {
     ++(added->good() ? counts_.good : counts_.bad);
     if (added->verdict() == "suspicious") ++counts_.suspicious;
     ++endpointCounts_[static_cast<std::size_t>(added->endpoint)];
-    dropOldest();
+    dropOldest(dropped);
   }
   added_.notifyAll();
   if (onRecorded_) onRecorded_(*added);
 }
 
-void RequestLog::dropOldest() {
+void RequestLog::dropOldest(std::vector<RequestPtr>& dropped) {
   while (requests_.size() > 1 && (requests_.size() > maxRequests_ || bytes_ > maxBytes_)) {
     bytes_ -= requests_.front()->footprint();
     byRecording_.erase(std::find(byRecording_.begin(), byRecording_.end(), requests_.front()));  // at its very begin
+    dropped.push_back(std::move(requests_.front()));
     requests_.pop_front();
   }
 }

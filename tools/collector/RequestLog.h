@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -60,7 +61,7 @@ class RequestLog {
 
  private:
   void write(const RecordedRequest& request);
-  void dropOldest() ZUL_REQUIRES(mutex_);
+  void dropOldest(std::vector<RequestPtr>& dropped) ZUL_REQUIRES(mutex_);
   RequestPtr find(const Filter& wanted) const ZUL_REQUIRES(mutex_);
 
   const bool keepBodies_;
@@ -71,7 +72,7 @@ class RequestLog {
 
   mutable Mutex mutex_;
   mutable Condition added_;
-  std::uint64_t lastSequence_ ZUL_GUARDED_BY(mutex_) = 0;
+  std::atomic<std::uint64_t> lastSequence_ = 0;
   std::uint64_t lastRecorded_ ZUL_GUARDED_BY(mutex_) = 0;
   std::uint64_t era_ ZUL_GUARDED_BY(mutex_);
   std::deque<RequestPtr> requests_ ZUL_GUARDED_BY(mutex_);

@@ -17,9 +17,9 @@ constexpr std::size_t kMostComplaints = 32;
 constexpr std::size_t kLongestText = 64;
 constexpr std::string_view kHidden = "ANP";
 
-std::string textOf(const boost::json::object& object, std::string_view key) {
+std::string_view textOf(const boost::json::object& object, std::string_view key) {
   const auto* value = object.if_contains(key);
-  return value && value->is_string() ? std::string(value->get_string()) : std::string();
+  return value && value->is_string() ? std::string_view(value->get_string()) : std::string_view();
 }
 
 std::int64_t numberOf(const boost::json::object& object, std::string_view key) {

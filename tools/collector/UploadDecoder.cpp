@@ -5,7 +5,7 @@
 
 #include <array>
 #include <cstddef>
-#include <string>
+#include <span>
 
 namespace zul::collector {
 
@@ -29,9 +29,9 @@ int upperHex(char c) {
 /// Undoes the one way in which a text may be encoded, piece by piece.
 class PercentDecoder {
  public:
-  void decode(std::string_view piece, std::string& out) {
-    out.resize(piece.size());
-    auto* end = out.data();
+  /// In place: what is decoded is never longer.
+  std::string_view decode(std::span<char> piece) {
+    auto* end = piece.data();
     for (const char c : piece) {
       if (digits_ > 0) {
         if (digit(c)) *end++ = static_cast<char>(byte_);
@@ -44,7 +44,7 @@ class PercentDecoder {
       }
       ++at_;
     }
-    out.resize(static_cast<std::size_t>(end - out.data()));
+    return {piece.data(), end};
   }
   void finish() const {
     if (digits_ > 0) refuse(at_ + static_cast<std::size_t>(digits_) - 3);
@@ -79,19 +79,20 @@ class Inflater {
   Inflater& operator=(const Inflater&) = delete;
 
   /// The next piece; empty once all are out.
-  std::string_view next() {
+  std::span<char> next() {
     if (ended_) return {};
     stream_.next_out = reinterpret_cast<Bytef*>(out_.data());
     stream_.avail_out = static_cast<uInt>(out_.size());
-    const int state = inflate(&stream_, Z_NO_FLUSH);
+    // Where all fits at once, zlib then does without a window of its own. It calls a lack of room an error.
+    const int state = inflate(&stream_, Z_FINISH);
     ended_ = state == Z_STREAM_END;
     const auto size = out_.size() - stream_.avail_out;
     if (stream_.total_out > kMaxInflated) {
       throw Fault(fmt::format("the body unpacks to more than {} bytes", kMaxInflated));
     }
-    if (state == Z_BUF_ERROR || (state == Z_OK && stream_.avail_out > 0)) throw Fault("the zlib stream ends early");
-    if (state != Z_OK && !ended_)
-      throw Fault(fmt::format("broken zlib stream: {}", stream_.msg ? stream_.msg : "unknown"));
+    const bool goesOn = state == Z_BUF_ERROR || state == Z_OK;
+    if (goesOn && stream_.avail_out > 0) throw Fault("the zlib stream ends early");
+    if (!goesOn && !ended_) throw Fault(fmt::format("broken zlib stream: {}", stream_.msg ? stream_.msg : "unknown"));
     if (ended_ && stream_.avail_in > 0) throw Fault("there are bytes behind the zlib stream");
     return {out_.data(), size};
   }
@@ -109,11 +110,7 @@ void decodeUpload(std::string_view body, const std::function<void(std::string_vi
   if (body.substr(0, 2) == "\x1f\x8b") throw Fault("the body is a gzip member, not a zlib stream");
   Inflater inflater(body);
   PercentDecoder decoder;
-  std::string text;
-  for (auto piece = inflater.next(); !piece.empty(); piece = inflater.next()) {
-    decoder.decode(piece, text);
-    take(text);
-  }
+  for (auto piece = inflater.next(); !piece.empty(); piece = inflater.next()) take(decoder.decode(piece));
   decoder.finish();
 }
 

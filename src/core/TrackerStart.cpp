@@ -109,11 +109,13 @@ void Tracker::start(const Launch& launchOptions) {
   log_.debug("launchOptions : " + description(launchOptions), ZUL_HERE);
   readLaunchLink(launchOptions);
 
-  // What has expired while the application was closed.
-  checkToResetPushInfo();
-  checkToResetDRInfo();
-  checkToResetInternalCampaign();
-  checkInAppMessageValidation();
+  // What has expired while the application was closed, in one commit.
+  services_.db.transaction([this] {
+    checkToResetPushInfo();
+    checkToResetDRInfo();
+    checkToResetInternalCampaign();
+    checkInAppMessageValidation();
+  });
 
   services_.tasks.after(
       kCompletionAfter, Queue::global, [this] { completeStart(); }, ZUL_HERE);

@@ -75,26 +75,25 @@ struct Field {
   std::string_view key;
   std::string_view readKey;  ///< of a record that is made; `key` but for the oddities of the table
   WhenAbsent whenAbsent;
-  std::string_view meaning;  ///< for people, as the next two
-  std::string_view changes;  ///< what gives it another value; empty: what does so in its section
-  std::string_view example;  ///< of its value, as JSON; empty: it is never sent
 
   constexpr std::string_view payloadKey() const { return sentAs.empty() ? name : sentAs; }
 };
 
-/// Fields that stand together.
-struct Section {
-  std::string_view title;
-  std::string_view first;    ///< its first field's name
-  std::string_view changes;  ///< what changes those that do not say otherwise
+/// What people are told of a field.
+struct FieldText {
+  std::string_view meaning;
+  std::string_view changes;  ///< what gives it another value; empty: nothing is told of it
+  std::string_view example;  ///< of its value, as JSON; empty: it is never sent
 };
 
 /// All of them, in the order in which the record shows them. The one place that knows a field.
 std::span<const Field> fields();
 
-/// Of a field of the table.
-const Section& sectionOf(const Field& field);
-std::string_view changesOf(const Field& field);
+/// Of a field of the table, for documents and tools. The library itself never asks, so that what it would be told is
+/// not part of it.
+FieldText textOf(const Field& field);
+/// The title of the fields that it stands with.
+std::string_view sectionOf(const Field& field);
 
 /// The fields of a payload, as indices into `fields`, in the order in which it carries them: all for a `useMode` of 1
 /// or 2, a few for 3, none for any other.

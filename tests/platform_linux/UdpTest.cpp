@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "AsioDispatcher.h"
-#include "AsioHostResolver.h"
 #include "AsioUdpSockets.h"
+#include "LinuxHostResolver.h"
 #include "LoopbackTimeServer.h"
 #include "Patience.h"
 
@@ -143,8 +143,8 @@ TEST_F(UdpTest, ManyThreadsManySockets) {
   EXPECT_GT(mailbox.count(), 0U);
 }
 
-TEST(AsioHostResolver, FindsAddressesOrSaysWhyNot) {
-  AsioHostResolver resolver;
+TEST(LinuxHostResolver, FindsAddressesOrSaysWhyNot) {
+  LinuxHostResolver resolver;
   EXPECT_THAT(resolver.resolve("localhost").addresses, testing::AnyOf(Contains("127.0.0.1"), Contains("::1")));
   EXPECT_THAT(resolver.resolve("127.0.0.9").addresses, testing::ElementsAre("127.0.0.9"));
   EXPECT_THAT(resolver.resolve("::1").addresses, testing::ElementsAre("::1"));

@@ -48,7 +48,7 @@ std::string_view meaning(std::string_view key) {
   const auto known = fields();
   const auto field = std::find_if(known.begin(), known.end(),
                                   [&](const Field& one) { return one.sent != Sent::never && one.payloadKey() == key; });
-  return field == known.end() ? std::string_view() : field->meaning;
+  return field == known.end() ? std::string_view() : textOf(*field).meaning;
 }
 
 }  // namespace

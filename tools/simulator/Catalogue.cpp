@@ -17,7 +17,7 @@ using boost::json::object;
 using boost::json::value;
 
 std::string_view kindOf(const Field& field) {
-  if (field.sent == Sent::inSession || field.example.starts_with('{')) return "object";
+  if (field.sent == Sent::inSession || textOf(field).example.starts_with('{')) return "object";
   if (field.sent == Sent::asReal) return "real";
   struct Name {
     std::string_view operator()(const std::optional<std::string>&) const { return "string"; }
@@ -106,14 +106,15 @@ const Field* findField(std::string_view key) {
 }
 
 object describe(const Field& field) {
-  object view{{"section", sectionOf(field).title}, {"meaning", field.meaning},     {"kind", kindOf(field)},
-              {"payloads", payloadsWith(field)},   {"sent", whenSent(field.sent)}, {"source", sourceOf(field)}};
+  const auto text = textOf(field);
+  object view{{"section", sectionOf(field)},     {"meaning", text.meaning},      {"kind", kindOf(field)},
+              {"payloads", payloadsWith(field)}, {"sent", whenSent(field.sent)}, {"source", sourceOf(field)}};
   if (!field.document.empty()) {
     view["document"] = field.document;
     view["documentKey"] = field.readKey;
   }
-  if (const auto changes = changesOf(field); !changes.empty()) view["changes"] = changes;
-  if (!field.example.empty()) view["example"] = json::parse(field.example).value_or(nullptr);
+  if (!text.changes.empty()) view["changes"] = text.changes;
+  if (!text.example.empty()) view["example"] = json::parse(text.example).value_or(nullptr);
   return view;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <boost/asio/basic_waitable_timer.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <deque>
 #include <functional>
@@ -26,7 +26,10 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
  public:
   using Queue = Dispatcher::Queue;
   using Duration = std::chrono::steady_clock::duration;
-  using Timed = boost::asio::steady_timer;
+  using Context = boost::asio::io_context;
+  using Clock = std::chrono::steady_clock;
+  /// Of the one kind of context that there is here, which takes far less code than a timer for any kind.
+  using Timed = boost::asio::basic_waitable_timer<Clock, boost::asio::wait_traits<Clock>, Context::executor_type>;
 
   /// A repeating timer on the main queue. Ticks that fall due while an earlier one waits are left out.
   struct Repeating {
@@ -78,7 +81,6 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   void release(Duration patience) noexcept;
 
  private:
-  using Context = boost::asio::io_context;
   using Guard = boost::asio::executor_work_guard<Context::executor_type>;
 
   /// What is left when no thread is. It is destroyed without the lock, the contexts first.

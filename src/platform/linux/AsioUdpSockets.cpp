@@ -13,6 +13,7 @@ namespace zul::platform {
 namespace {
 
 using Udp = boost::asio::ip::udp;
+using Socket = boost::asio::basic_datagram_socket<Udp, AsioCore::Context::executor_type>;
 using Failure = boost::system::error_code;
 
 // What is longer is cut: nobody here expects more.
@@ -61,7 +62,7 @@ class Endpoint final : public AsioCore::Guest, public std::enable_shared_from_th
 
   void listen() ZUL_REQUIRES(mutex_) {
     if (listening_) return;
-    socket_->async_wait(Udp::socket::wait_read, [self = shared_from_this()](const Failure&) { self->arrived(); });
+    socket_->async_wait(Socket::wait_read, [self = shared_from_this()](const Failure&) { self->arrived(); });
     listening_ = true;
   }
 
@@ -83,7 +84,7 @@ class Endpoint final : public AsioCore::Guest, public std::enable_shared_from_th
   const std::shared_ptr<AsioCore> core_;
   const UdpSockets::Receive receive_;
   Mutex mutex_;
-  std::optional<Udp::socket> socket_ ZUL_GUARDED_BY(mutex_);
+  std::optional<Socket> socket_ ZUL_GUARDED_BY(mutex_);
   bool listening_ ZUL_GUARDED_BY(mutex_) = false;
   bool closed_ ZUL_GUARDED_BY(mutex_) = false;
 };

@@ -13,13 +13,13 @@
 
 #include "AbsentServices.h"
 #include "AsioDispatcher.h"
-#include "AsioHostResolver.h"
 #include "AsioUdpSockets.h"
 #include "CurlHttpClient.h"
 #include "LinuxBundle.h"
 #include "LinuxClock.h"
 #include "LinuxDevice.h"
 #include "LinuxFiles.h"
+#include "LinuxHostResolver.h"
 #include "LinuxUserDefaults.h"
 #include "Log.h"
 #include "NetlinkReachability.h"
@@ -147,7 +147,7 @@ Platform linuxPlatform(const LinuxOptions& given) {
                                                                                             : options.keychainFile);
   pieces.lifeCycle = std::make_shared<platform::HostLifeCycle>();
   pieces.notifications = std::make_shared<platform::LocalNotificationCenter>();
-  pieces.resolver = std::make_shared<platform::AsioHostResolver>();
+  pieces.resolver = std::make_shared<platform::LinuxHostResolver>();
   pieces.udp = std::make_shared<platform::AsioUdpSockets>(dispatcher);
   pieces.webViews = platform::pageWebViews(pieces.http, dispatcher);
   pieces.adServices = std::make_shared<platform::NoAdServices>();

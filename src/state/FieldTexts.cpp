@@ -1,8 +1,17 @@
-#include "Fields.h"
+#include <iterator>
+
+#include "FieldTable.h"
 
 namespace zul {
 
 namespace {
+
+// Fields that stand together.
+struct Section {
+  std::string_view title;
+  std::string_view first;    // its first field's name
+  std::string_view changes;  // what changes those that do not say otherwise
+};
 
 constexpr Section kSections[] = {
     {"Library", "sdk_version", "another version of the library"},
@@ -25,9 +34,7 @@ constexpr Section kSections[] = {
     {"Beside the record", "sarInfo", "the answer of the search-ads attribution service at a start-up"},
 };
 
-}  // namespace
-
-const Section& sectionOf(const Field& field) {
+const Section& section(const Field& field) {
   const auto* section = std::begin(kSections);
   for (const auto& other : fields()) {
     const auto* const next = section + 1;
@@ -37,8 +44,16 @@ const Section& sectionOf(const Field& field) {
   return *section;
 }
 
-std::string_view changesOf(const Field& field) {
-  return field.changes.empty() ? sectionOf(field).changes : field.changes;
+}  // namespace
+
+FieldText textOf(const Field& field) {
+  auto text = fieldtable::kRows[&field - fields().data()].text;
+  if (text.changes.empty()) text.changes = section(field).changes;
+  return text;
+}
+
+std::string_view sectionOf(const Field& field) {
+  return section(field).title;
 }
 
 }  // namespace zul

@@ -5,7 +5,7 @@
 namespace zul::platform {
 
 /// The system's own look-up: its hosts file, its name servers, its patience.
-class AsioHostResolver final : public HostResolver {
+class LinuxHostResolver final : public HostResolver {
  public:
   Found resolve(const std::string& host) override;
 };

@@ -1,6 +1,5 @@
 // Roles that report events.
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zul/CustomWKWebViewConfiguration.h>
@@ -22,8 +21,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using Milliseconds = std::chrono::milliseconds;
-
-constexpr auto kLongestBuild = 400ms;  // between an answer and the next upload, of which the body is being made
 
 /// Moments that follow each other evenly. One that was missed is not made up for.
 class Rhythm {
@@ -66,16 +63,6 @@ struct Spent {
   double seconds = 0;
   double processor = 0;  // milliseconds of all threads
 };
-
-double milliseconds(const timeval& time) {
-  return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
-}
-
-double processorTime() {
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
-  return milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime);
-}
 
 template <typename Work>
 Spent spent(Work work) {
@@ -130,14 +117,14 @@ void spendOffline(const Options& options) {
   constexpr int kEvents = 100;
   constexpr auto kEvery = 20ms;
   const Host host(options);
-  host.settle(200ms);
+  host.settle();
   const auto resting = spent([&] {
     Rhythm rhythm(kEvery);
     for (int n = 0; n < kEvents; ++n) rhythm.sleep();
   });
   const auto working = spent([&] {
     pacedEvents(kEvents, kEvery);
-    host.settle(200ms);
+    host.settle();
   });
   const double rest = resting.processor * working.seconds / resting.seconds;
   report("milliseconds", {(working.processor - rest) / kEvents});
@@ -152,7 +139,7 @@ void deliverEvents(const Options& options) {
     const int before = host.http->uploads();
     pacedEvents(kEvents, Milliseconds(numberAt(options, "every")));
     host.waitForUpload(before);
-    host.settle(kLongestBuild);
+    host.settle();
   });
   const std::chrono::duration<double> taken = host.http->lastUpload() - begin;
   report("events", {kEvents / taken.count()});
@@ -162,10 +149,10 @@ void deliverEvents(const Options& options) {
 void logEvents(const Options& options) {
   constexpr int kEvents = 20;
   const Host host(options);
-  host.settle(200ms);
+  host.settle();
   const double before = logSize();
   pacedEvents(kEvents, 50ms);
-  host.settle(200ms);
+  host.settle();
   report("bytes", {(logSize() - before) / kEvents});
 }
 

@@ -1,5 +1,6 @@
 #include "Host.h"
 
+#include <sys/resource.h>
 #include <zul/Platform.h>
 #include <zul/ZULSession.h>
 
@@ -17,14 +18,21 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kPatience = 120s;
+constexpr auto kGlance = 50ms;
+constexpr int kQuietGlances = 3;
+constexpr double kQuiet = 2;  // milliseconds of the processor's, a glance
 
-void waitFor(const char* what, const std::function<bool()>& reached) {
-  if (!test::eventually(reached, kPatience)) throw std::runtime_error(std::string("no ") + what);
+void waitFor(const char* what, const std::function<bool()>& reached, std::chrono::microseconds pause = 2ms) {
+  if (!test::eventually(reached, kPatience, pause)) throw std::runtime_error(std::string("no ") + what);
 }
 
 // A start-up completes at once instead of after seconds; what else waits, the store for one, waits as ever.
 double startAtOnce(double seconds) {
   return seconds == 5 ? 0.02 : seconds;
+}
+
+double milliseconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
 }
 
 }  // namespace
@@ -49,6 +57,12 @@ double timed(const std::function<void()>& work) {
   const auto begin = SteadyClock::now();
   work();
   return std::chrono::duration<double, std::micro>(SteadyClock::now() - begin).count();
+}
+
+double processorTime() {
+  rusage usage{};
+  ::getrusage(RUSAGE_SELF, &usage);
+  return milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime);
 }
 
 Platform platformOf(const Options& options) {
@@ -76,11 +90,18 @@ Host::Host(const Options& options) {
   waitFor("initialization", [] { return ZULSession::getZULSessionInitYN(); });
 }
 
-void Host::settle(SteadyClock::duration moment) const {
-  waitFor("rest", [this, moment, since = SteadyClock::now()]() mutable {
-    if (!http->idle()) since = SteadyClock::now();
-    return SteadyClock::now() - since > moment;
-  });
+void Host::settle() const {
+  int quiet = 0;
+  double last = 0;
+  waitFor(
+      "rest",
+      [&] {
+        const double now = processorTime();
+        quiet = http->idle() && now - last < kQuiet ? quiet + 1 : 0;
+        last = now;
+        return quiet >= kQuietGlances;
+      },
+      kGlance);
 }
 
 void Host::waitForUpload(int before) const {

@@ -32,6 +32,9 @@ void report(std::string_view name, const std::vector<double>& numbers);
 /// In microseconds.
 double timed(const std::function<void()>& work);
 
+/// The processor's time for all threads so far, in milliseconds.
+double processorTime();
+
 /// The Linux platform of the options "data", "bundle" and "collector".
 Platform platformOf(const Options& options);
 
@@ -39,9 +42,9 @@ Platform platformOf(const Options& options);
 struct Host {
   explicit Host(const Options& options);
 
-  /// Waits until nothing is under way. An answer is worked on for a moment after it has come, which may lead to the
-  /// next request.
-  void settle(SteadyClock::duration moment = std::chrono::milliseconds(50)) const;
+  /// Waits until no request is under way and the processor has nothing to do: a long queue is read, and the body of
+  /// its upload made, for seconds.
+  void settle() const;
   void waitForUpload(int before) const;
 
   std::shared_ptr<test::WatchedHttp> http;

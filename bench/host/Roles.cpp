@@ -59,7 +59,7 @@ void startRaw(const Options& options) {
 
 void footprint(const Options& options) {
   const Host host(options);
-  host.settle(std::chrono::milliseconds(200));
+  host.settle();
   reportFootprint("start");
   const int before = host.http->uploads();
   ZULSession::sendTransaction();
@@ -70,7 +70,7 @@ void footprint(const Options& options) {
 
 void countCommits(const Options& options) {
   const Host host(options);
-  host.settle(std::chrono::milliseconds(100));
+  host.settle();
   const int uploads = host.http->uploads();
   const int commits = host.store->commits();
   ZULSession::sendTransaction();

@@ -44,7 +44,7 @@ boost::json::object campaigns() {
     const auto slot = std::to_string(n);
     slots["inrc" + slot] = "internal-campaign-" + slot;
     slots["inrcTime" + slot] = 1'700'000'000'000 + n;
-    slots["inrcDt" + slot] = 7;
+    slots["inrcDt" + slot] = 36500;  // a start-up finds nothing that has expired
   }
   return slots;
 }
@@ -124,7 +124,7 @@ std::vector<std::pair<std::string, boost::json::object>> values() {
         {"pushTitle", ""},
         {"pushCkTime", 1'700'000'000'000},
         {"pushPeriod", 3},
-        {"pushExpireTime", 1'700'259'200'000}}},
+        {"pushExpireTime", 4'102'444'800'000}}},
       {"UserInfo",
        {{"member", "Y"},
         {"gender", "F"},

@@ -10,7 +10,9 @@ namespace zul {
 
 namespace {
 
-constexpr std::size_t kPage = 16;  // payloads read at a time
+// Payloads read at a time. Of a list whose upload finds no collector there is one.
+constexpr std::size_t kFirstPage = 1;
+constexpr std::size_t kPage = 16;
 
 }  // namespace
 
@@ -19,9 +21,9 @@ void QueueReader::end() {
   db_ = nullptr;
 }
 
-LocalDB::Page QueueReader::payloads(std::int64_t after, std::int64_t through) {
+LocalDB::Page QueueReader::payloads(std::int64_t after, std::int64_t through, std::size_t most) {
   const MutexLock lock(mutex_);
-  return db_ != nullptr ? db_->payloads(after, through, kPage) : LocalDB::Page{true, {}, {}};
+  return db_ != nullptr ? db_->payloads(after, through, most) : LocalDB::Page{true, {}, {}};
 }
 
 QueuedList::QueuedList(std::shared_ptr<QueueReader> queue, IdSet ids) : queue_(std::move(queue)), ids_(std::move(ids)) {
@@ -37,7 +39,7 @@ bool QueuedList::empty() {
 // Until there is a payload, or none is left.
 void QueuedList::read() {
   while (page_.empty() && after_ && !unreadable_) {
-    auto page = queue_->payloads(*after_, ids_.intervals().back().last);
+    auto page = queue_->payloads(*after_, ids_.intervals().back().last, begun_ ? kPage : kFirstPage);
     after_ = page.last;
     unreadable_ = page.failed && begun_;
     for (auto& queued : page.payloads) {

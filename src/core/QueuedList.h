@@ -18,7 +18,7 @@ class QueueReader {
   explicit QueueReader(LocalDB& db) : db_(&db) {}
   /// From now on nothing can be read. Waits for who is reading.
   void end();
-  LocalDB::Page payloads(std::int64_t after, std::int64_t through);
+  LocalDB::Page payloads(std::int64_t after, std::int64_t through, std::size_t most);
 
  private:
   Mutex mutex_;

@@ -30,7 +30,12 @@ UploadQueue::~UploadQueue() {
 }
 
 void UploadQueue::start() {
-  tasks_.async([this] { db_.loadQueue(); }, ZUL_HERE);
+  tasks_.async(
+      [this] {
+        db_.loadQueue();
+        db_.drain();
+      },
+      ZUL_HERE);
 }
 
 // ---- sending
@@ -91,7 +96,7 @@ void UploadQueue::pumpSoon() {
 void UploadQueue::pump() {
   pumpDue_ = false;
   db_.loadQueue();  // what cannot be read now joins at a later send
-  db_.drain();
+  db_.drainWhenCrowded();
   giveUpLostRequests();
   while (true) {
     const auto request = std::make_shared<Request>();
@@ -181,19 +186,24 @@ void UploadQueue::endRequest(const RequestPtr& request) {
 // ---- the answer
 
 void UploadQueue::complete(QueuedList& list, bool success, const platform::HttpResponse& response) {
-  if (!success) {
-    owner_.kept("network error", response.error);
+  std::optional<boost::json::object> answer;
+  if (success) {
+    answer = NetworkManager::getResponseDictionary(response.body);
+    log_.info("RES [SDK <- COLLECTOR_Tracker]: " + (answer ? json::text(*answer) : "(null)"), ZUL_HERE);
+  }
+  const bool accepted = answer && json::string(*answer, "code") == wire::kAccepted;
+  if (accepted && list.ended()) {
+    owner_.accepted(*answer, list.oldest(), list.newest(), [&] { db_.dequeue(list.sent()); });
     return;
   }
-  const auto answer = NetworkManager::getResponseDictionary(response.body);
-  log_.info("RES [SDK <- COLLECTOR_Tracker]: " + (answer ? json::text(*answer) : "(null)"), ZUL_HERE);
-  if (!answer || json::string(*answer, "code") != wire::kAccepted) {
-    owner_.kept(answer ? json::string(*answer, "msg") : std::nullopt, "");
-  } else if (!list.ended()) {
+  if (!success) {
+    owner_.kept("network error", response.error);
+  } else if (accepted) {
     owner_.kept("network error", "it answered before it had the list");
   } else {
-    owner_.accepted(*answer, list.oldest(), list.newest(), [&] { db_.dequeue(list.sent()); });
+    owner_.kept(answer ? json::string(*answer, "msg") : std::nullopt, "");
   }
+  db_.drain();
 }
 
 }  // namespace zul

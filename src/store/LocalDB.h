@@ -28,9 +28,10 @@ namespace zul {
 /// until the collector has it. The document "Json" is no row of its own: it is computed from the payloads' rows, and
 /// what is written to it becomes such rows.
 ///
-/// A payload is accepted into the store's buffer, which takes microseconds and waits for no commit, and drained from
-/// there into its row in the background; where there is no buffer, or no room in it, the row is committed at once. The
-/// texts of a short queue stay in memory, those of a long one are read when they are wanted.
+/// A payload is accepted into the store's buffer, which takes microseconds and waits for no commit. If the collector
+/// does not take it from there, it is drained into its row in the background; where there is no buffer, or no room in
+/// it, the row is committed at once. The texts of a short queue stay in memory, those of a long one are read when
+/// wanted.
 ///
 /// The documents are read once, all together; from then on memory has them. Until that has succeeded nothing is known
 /// about this installation, and so nothing can be decided or written: reads find no document, and writes throw.
@@ -99,6 +100,8 @@ class LocalDB {
   void enqueue(std::int64_t firstId, std::span<const Payload> payloads);
   /// Makes rows of what was accepted into the buffer.
   void drain();
+  /// The same when the buffer has not much room left: what the collector takes at once need never become a row.
+  void drainWhenCrowded();
   /// The collector has them. Ids that are not queued are passed over.
   void dequeue(const IdSet& ids);
   /// Takes over what earlier processes left, and reads a short queue into memory. Waits for the disk. False when that
@@ -141,7 +144,7 @@ class LocalDB {
     std::vector<std::pair<std::string, Members>> documents;
     IdSet delivered;
     Rows added;
-    std::vector<Row*> drained;
+    std::vector<std::pair<std::int64_t, Row*>> drained;
     std::uint64_t drainedTo = 0;  // in the buffer
   };
 

@@ -65,6 +65,14 @@ void LocalDB::drain() {
   });
 }
 
+void LocalDB::drainWhenCrowded() {
+  {
+    const MutexLock lock(listing_);
+    if (buffer_ == nullptr || !buffer_->crowded()) return;
+  }
+  drain();
+}
+
 void LocalDB::dequeue(const IdSet& ids) {
   transaction([&] {
     assertInTransaction();
@@ -162,14 +170,16 @@ bool LocalDB::mayBeStored(const IdSet::Interval& ids) const {
                                    [](const auto& row) { return row.second.stored; });
 }
 
+// Texts are copied without the lock: rows go in transactions alone, and this is one.
 void LocalDB::drainInto(Change& change) {
-  const MutexLock lock(listing_);
-  for (auto& [id, row] : rows_) {
-    if (row.stored) continue;
-    change.writes.front().push_back(rowWrite(id, row.payload));
-    change.drained.push_back(&row);
+  {
+    const MutexLock lock(listing_);
+    for (auto& [id, row] : rows_) {
+      if (!row.stored) change.drained.emplace_back(id, &row);
+    }
+    if (buffer_ != nullptr) change.drainedTo = buffer_->end();
   }
-  if (buffer_ != nullptr) change.drainedTo = buffer_->end();
+  for (const auto& [id, row] : change.drained) change.writes.front().push_back(rowWrite(id, row->payload));
 }
 
 void LocalDB::takeOverRows(Change& change, bool stored) noexcept {
@@ -190,7 +200,7 @@ void LocalDB::takeOverRows(Change& change, bool stored) noexcept {
 }
 
 void LocalDB::noteDrained(const Change& change) noexcept {
-  for (auto* const row : change.drained) row->stored = true;
+  for (const auto& [id, row] : change.drained) row->stored = true;
   if (buffer_ != nullptr && !change.drained.empty()) buffer_->release(change.drainedTo);
 }
 
@@ -294,6 +304,7 @@ bool LocalDB::joinDocument() {
   return true;
 }
 
+// The first id and the last tell that it is short; one with wide gaps counts as long.
 bool LocalDB::loadShortQueue() {
   if (!mayBeShort_.exchange(false)) return true;
   std::uint64_t leavings = 0;
@@ -302,17 +313,26 @@ bool LocalDB::loadShortQueue() {
     if (complete_) return true;
     leavings = leavings_;
   }
-  auto stored = store_->loadAfter(Store::Table::queue, std::nullopt, kMostInMemory + 1);
-  if (stored.status == Store::Status::failed) {
-    mayBeShort_ = true;
-    return false;
+  const auto first = store_->loadAfter(Store::Table::queue, std::nullopt, 1);
+  const auto last = store_->loadLast(Store::Table::queue);
+  if (!first.rows.empty() && !last.rows.empty() &&
+      rowId(last.rows.front().key) - rowId(first.rows.front().key) >= static_cast<std::int64_t>(kMostInMemory)) {
+    return true;
   }
-  if (stored.status == Store::Status::ok && stored.rows.size() > kMostInMemory) return true;
+  auto stored = store_->loadAfter(Store::Table::queue, std::nullopt, kMostInMemory);
+  for (const auto status : {first.status, last.status, stored.status}) {
+    if (status == Store::Status::ok) continue;
+    mayBeShort_ = true;
+    if (status == Store::Status::failed) return false;
+    transaction([&] {
+      assertInTransaction();
+      rewriteEverything();
+    });
+    return true;
+  }
   Rows found;
   for (auto& queued : sound(std::move(stored.rows))) found.emplace(queued.id, Row{std::move(queued.payload), true});
   transaction([&] {
-    assertInTransaction();
-    if (stored.status == Store::Status::corrupt) return rewriteEverything();
     const MutexLock lock(listing_);
     if (leavings == leavings_) {
       rows_.merge(found);

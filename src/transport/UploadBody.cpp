@@ -7,13 +7,13 @@
 
 namespace zul {
 
+// As much as there is room for: each part of a body costs its sender and its receiver a few calls.
 std::optional<std::size_t> UploadBody::read(std::span<char> buffer) {
-  while (taken_ == out_.size() && !ended_) {
+  while (out_.size() - taken_ < buffer.size() && !ended_) {
     const auto piece = document_();
     if (!deflater_) deflater_.emplace();
     if (!piece || !deflater_->ready()) return std::nullopt;
-    out_.clear();
-    taken_ = 0;
+    out_.erase(0, std::exchange(taken_, 0));
     ended_ = piece->empty();
     add(*piece);
   }

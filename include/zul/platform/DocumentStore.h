@@ -37,6 +37,9 @@ class RowBuffer {
   /// Keeps a row, by its id; false when that cannot be done, and the row has to be committed.
   [[nodiscard]] virtual bool append(std::int64_t id, std::string_view text) noexcept = 0;
 
+  /// Whether so much of the room is taken that what can leave had better do so now.
+  [[nodiscard]] virtual bool crowded() const noexcept = 0;
+
   /// The place behind all that was appended so far.
   [[nodiscard]] virtual std::uint64_t end() const noexcept = 0;
 

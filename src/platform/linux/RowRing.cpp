@@ -147,7 +147,7 @@ RowBuffer::LeftOver RowRing::leftOver() {
 // An entry that is damaged still has its length; where that makes no sense, neither does what follows.
 void RowRing::readEntries(const std::string& content, LeftOver& found) {
   const std::string_view ring = std::string_view(content).substr(kPage);
-  for (auto place = first_; place < next_;) {
+  for (std::uint64_t place = first_; place < next_;) {
     const auto rest = ring.substr(place % kRing);
     Entry entry{};
     std::memcpy(&entry, rest.data(), std::min(rest.size(), sizeof entry));
@@ -224,6 +224,11 @@ bool RowRing::append(std::int64_t id, std::string_view text) noexcept {
   if (!copy({pieces.data(), count})) return false;
   next_ = next;
   return true;
+}
+
+bool RowRing::crowded() const noexcept {
+  constexpr std::size_t kCrowd = kRing / 4;
+  return next_ - first_ > kCrowd;
 }
 
 void RowRing::release(std::uint64_t place) noexcept {

@@ -34,6 +34,7 @@ class RowRing final : public RowBuffer {
   LeftOver leftOver() override;
   void prepare() override;
   bool append(std::int64_t id, std::string_view text) noexcept override;
+  bool crowded() const noexcept override;
   std::uint64_t end() const noexcept override { return next_; }
   void release(std::uint64_t place) noexcept override;
 
@@ -44,8 +45,9 @@ class RowRing final : public RowBuffer {
   const std::string path_;
   Mutex mutex_;
   char* mapping_ ZUL_GUARDED_BY(mutex_) = nullptr;
-  std::uint64_t first_ ZUL_GUARDED_BY(mutex_) = 0;
-  std::atomic<std::uint64_t> next_{0};  // changed under the mutex
+  // Changed under the mutex.
+  std::atomic<std::uint64_t> first_{0};
+  std::atomic<std::uint64_t> next_{0};
 };
 
 }  // namespace zul::platform

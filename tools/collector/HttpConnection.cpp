@@ -48,7 +48,10 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
  public:
   template <typename... Context>
   Connection(Socket&& socket, Service& service, Context&... context)
-      : stream_(std::move(socket), context...), timer_(stream_.get_executor()), service_(service) {}
+      : stream_(std::move(socket), context...),
+        timer_(stream_.get_executor()),
+        watch_(stream_.get_executor()),
+        service_(service) {}
   ~Connection() { service_.unread -= unread_; }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -64,6 +67,26 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
  private:
   Plain& tcp() { return beast::get_lowest_layer(stream_); }
 
+  /// From now on the other side has `patience` for the next step. One timer watches over all of them: setting one for
+  /// each costs more than the step.
+  void beginWaiting(std::chrono::milliseconds patience = kPatience) {
+    deadline_ = Clock::now() + patience;
+    if (deadline_ < watch_.expiry() || !watching_) watch();
+  }
+
+  void watch() {
+    watching_ = true;
+    watch_.expires_at(deadline_);
+    watch_.async_wait([weak = this->weak_from_this()](beast::error_code error) {
+      const auto self = weak.lock();
+      if (error || !self) return;
+      if (Clock::now() < self->deadline_) return self->watch();
+      self->watching_ = false;
+      self->timedOut_ = true;
+      self->tcp().socket().close(error);
+    });
+  }
+
   /// A completion handler that goes on with `next` where the operation has succeeded, and else lets go.
   auto then(void (Connection::*next)()) {
     return [self = this->shared_from_this(), next](beast::error_code error, auto&&...) {
@@ -73,7 +96,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
 
   void open() {
     if constexpr (std::is_same_v<Stream, Tls>) {
-      tcp().expires_after(kPatience);
+      beginWaiting();
       stream_.async_handshake(asio::ssl::stream_base::server, then(&Connection::readRequest));
     } else {
       readRequest();
@@ -90,13 +113,14 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
   }
 
   void readMore() {
-    tcp().expires_after(kPatience);
+    beginWaiting();
     http::async_read_some(
         stream_, buffer_, *parser_,
         [self = this->shared_from_this()](beast::error_code error, std::size_t) { self->takeMore(error); });
   }
 
   void takeMore(beast::error_code error) {
+    if (timedOut_) error = beast::error::timeout;
     if (error) {
       if (parser_->got_some()) refuse(error);
     } else if (parser_->is_done()) {
@@ -123,7 +147,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     buffer_.reserve(std::min<std::size_t>(left, kPiece));
     if (!beast::iequals(parser_->get()[http::field::expect], "100-continue")) return readMore();
     static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
-    tcp().expires_after(kPatience);
+    beginWaiting();
     asio::async_write(stream_, asio::buffer(kContinue), then(&Connection::readMore));
   }
 
@@ -170,13 +194,14 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     if (reply.more && !withoutBody) return beginStream(std::move(reply.more));
     response_.prepare_payload();
     if (reply.delay.count() <= 0) return answer();
+    beginWaiting(reply.delay + kPatience);
     timer_.expires_after(reply.delay);
     timer_.async_wait(then(&Connection::answer));
   }
 
   void answer() {
     if (drop_) return;
-    tcp().expires_after(kPatience);
+    beginWaiting();
     http::async_write(stream_, response_, then(&Connection::answered));
   }
 
@@ -185,7 +210,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
     more_ = std::move(more);
     response_.keep_alive(false);
     serializer_.emplace(response_);
-    tcp().expires_after(kPatience);
+    beginWaiting();
     http::async_write_header(stream_, *serializer_, then(&Connection::goOn));
   }
 
@@ -197,7 +222,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
   }
 
   void writePiece() {
-    tcp().expires_after(kPatience);
+    beginWaiting();
     asio::async_write(stream_, asio::buffer(piece_), then(&Connection::goOn));
   }
 
@@ -211,7 +236,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
       tcp().socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
       discard();
     } else if constexpr (std::is_same_v<Stream, Tls>) {
-      tcp().expires_after(kPatience);
+      beginWaiting();
       stream_.async_shutdown([self = this->shared_from_this()](beast::error_code) {});
     }
   }
@@ -219,7 +244,7 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
   /// Reads on for a moment where the request was not read to its end: a socket that is closed over unread data takes
   /// the answer with it.
   void discard() {
-    tcp().expires_after(std::chrono::seconds(2));
+    beginWaiting(std::chrono::seconds(2));
     tcp().async_read_some(buffer_.prepare(kPiece),
                           [self = this->shared_from_this()](beast::error_code error, std::size_t size) {
                             self->left_ -= std::min(self->left_, size);
@@ -228,7 +253,13 @@ class Connection : public std::enable_shared_from_this<Connection<Stream>> {
   }
 
   Stream stream_;
-  asio::steady_timer timer_;
+  using Clock = std::chrono::steady_clock;
+  using Timer = asio::basic_waitable_timer<Clock, asio::wait_traits<Clock>, Strand>;
+  Timer timer_;
+  Timer watch_;
+  Clock::time_point deadline_;
+  bool watching_ = false;
+  bool timedOut_ = false;
   Service& service_;
   beast::flat_buffer buffer_;
   std::optional<http::request_parser<http::string_body>> parser_;

@@ -34,7 +34,9 @@ struct Complaints {
 };
 
 void checkKeys(const boost::json::object& session, std::int64_t useMode, const Complaints& complain) {
+  bool hasCampaigns = false;
   for (const auto& [key, value] : session) {
+    hasCampaigns |= std::string_view(key).starts_with("inrc");
     const auto kind = expectedKind(key, useMode);
     if (!kind) {
       complain(key, "no such key in a payload, unless the host has added it");
@@ -50,7 +52,7 @@ void checkKeys(const boost::json::object& session, std::int64_t useMode, const C
   if (version && version->is_object() && textOf(version->get_object(), "SESSION").empty()) {
     complain("sdk_version", "names no version");
   }
-  for (int slot = 1; slot <= 10; ++slot) {
+  for (int slot = 1; hasCampaigns && slot <= 10; ++slot) {
     if (!session.contains(fmt::format("inrc{}", slot))) continue;
     for (const auto* key : {"inrcTime", "inrcDt"}) {
       const auto full = fmt::format("{}{}", key, slot);

@@ -1,6 +1,7 @@
 #include "UploadQueue.h"
 
 #include <boost/json/object.hpp>
+#include <iterator>
 #include <utility>
 
 #include "Json.h"
@@ -43,15 +44,7 @@ void UploadQueue::start() {
 void UploadQueue::send(std::vector<LocalDB::Payload> payloads) {
   const auto isEmpty = [](const LocalDB::Payload& payload) { return *payload == kNoKeys; };
   const auto removed = std::erase_if(payloads, isEmpty);
-  const auto own = accept(payloads);
-  {
-    const MutexLock lock(mutex_);
-    if (waiting_.empty() || open_.size() + waiting_.size() <= kMostOpen) {
-      waiting_.push_back(own);
-    } else {
-      waiting_.back().add(own);
-    }
-  }
+  accept(payloads);
   if (removed > 0) {
     std::string list(kNoKeys);
     for (std::size_t n = 1; n < removed; ++n) list += ",{}";
@@ -60,26 +53,31 @@ void UploadQueue::send(std::vector<LocalDB::Payload> payloads) {
   pumpSoon();
 }
 
-// Under way before they can be found in the queue, so that no other send takes them along.
-IdSet UploadQueue::accept(std::span<const LocalDB::Payload> payloads) {
-  if (payloads.empty()) return {};
-  const auto count = static_cast<std::int64_t>(payloads.size());
-  IdSet own;
+// Their ids are known here before they can be found in the queue, so that no other send takes them along.
+void UploadQueue::accept(std::span<const LocalDB::Payload> payloads) {
+  db_.requireReadable();  // which may take its time, and is not for the lock
+  std::list<IdSet> own(1);
+  const auto ids = own.begin();
   std::int64_t first = 0;
   {
     const MutexLock lock(mutex_);
     first = db_.reserveIds(payloads.size());
-    own = IdSet(first, first + count - 1);
-    underWay_.add(own);
+    *ids = IdSet(first, first + static_cast<std::int64_t>(payloads.size()) - 1);
+    accepting_.splice(accepting_.end(), own);
   }
   try {
-    db_.enqueue(first, payloads);
+    if (!payloads.empty()) db_.enqueue(first, payloads);
   } catch (...) {  // what is accepted all the same waits for the next send
     const MutexLock lock(mutex_);
-    underWay_.remove(own);
+    accepting_.erase(ids);
     throw;
   }
-  return own;
+  const MutexLock lock(mutex_);
+  const bool joinsLast = !waiting_.empty() && open_.size() + waiting_.size() > kMostOpen;
+  waiting_.splice(waiting_.end(), accepting_, ids);
+  if (!joinsLast) return;
+  std::prev(ids)->add(*ids);
+  waiting_.erase(ids);
 }
 
 // One task for all that comes until it runs.
@@ -152,15 +150,19 @@ void UploadQueue::startRequest(const RequestPtr& request) {
                         });
 }
 
-// The whole queue as it is now, save what is another request's.
+// The whole queue as it is now, save what is another request's, or will be.
 void UploadQueue::claim(Request& request) {
   const MutexLock lock(mutex_);
-  auto others = underWay_;
-  others.remove(request.ids);
-  request.ids = IdSet::upTo(db_.lastId());
-  request.ids.remove(others);
-  underWay_.add(request.ids);
-  request.list = std::make_shared<QueuedList>(reader_, request.ids);
+  IdSet others;
+  for (const auto& ids : accepting_) others.add(ids);
+  for (const auto& ids : waiting_) others.add(ids);
+  for (const auto& open : open_) {
+    if (open.get() != &request) others.add(open->ids);
+  }
+  auto all = IdSet::upTo(db_.lastId());
+  all.remove(others);
+  request.list = std::make_shared<QueuedList>(reader_, all);
+  request.ids = std::move(all);
 }
 
 // The whole document, for those who want to see it.
@@ -177,7 +179,6 @@ void UploadQueue::endRequest(const RequestPtr& request) {
   {
     const MutexLock lock(mutex_);
     if (std::erase(open_, request) == 0) return;
-    underWay_.remove(request->ids);
     if (waiting_.empty()) return;
   }
   pumpSoon();

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <atomic>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <optional>
 #include <span>
@@ -71,7 +71,7 @@ class UploadQueue {
   };
   using RequestPtr = std::shared_ptr<Request>;
 
-  IdSet accept(std::span<const LocalDB::Payload> payloads);
+  void accept(std::span<const LocalDB::Payload> payloads);
   void pumpSoon();
   void pump();
   void giveUpLostRequests();
@@ -91,8 +91,9 @@ class UploadQueue {
   std::atomic<bool> pumpDue_{false};
 
   Mutex mutex_;
-  std::deque<IdSet> waiting_ ZUL_GUARDED_BY(mutex_);  // sends that have no request yet
-  IdSet underWay_ ZUL_GUARDED_BY(mutex_);             // their request is to come, or open
+  // Lists, since what comes and goes here must not need memory to go.
+  std::list<IdSet> accepting_ ZUL_GUARDED_BY(mutex_);  // have their ids, and are not in the queue yet
+  std::list<IdSet> waiting_ ZUL_GUARDED_BY(mutex_);    // sends that have no request yet
   std::vector<RequestPtr> open_ ZUL_GUARDED_BY(mutex_);
 };
 

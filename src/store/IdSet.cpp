@@ -20,19 +20,22 @@ bool IdSet::contains(std::int64_t id) const {
   return at != intervals_.end() && at->first <= id;
 }
 
+// As a whole or, where memory is short, not at all; as `remove`.
 void IdSet::add(const IdSet& other) {
   std::vector<Interval> both;
   both.reserve(intervals_.size() + other.intervals_.size());
   std::merge(intervals_.begin(), intervals_.end(), other.intervals_.begin(), other.intervals_.end(),
              std::back_inserter(both), [](const Interval& a, const Interval& b) { return a.first < b.first; });
-  intervals_.clear();
+  std::vector<Interval> joined;
+  joined.reserve(both.size());
   for (const auto& next : both) {
-    if (!intervals_.empty() && (next.first <= intervals_.back().last || next.first - 1 == intervals_.back().last)) {
-      intervals_.back().last = std::max(intervals_.back().last, next.last);
+    if (!joined.empty() && (next.first <= joined.back().last || next.first - 1 == joined.back().last)) {
+      joined.back().last = std::max(joined.back().last, next.last);
     } else {
-      intervals_.push_back(next);
+      joined.push_back(next);
     }
   }
+  intervals_.swap(joined);
 }
 
 void IdSet::remove(const IdSet& other) {

@@ -77,6 +77,19 @@ std::optional<std::string> content(int file) {
   return bytes;
 }
 
+// Writes zeros from `place` to the end.
+bool fill(int file, std::size_t place) {
+  const std::array<char, RowRing::kPage> zeros{};
+  while (place < RowRing::kSize) {
+    const auto size = std::min(zeros.size(), RowRing::kSize - place);
+    const auto count = ::pwrite(file, zeros.data(), size, static_cast<off_t>(place));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    place += static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
 std::optional<Places> placesOf(const std::string& content) {
   Places places{};
   if (content.size() < RowRing::kSize) return std::nullopt;
@@ -179,10 +192,11 @@ void RowRing::prepare() {
   struct stat status {};
   if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
   if (::posix_fallocate(file.get(), 0, kSize) != 0) return;
-  if (!content(file.get())) return;  // and now it is in memory
-  void* const mapping = ::mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, file.get(), 0);
+  // The first write to each page is slow, and so is reading it from the disk: both are for this thread.
+  if (status.st_size < static_cast<off_t>(kSize) && !fill(file.get(), static_cast<std::size_t>(status.st_size))) return;
+  if (!content(file.get())) return;
+  void* const mapping = ::mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
   if (mapping == MAP_FAILED) return;
-  ::mlock(mapping, kSize);  // where it is allowed
   mapping_ = static_cast<char*>(mapping);
   if (writePlaces()) return;
   ::munmap(mapping_, kSize);
@@ -206,22 +220,26 @@ bool RowRing::writePlaces() noexcept {
 bool RowRing::append(std::int64_t id, std::string_view text) noexcept {
   const MutexLock lock(mutex_);
   if (mapping_ == nullptr || text.size() > kRing / 2) return false;
-  const std::uint64_t end = next_;
+  std::uint64_t first = first_;
+  std::uint64_t end = next_;
+  if (first == end) first = end = (end + kRing - 1) / kRing * kRing;
   const auto size = sizeOf(text.size());
   const auto toWrap = kRing - end % kRing;
   const auto place = size <= toWrap ? end : end + toWrap;
   const auto next = place + size;
-  if (next - first_ > kRing) return false;
+  if (next - first > kRing) return false;
 
   char* const ring = mapping_ + kPage;
   const Entry entry = {static_cast<std::uint32_t>(text.size()), checksum(place, id, text), id};
+  const std::uint64_t places[] = {first, next};
   std::array<Piece, 4> pieces{};
   std::size_t count = 0;
   if (place != end) pieces[count++] = {&kSkip, ring + end % kRing, sizeof kSkip};
   pieces[count++] = {&entry, ring + place % kRing, sizeof entry};
   pieces[count++] = {text.data(), ring + place % kRing + sizeof entry, text.size()};
-  pieces[count++] = {&next, mapping_ + offsetof(Places, next), sizeof next};  // last: only now it counts
+  pieces[count++] = {places, mapping_ + offsetof(Places, first), sizeof places};  // last: only now it counts
   if (!copy({pieces.data(), count})) return false;
+  first_ = first;
   next_ = next;
   return true;
 }

@@ -13,7 +13,8 @@ namespace zul::platform {
 /// into the mapping survives the process, and copying does not wait for the disk.
 ///
 /// The file is a page with the places of the first and the next entry, and a ring of entries. A place counts the bytes
-/// since the file was made; an entry never wraps. Each has its length and a checksum, and counts only once the page
+/// since the file was made; an entry never wraps, and a ring that is empty begins at its first page again, so that few
+/// pages are in use as a rule. Each has its length and a checksum, and counts only once the page
 /// names a place behind it, so that a death in the middle of an append leaves nothing. A file of another format, or
 /// of another machine's byte order, is damage.
 ///
@@ -24,7 +25,7 @@ class RowRing final : public RowBuffer {
  public:
   static constexpr const char* kFileName = "ZULLocalDB.ring";
   static constexpr std::size_t kPage = 4096;
-  static constexpr std::size_t kSize = 256 * 1024;  ///< the file
+  static constexpr std::size_t kSize = 1024 * 1024;  ///< the file: a burst of some 300 events
 
   explicit RowRing(std::string path) : path_(std::move(path)) {}
   ~RowRing() override;

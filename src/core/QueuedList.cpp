@@ -1,6 +1,7 @@
 #include "QueuedList.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -27,8 +28,7 @@ LocalDB::Page QueueReader::payloads(std::int64_t after, std::int64_t through, st
 }
 
 QueuedList::QueuedList(std::shared_ptr<QueueReader> queue, IdSet ids) : queue_(std::move(queue)), ids_(std::move(ids)) {
-  constexpr auto kLowest = std::numeric_limits<std::int64_t>::min();
-  if (!ids_.empty()) after_ = std::max(ids_.intervals().front().first, kLowest + 1) - 1;
+  after_ = std::numeric_limits<std::int64_t>::min();  // no id is as low
 }
 
 bool QueuedList::empty() {
@@ -39,12 +39,19 @@ bool QueuedList::empty() {
 // Until there is a payload, or none is left.
 void QueuedList::read() {
   while (page_.empty() && after_ && !unreadable_) {
-    auto page = queue_->payloads(*after_, ids_.intervals().back().last, begun_ ? kPage : kFirstPage);
-    after_ = page.last;
-    unreadable_ = page.failed && begun_;
-    for (auto& queued : page.payloads) {
-      if (ids_.contains(queued.id)) page_.push_back(std::move(queued));
+    const auto& all = ids_.intervals();
+    const auto ids =
+        std::find_if(all.begin(), all.end(), [this](const auto& interval) { return interval.last > *after_; });
+    if (ids == all.end()) {
+      after_ = std::nullopt;
+      return;
     }
+    if (ids->first > *after_) after_ = ids->first - 1;
+    auto page = queue_->payloads(*after_, ids->last, begun_ ? kPage : kFirstPage);
+    after_ = page.last.value_or(ids->last);
+    fromMemory_ = fromMemory_ || (page.failed && !begun_);
+    unreadable_ = page.failed && !fromMemory_;
+    std::move(page.payloads.begin(), page.payloads.end(), std::back_inserter(page_));
   }
 }
 

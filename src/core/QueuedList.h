@@ -52,6 +52,7 @@ class QueuedList {
   std::deque<LocalDB::Queued> page_;
   std::optional<std::int64_t> after_;  // where to read on; none behind the last
   bool begun_ = false;
+  bool fromMemory_ = false;  // the store cannot be read, and memory is what there is
   bool unreadable_ = false;
   std::string piece_;
   IdSet sent_;

@@ -124,7 +124,8 @@ class LocalDB {
 
   struct Row {
     Payload payload;
-    bool stored;  // as a row of the table
+    bool stored;                                                      // as a row of the table
+    std::uint64_t place = std::numeric_limits<std::uint64_t>::max();  // not behind it in the buffer, if it is there
   };
   using Rows = std::map<std::int64_t, Row>;  // a map, since rows must come and go without taking memory
 
@@ -133,6 +134,7 @@ class LocalDB {
     std::map<std::string, boost::json::object, std::less<>> documents;
     Rows accepted;
     IdSet delivered;
+    IdSet seen;  // in the document "Json"
     bool drains = false;
     Writes rows;  // as they stand
     std::vector<std::function<void()>> afterwards;
@@ -143,9 +145,9 @@ class LocalDB {
     std::list<Writes> writes{1};  // one
     std::vector<std::pair<std::string, Members>> documents;
     IdSet delivered;
+    IdSet gone;
     Rows added;
     std::vector<std::pair<std::int64_t, Row*>> drained;
-    std::uint64_t drainedTo = 0;  // in the buffer
   };
 
   // LocalDB.cpp: reading and transactions
@@ -167,8 +169,9 @@ class LocalDB {
   void drainInto(Change& change) ZUL_REQUIRES(writing_);
   void takeOverRows(Change& change, bool stored) noexcept ZUL_REQUIRES(writing_);
   void noteDrained(const Change& change) noexcept ZUL_REQUIRES(listing_);
+  void releaseBuffer() noexcept ZUL_REQUIRES(listing_);
   void forgetLongQueue() noexcept ZUL_REQUIRES(listing_);
-  std::vector<Payload> queue();
+  std::vector<Payload> queue(IdSet& seen);
   Members queueDocument();
   void replaceQueue(const boost::json::object& document) ZUL_REQUIRES(writing_);
   void noteUnreadableQueue(std::string text) ZUL_REQUIRES(writing_);
@@ -217,6 +220,7 @@ class LocalDB {
   // others as well.
   mutable Mutex listing_;
   Rows rows_ ZUL_GUARDED_BY(listing_);                   // go in transactions alone
+  IdSet gone_ ZUL_GUARDED_BY(listing_);                  // delivered, and their rows could not be removed yet
   bool complete_ ZUL_GUARDED_BY(listing_) = false;       // the whole queue is in memory
   std::uint64_t leavings_ ZUL_GUARDED_BY(listing_) = 0;  // counts how often rows have left memory
   platform::RowBuffer* buffer_ ZUL_GUARDED_BY(listing_) = nullptr;

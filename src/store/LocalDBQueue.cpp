@@ -47,8 +47,10 @@ bool LocalDB::append(std::int64_t firstId, std::span<const Payload> payloads) {
   Rows added;
   for (auto id = firstId; const auto& payload : payloads) added.emplace(id++, Row{payload, false});
   const MutexLock lock(listing_);
-  for (const auto& [id, row] : added) {
-    if (buffer_ == nullptr || !buffer_->append(id, *row.payload)) return false;
+  for (auto& [id, row] : added) {
+    if (buffer_ == nullptr) return false;
+    row.place = buffer_->end();
+    if (!buffer_->append(id, *row.payload)) return false;
   }
   rows_.merge(added);
   return true;
@@ -85,6 +87,7 @@ void LocalDB::dequeue(const IdSet& ids) {
 LocalDB::Page LocalDB::payloads(std::int64_t after, std::int64_t through, std::size_t most) {
   Page page;
   auto& payloads = page.payloads;
+  IdSet gone;
   {
     // First, since what is drained meanwhile is then found twice rather than not at all.
     const MutexLock lock(listing_);
@@ -96,6 +99,7 @@ LocalDB::Page LocalDB::payloads(std::int64_t after, std::int64_t through, std::s
       if (payloads.size() == most) page.last = payloads.back().id;
       return page;
     }
+    gone = gone_;
   }
   auto stored = store_->loadAfter(Store::Table::queue, std::to_string(after), most);
   page.failed = stored.status == Store::Status::failed;
@@ -106,7 +110,8 @@ LocalDB::Page LocalDB::payloads(std::int64_t after, std::int64_t through, std::s
     });
   }
   if (stored.rows.size() == most) page.last = rowId(stored.rows.back().key);
-  std::erase_if(stored.rows, [through](const auto& row) { return rowId(row.key) > through; });
+  std::erase_if(stored.rows,
+                [&](const auto& row) { return rowId(row.key) > through || gone.contains(rowId(row.key)); });
 
   const auto comesBefore = [](const Queued& a, const Queued& b) { return a.id < b.id; };
   const auto found = sound(std::move(stored.rows));
@@ -140,11 +145,14 @@ std::vector<LocalDB::Queued> LocalDB::sound(std::vector<platform::StoredRow> row
   return payloads;
 }
 
-std::vector<LocalDB::Payload> LocalDB::queue() {
+std::vector<LocalDB::Payload> LocalDB::queue(IdSet& seen) {
   std::vector<Payload> all;
   for (std::optional<std::int64_t> after = std::numeric_limits<std::int64_t>::min(); after;) {
     auto page = payloads(*after, std::numeric_limits<std::int64_t>::max(), kPage);
-    for (auto& queued : page.payloads) all.push_back(std::move(queued.payload));
+    for (auto& queued : page.payloads) {
+      seen.add({queued.id, queued.id});
+      all.push_back(std::move(queued.payload));
+    }
     after = page.last;
   }
   return all;
@@ -158,8 +166,14 @@ void LocalDB::changeRows(Change& change) {
   for (const auto& [id, row] : pending_.accepted) writes.push_back(rowWrite(id, row.payload));
   change.added.swap(pending_.accepted);
   change.delivered = std::move(pending_.delivered);
+  if (change.delivered.empty()) return;
+  {
+    const MutexLock lock(listing_);
+    change.gone = gone_;
+  }
+  change.gone.add(change.delivered);
   for (const auto& ids : change.delivered.intervals()) {
-    if (!mayBeStored(ids)) continue;
+    if (change.drained.empty() && !mayBeStored(ids)) continue;
     writes.push_back({Store::Table::queue, std::to_string(ids.first), std::nullopt, std::to_string(ids.last)});
   }
 }
@@ -177,7 +191,6 @@ void LocalDB::drainInto(Change& change) {
     for (auto& [id, row] : rows_) {
       if (!row.stored) change.drained.emplace_back(id, &row);
     }
-    if (buffer_ != nullptr) change.drainedTo = buffer_->end();
   }
   for (const auto& [id, row] : change.drained) change.writes.front().push_back(rowWrite(id, row->payload));
 }
@@ -190,18 +203,26 @@ void LocalDB::takeOverRows(Change& change, bool stored) noexcept {
     ++leavings_;
     mayBeShort_ = true;
   }
+  if (!stored && !change.delivered.empty()) std::swap(gone_, change.gone);
   for (auto& [id, row] : change.added) row.stored = stored;
   rows_.merge(change.added);
-  if (!change.delivered.empty() && buffer_ != nullptr &&
-      std::all_of(rows_.begin(), rows_.end(), [](const auto& row) { return row.second.stored; })) {
-    buffer_->release(buffer_->end());  // delivered before it could be drained
-  }
+  releaseBuffer();
   forgetLongQueue();
 }
 
 void LocalDB::noteDrained(const Change& change) noexcept {
   for (const auto& [id, row] : change.drained) row->stored = true;
-  if (buffer_ != nullptr && !change.drained.empty()) buffer_->release(change.drainedTo);
+  releaseBuffer();
+}
+
+// Up to the first row that is nowhere else.
+void LocalDB::releaseBuffer() noexcept {
+  if (buffer_ == nullptr) return;
+  auto needed = buffer_->end();
+  for (const auto& [id, row] : rows_) {
+    if (!row.stored) needed = std::min(needed, row.place);
+  }
+  buffer_->release(needed);
 }
 
 void LocalDB::forgetLongQueue() noexcept {
@@ -216,15 +237,21 @@ void LocalDB::forgetLongQueue() noexcept {
 LocalDB::Members LocalDB::queueDocument() {
   if (!inTransaction()) loadQueue();
   boost::json::object document;
-  document.emplace(keys::queue::kQueueJsonList, queueText(queue()));
+  IdSet seen;
+  document.emplace(keys::queue::kQueueJsonList, queueText(queue(seen)));
+  if (inTransaction()) {
+    assertInTransaction();
+    pending_.seen = std::move(seen);
+  }
   return std::make_shared<const boost::json::object>(std::move(document));
 }
 
+// Takes the place of what the document showed: payloads that were accepted meanwhile stay behind.
 void LocalDB::replaceQueue(const boost::json::object& document) {
   auto text = json::string(document, keys::queue::kQueueJsonList).value_or("");
   auto parsed = parseQueue(text);
   if (!parsed) noteUnreadableQueue(std::move(text));
-  pending_.delivered = IdSet::upTo(lastId_);
+  pending_.delivered.add(pending_.seen);
   if (!parsed) return;
   auto id = reserveIds(parsed->payloads.size());
   for (auto& payload : parsed->payloads) pending_.accepted.emplace(id++, Row{std::move(payload), false});
@@ -262,7 +289,7 @@ bool LocalDB::takeLeftOver(std::int64_t lastId, Writes& aside) {
   for (auto& row : leftOver.rows) {
     const auto id = rowId(row.key);
     lastId = std::max(lastId, id);
-    rows_.insert_or_assign(id, Row{std::make_shared<const std::string>(std::move(row.text)), false});
+    rows_.insert_or_assign(id, Row{std::make_shared<const std::string>(std::move(row.text)), false, 0});
   }
   lastId_ = lastId;
   buffer_ = buffer;
@@ -299,7 +326,12 @@ bool LocalDB::joinDocument() {
       noteRemoved(std::move(parsed->removed));
     });
   }
-  if (auto* const buffer = store_->buffer()) buffer->prepare();
+  platform::RowBuffer* buffer = nullptr;  // whose rows are known
+  {
+    const MutexLock lock(listing_);
+    buffer = buffer_;
+  }
+  if (buffer != nullptr) buffer->prepare();
   documentJoined_ = true;
   return true;
 }
@@ -315,9 +347,9 @@ bool LocalDB::loadShortQueue() {
   }
   const auto first = store_->loadAfter(Store::Table::queue, std::nullopt, 1);
   const auto last = store_->loadLast(Store::Table::queue);
-  if (!first.rows.empty() && !last.rows.empty() &&
-      rowId(last.rows.front().key) - rowId(first.rows.front().key) >= static_cast<std::int64_t>(kMostInMemory)) {
-    return true;
+  if (!first.rows.empty() && !last.rows.empty()) {
+    const auto begin = static_cast<std::uint64_t>(rowId(first.rows.front().key));
+    if (static_cast<std::uint64_t>(rowId(last.rows.front().key)) - begin >= kMostInMemory) return true;
   }
   auto stored = store_->loadAfter(Store::Table::queue, std::nullopt, kMostInMemory);
   for (const auto status : {first.status, last.status, stored.status}) {
@@ -335,6 +367,11 @@ bool LocalDB::loadShortQueue() {
   transaction([&] {
     const MutexLock lock(listing_);
     if (leavings == leavings_) {
+      for (auto row = found.begin(); row != found.end();) {
+        row = gone_.contains(row->first) ? found.erase(row) : std::next(row);
+      }
+      for (auto& [id, row] : rows_)
+        row.stored = row.stored || found.contains(id);  // drained by a process that was killed
       rows_.merge(found);
       complete_ = true;
     } else {

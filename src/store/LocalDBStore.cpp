@@ -194,6 +194,7 @@ platform::DocumentStore::Status LocalDB::saveEverything() {
   behind_ = false;
   toldFailure_ = false;
   const MutexLock lock(listing_);
+  gone_ = {};
   noteDrained(change);
   forgetLongQueue();
   return status;
@@ -207,6 +208,7 @@ void LocalDB::rewriteEverything() {
     const MutexLock lock(listing_);
     for (auto& [id, row] : rows_) row.stored = false;
     complete_ = true;
+    ++leavings_;  // what is being read of the old file
   }
   if (saveEverything() != Store::Status::ok) {
     retryLater();

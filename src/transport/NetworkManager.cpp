@@ -226,7 +226,7 @@ void NetworkManager::start(Success success, Completion completion, const std::fu
                 },
                 ZUL_HERE);
           } catch (const std::bad_alloc&) {  // whoever waits for it must learn that it is over
-            if (completion) completion(false, {"no memory for the answer", 0, std::nullopt});
+            if (completion) completion(false, {"no memory", 0, std::nullopt});  // a text that takes none
           }
         },
         ZUL_HERE);

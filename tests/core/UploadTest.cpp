@@ -216,6 +216,25 @@ TEST_F(UploadTest, TheOrderIsThatOfAcceptance) {
   EXPECT_EQ(sent(), (std::vector<std::string>{"abc"}));
 }
 
+TEST_F(UploadTest, WhatIsInMemoryGoesOutWhileALongQueueCannotBeRead) {
+  phone.endProcess();
+  for (int id = 1; id <= 300; ++id) {
+    phone.sim.store->put(platform::DocumentStore::Table::queue, std::to_string(id), R"({"SESSION":{"event":"x"}})");
+  }
+  answers({kUnreachable});
+  phone.startUp();
+  phone.sim.http->clearRequests();
+  answers({kAccepted});
+  phone.sim.store->setUnreadable(true);
+  event("a");
+  event("b");
+  EXPECT_EQ(sent(), (std::vector<std::string>{"a", "b"}));
+  phone.sim.store->setUnreadable(false);
+  event("c");
+  EXPECT_EQ(sent().back(), std::string(300, 'x') + "c");
+  EXPECT_EQ(phone.queuedRows(), 0U);
+}
+
 // What the answer makes the owner store and the end of the payloads are one commit: no death of the process parts them.
 TEST_F(UploadTest, AnAcceptedListLeavesInTheCommitOfItsConsequences) {
   phone.boot();

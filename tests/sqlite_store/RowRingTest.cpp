@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -129,6 +130,26 @@ TEST_F(RowRingTest, AKillWithinTheAppendLosesNoRow) {
     most = std::max(most, found.rows.size());
   }
   EXPECT_GT(most, 20U);
+}
+
+// Of a file that somebody has made up, or that is none at all.
+TEST_F(RowRingTest, HostileFilesAreDamageOrNoRing) {
+  std::filesystem::create_directory(path);
+  EXPECT_EQ(leftOver(), "");
+  std::filesystem::remove(path);
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(leftOver(), "");
+  std::filesystem::remove(path);
+  {
+    RowRing ring(path);
+    ring.prepare();
+  }
+  const std::uint64_t odd[] = {RowRing::kSize - RowRing::kPage - 1, RowRing::kSize - RowRing::kPage - 1};
+  write(8, {reinterpret_cast<const char*>(odd), sizeof odd});
+  EXPECT_EQ(leftOver(), "1 damaged");
+  const std::uint64_t zeros[] = {0, 65536};
+  write(8, {reinterpret_cast<const char*>(zeros), sizeof zeros});
+  EXPECT_EQ(leftOver(), "1 damaged") << "and not one for each of the entries";
 }
 
 // Rows that an earlier process left are not found again, also where this one cannot have a ring.

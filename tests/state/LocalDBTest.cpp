@@ -229,5 +229,20 @@ TEST_F(LocalDBTest, TheQueueKeepsItsOrderOverARestart) {
   EXPECT_EQ(sim.store->loadAll(Table::queue).rows.size(), 0U);
 }
 
+// Of a long queue that is read from the disk: what the collector has must not be found there again.
+TEST_F(LocalDBTest, WhatWasDeliveredIsGoneAlsoWhereItsRowsCannotBeRemoved) {
+  for (int id = 1; id <= 300; ++id) put(Table::queue, std::to_string(id), "{\"n\":1}");
+  auto db = open();
+  ASSERT_TRUE(db.loadQueue());
+  sim.store->setFailing(true);
+  db.dequeue(IdSet(1, 299));
+  EXPECT_TRUE(db.loadQueue());
+  EXPECT_EQ(queued(db), "{\"n\":1}");
+  sim.store->setFailing(false);
+  sim.dispatcher->advance(2);
+  EXPECT_EQ(sim.store->loadAll(Table::queue).rows.size(), 1U);
+  EXPECT_EQ(queued(db), "{\"n\":1}");
+}
+
 }  // namespace
 }  // namespace zul

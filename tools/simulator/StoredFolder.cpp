@@ -189,10 +189,8 @@ bool isCutShort(const std::string& log) {
 }
 
 // Events that were accepted last may not have made it into the table yet.
-void readRing(const fs::path& folder, const test::TemporaryFolder& copies, StoredFolder& stored) {
-  const auto ring = copies.path(RowRing::kFileName);
-  if (!copyFile(folder / RowRing::kFileName, ring)) return;
-  const auto found = RowRing(ring).leftOver();
+void readRing(const test::TemporaryFolder& copies, StoredFolder& stored) {
+  const auto found = RowRing(copies.path(RowRing::kFileName)).leftOver();
   if (found.failed || !found.damaged.empty()) {
     stored.remarks.push_back(
         fmt::format("{} is damaged: events that were reported last are missing", RowRing::kFileName));
@@ -209,6 +207,8 @@ void readRing(const fs::path& folder, const test::TemporaryFolder& copies, Store
 void readStore(const fs::path& folder, const test::TemporaryFolder& copies, StoredFolder& stored) {
   const auto original = folder / SqliteStore::kFileName;
   const auto database = copies.path(SqliteStore::kFileName);
+  // First, since what an application that still runs moves meanwhile is then found twice rather than not at all.
+  copyFile(folder / RowRing::kFileName, copies.path(RowRing::kFileName));
   const bool hasDatabase = copyFile(original, database);
   const bool hasLog = copyFile(original.string() + kLog, database + kLog);
   if (!hasDatabase && !hasLog) throw CommandError(fmt::format("there is no {}", original.string()));
@@ -238,7 +238,7 @@ void readStore(const fs::path& folder, const test::TemporaryFolder& copies, Stor
                                    hasLog ? "" : ", and there is no log beside it",
                                    platform::holdsNothing(database) ? "it is empty" : "it is another program's"));
   }
-  readRing(folder, copies, stored);
+  readRing(copies, stored);
   remarkOnDamage(database, stored);
 }
 

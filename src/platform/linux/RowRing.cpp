@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <optional>
 #include <span>
 
@@ -50,7 +51,8 @@ std::uint32_t checksum(std::uint64_t place, std::int64_t id, std::string_view te
 
 class File {
  public:
-  File(const std::string& path, int flags) : file_(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0600)) {}
+  File(const std::string& path, int flags)
+      : file_(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600)) {}
   ~File() {
     if (file_ >= 0) ::close(file_);
   }
@@ -90,13 +92,11 @@ bool fill(int file, std::size_t place) {
   return true;
 }
 
-std::optional<Places> placesOf(const std::string& content) {
-  Places places{};
-  if (content.size() < RowRing::kSize) return std::nullopt;
-  std::memcpy(&places, content.data(), sizeof places);
-  const bool sound = std::memcmp(places.magic, kMagic, sizeof kMagic) == 0 && places.first <= places.next &&
-                     places.next - places.first <= kRing && places.first % kAlignment == 0;
-  return sound ? std::optional(places) : std::nullopt;
+bool isSound(const Places& places) {
+  constexpr auto kMost = std::uint64_t{1} << 62;
+  return std::memcmp(places.magic, kMagic, sizeof kMagic) == 0 && places.first <= places.next &&
+         places.next - places.first <= kRing && places.first % kAlignment == 0 && places.next % kAlignment == 0 &&
+         places.next < kMost;
 }
 
 struct Piece {
@@ -136,19 +136,21 @@ RowBuffer::LeftOver RowRing::leftOver() {
     found.failed = errno == EIO || errno == ENOMEM || errno == EMFILE || errno == ENFILE || errno == EINTR;
     return found;
   }
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return found;
   // The first page tells whether there is anything to read.
   Places places{};
-  const auto count = ::pread(file.get(), &places, sizeof places, 0);
-  if (count == sizeof places && std::memcmp(places.magic, kMagic, sizeof kMagic) == 0 && places.first == places.next) {
+  const bool isHere = ::pread(file.get(), &places, sizeof places, 0) == sizeof places && isSound(places);
+  if (isHere && places.first == places.next) {
     first_ = next_ = places.first;
     return found;
   }
   const auto bytes = content(file.get());
   found.failed = !bytes;
   if (!bytes || bytes->find_first_not_of('\0') == std::string::npos) return found;
-  if (const auto whole = placesOf(*bytes)) {
-    first_ = whole->first;
-    next_ = whole->next;
+  if (isHere && bytes->size() == kSize) {
+    first_ = places.first;
+    next_ = places.next;
     readEntries(*bytes, found);
   } else {
     found.damaged.push_back(*bytes);
@@ -160,6 +162,7 @@ RowBuffer::LeftOver RowRing::leftOver() {
 // An entry that is damaged still has its length; where that makes no sense, neither does what follows.
 void RowRing::readEntries(const std::string& content, LeftOver& found) {
   const std::string_view ring = std::string_view(content).substr(kPage);
+  auto damagedTo = std::numeric_limits<std::uint64_t>::max();  // what lies side by side is one piece
   for (std::uint64_t place = first_; place < next_;) {
     const auto rest = ring.substr(place % kRing);
     Entry entry{};
@@ -177,7 +180,9 @@ void RowRing::readEntries(const std::string& content, LeftOver& found) {
     if (checksum(place, entry.id, text) == entry.checksum) {
       found.rows.push_back({std::to_string(entry.id), std::string(text)});
     } else {
-      found.damaged.emplace_back(rest.substr(0, size));
+      if (place != damagedTo) found.damaged.emplace_back();
+      found.damaged.back().append(rest.substr(0, size));
+      damagedTo = place + size;
     }
     place += size;
   }
@@ -185,9 +190,12 @@ void RowRing::readEntries(const std::string& content, LeftOver& found) {
 
 // ---- taking rows
 
+// Without the lock, which hosts wait for.
 void RowRing::prepare() {
-  const MutexLock lock(mutex_);
-  if (mapping_ != nullptr) return;
+  {
+    const MutexLock lock(mutex_);
+    if (mapping_ != nullptr) return;
+  }
   const File file(path_, O_RDWR | O_CREAT);
   struct stat status {};
   if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
@@ -197,6 +205,7 @@ void RowRing::prepare() {
   if (!content(file.get())) return;
   void* const mapping = ::mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
   if (mapping == MAP_FAILED) return;
+  const MutexLock lock(mutex_);
   mapping_ = static_cast<char*>(mapping);
   if (writePlaces()) return;
   ::munmap(mapping_, kSize);

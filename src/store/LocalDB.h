@@ -122,10 +122,12 @@ class LocalDB {
     std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
   };
 
+  static constexpr auto kNowhere = std::numeric_limits<std::uint64_t>::max();
+
   struct Row {
     Payload payload;
-    bool stored;                                                      // as a row of the table
-    std::uint64_t place = std::numeric_limits<std::uint64_t>::max();  // not behind it in the buffer, if it is there
+    bool stored;                     // as a row of the table
+    std::uint64_t place = kNowhere;  // in the buffer; 0: somewhere in it
   };
   using Rows = std::map<std::int64_t, Row>;  // a map, since rows must come and go without taking memory
 
@@ -170,6 +172,7 @@ class LocalDB {
   void takeOverRows(Change& change, bool stored) noexcept ZUL_REQUIRES(writing_);
   void noteDrained(const Change& change) noexcept ZUL_REQUIRES(listing_);
   void releaseBuffer() noexcept ZUL_REQUIRES(listing_);
+  void dropDelivered(const IdSet& delivered) noexcept ZUL_REQUIRES(listing_);
   void forgetLongQueue() noexcept ZUL_REQUIRES(listing_);
   std::vector<Payload> queue(IdSet& seen);
   Members queueDocument();

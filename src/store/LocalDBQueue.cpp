@@ -49,8 +49,9 @@ bool LocalDB::append(std::int64_t firstId, std::span<const Payload> payloads) {
   const MutexLock lock(listing_);
   for (auto& [id, row] : added) {
     if (buffer_ == nullptr) return false;
-    row.place = buffer_->end();
-    if (!buffer_->append(id, *row.payload)) return false;
+    const auto place = buffer_->append(id, *row.payload);
+    if (!place) return false;
+    row.place = *place;
   }
   rows_.merge(added);
   return true;
@@ -198,6 +199,7 @@ void LocalDB::drainInto(Change& change) {
 void LocalDB::takeOverRows(Change& change, bool stored) noexcept {
   const MutexLock lock(listing_);
   if (stored) noteDrained(change);
+  if (!change.delivered.empty()) dropDelivered(change.delivered);
   for (const auto& [first, last] : change.delivered.intervals()) {
     rows_.erase(rows_.lower_bound(first), rows_.upper_bound(last));
     ++leavings_;
@@ -213,6 +215,20 @@ void LocalDB::takeOverRows(Change& change, bool stored) noexcept {
 void LocalDB::noteDrained(const Change& change) noexcept {
   for (const auto& [id, row] : change.drained) row->stored = true;
   releaseBuffer();
+}
+
+// Delivered out of the buffer: no later process may find them there. Those before the first row that is still needed go
+// with `releaseBuffer`.
+void LocalDB::dropDelivered(const IdSet& delivered) noexcept {
+  if (buffer_ == nullptr) return;
+  auto needed = kNowhere;
+  for (const auto& [id, row] : rows_) {
+    if (!row.stored && !delivered.contains(id)) needed = std::min(needed, row.place);
+  }
+  for (const auto& [id, row] : rows_) {
+    const bool isThere = !row.stored && row.place != kNowhere && row.place > needed;
+    if (isThere && delivered.contains(id)) buffer_->drop(row.place);
+  }
 }
 
 // Up to the first row that is nowhere else.

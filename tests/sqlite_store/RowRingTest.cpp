@@ -64,12 +64,25 @@ TEST_F(RowRingTest, TakesNoMoreThanItHasRoomFor) {
   ring.prepare();
   int count = 0;
   while (ring.append(count, std::string(3000, 'x'))) ++count;
-  EXPECT_EQ(count, 346);
+  EXPECT_EQ(count, 345);
   EXPECT_FALSE(ring.append(1, std::string(RowRing::kSize, 'x')));
   ring.release(ring.end());
   EXPECT_TRUE(ring.append(1, "a"));
   EXPECT_EQ(leftOver(), "1=a ");
   ring.release(ring.end());
+  EXPECT_EQ(leftOver(), "");
+}
+
+TEST_F(RowRingTest, WhatIsDroppedIsNotFoundAgain) {
+  RowRing ring(path);
+  ring.prepare();
+  ASSERT_TRUE(ring.append(1, "one"));
+  const auto second = ring.append(2, "two");
+  ASSERT_TRUE(second && ring.append(3, "three"));
+  ring.drop(*second);
+  EXPECT_EQ(leftOver(), "1=one 3=thr ");
+  ring.release(ring.end());
+  ring.drop(*second);
   EXPECT_EQ(leftOver(), "");
 }
 
@@ -80,12 +93,12 @@ TEST_F(RowRingTest, DamageCostsNoMoreThanItself) {
     ring.prepare();
     for (int n = 1; n <= 3; ++n) ASSERT_TRUE(ring.append(n, std::string(100, static_cast<char>('a' + n))));
   }
-  const auto third = static_cast<std::streamoff>(RowRing::kPage) + 240;
-  write(third + 120, std::string(50, 'x'));
+  const auto third = static_cast<std::streamoff>(RowRing::kPage) + 256;
+  write(third + 128, std::string(50, 'x'));
   EXPECT_EQ(leftOver(), "1=bbb 2=ccc 3=ddd ") << "behind the end";
   write(third - 60, "?");
   EXPECT_EQ(leftOver(), "1=bbb 3=ddd 1 damaged");
-  write(third - 120, std::string(4, '\x7f'));  // a length that cannot be
+  write(third - 128, std::string(4, '\x7f'));  // a length that cannot be
   EXPECT_EQ(leftOver(), "1=bbb 1 damaged");
   write(0, "?");
   EXPECT_EQ(leftOver(), "1 damaged");

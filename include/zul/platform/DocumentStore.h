@@ -34,8 +34,12 @@ class RowBuffer {
   /// Gets ready to take rows. May wait for the disk.
   virtual void prepare() = 0;
 
-  /// Keeps a row, by its id; false when that cannot be done, and the row has to be committed.
-  [[nodiscard]] virtual bool append(std::int64_t id, std::string_view text) noexcept = 0;
+  /// Keeps a row, by its id. Its place, which is never 0; none when that cannot be done, and the row has to be
+  /// committed.
+  [[nodiscard]] virtual std::optional<std::uint64_t> append(std::int64_t id, std::string_view text) noexcept = 0;
+
+  /// The row at `place` is not needed any more, whatever stands before it.
+  virtual void drop(std::uint64_t place) noexcept = 0;
 
   /// Whether so much of the room is taken that what can leave had better do so now.
   [[nodiscard]] virtual bool crowded() const noexcept = 0;

@@ -20,7 +20,7 @@ namespace zul::platform {
 
 namespace {
 
-constexpr std::size_t kRing = RowRing::kSize - RowRing::kPage;
+constexpr std::size_t kRingSize = RowRing::kSize - RowRing::kPage;
 
 struct Places {
   char magic[8];
@@ -33,7 +33,9 @@ struct Entry {
   std::uint32_t length;  // of the text, which follows
   std::uint32_t checksum;
   std::int64_t id;
+  std::uint64_t dropped;  // kDropped, or 0
 };
+constexpr std::uint64_t kDropped = 0x44524f5050454421;
 constexpr std::uint32_t kSkip = 0xFFFFFFFF;  // in the place of a length: the next entry is at the ring's begin
 
 constexpr std::size_t kAlignment = 8;
@@ -95,7 +97,7 @@ bool fill(int file, std::size_t place) {
 bool isSound(const Places& places) {
   constexpr auto kMost = std::uint64_t{1} << 62;
   return std::memcmp(places.magic, kMagic, sizeof kMagic) == 0 && places.first <= places.next &&
-         places.next - places.first <= kRing && places.first % kAlignment == 0 && places.next % kAlignment == 0 &&
+         places.next - places.first <= kRingSize && places.first % kAlignment == 0 && places.next % kAlignment == 0 &&
          places.next < kMost;
 }
 
@@ -154,7 +156,7 @@ RowBuffer::LeftOver RowRing::leftOver() {
     readEntries(*bytes, found);
   } else {
     found.damaged.push_back(*bytes);
-    first_ = next_ = 0;
+    first_ = next_ = kRing;
   }
   return found;
 }
@@ -171,19 +173,18 @@ void RowRing::readEntries(const std::string& content, LeftOver& found) {
       place += rest.size();
       continue;
     }
-    const auto size = sizeOf(entry.length);
-    if (size > rest.size() || size > next_ - place) {
-      found.damaged.emplace_back(rest.substr(0, next_ - place));
-      return;
-    }
-    const auto text = rest.substr(sizeof entry, entry.length);
-    if (checksum(place, entry.id, text) == entry.checksum) {
-      found.rows.push_back({std::to_string(entry.id), std::string(text)});
+    const auto claimed = sizeOf(entry.length);
+    const bool fits = claimed <= rest.size() && claimed <= next_ - place;
+    const auto size = fits ? claimed : std::min<std::uint64_t>(rest.size(), next_ - place);
+    const auto text = rest.substr(std::min(sizeof entry, rest.size()), fits ? entry.length : 0);
+    if (fits && checksum(place, entry.id, text) == entry.checksum) {
+      if (entry.dropped != kDropped) found.rows.push_back({std::to_string(entry.id), std::string(text)});
     } else {
       if (place != damagedTo) found.damaged.emplace_back();
       found.damaged.back().append(rest.substr(0, size));
       damagedTo = place + size;
     }
+    if (!fits) return;
     place += size;
   }
 }
@@ -226,9 +227,9 @@ bool RowRing::writePlaces() noexcept {
   return file.get() >= 0 && ::pwrite(file.get(), &places, sizeof places, 0) == sizeof places;
 }
 
-bool RowRing::append(std::int64_t id, std::string_view text) noexcept {
+std::optional<std::uint64_t> RowRing::append(std::int64_t id, std::string_view text) noexcept {
   const MutexLock lock(mutex_);
-  if (mapping_ == nullptr || text.size() > kRing / 2) return false;
+  if (mapping_ == nullptr || text.size() > kRing / 2) return std::nullopt;
   std::uint64_t first = first_;
   std::uint64_t end = next_;
   if (first == end) first = end = (end + kRing - 1) / kRing * kRing;
@@ -236,10 +237,10 @@ bool RowRing::append(std::int64_t id, std::string_view text) noexcept {
   const auto toWrap = kRing - end % kRing;
   const auto place = size <= toWrap ? end : end + toWrap;
   const auto next = place + size;
-  if (next - first > kRing) return false;
+  if (next - first > kRing) return std::nullopt;
 
   char* const ring = mapping_ + kPage;
-  const Entry entry = {static_cast<std::uint32_t>(text.size()), checksum(place, id, text), id};
+  const Entry entry = {static_cast<std::uint32_t>(text.size()), checksum(place, id, text), id, 0};
   const std::uint64_t places[] = {first, next};
   std::array<Piece, 4> pieces{};
   std::size_t count = 0;
@@ -247,10 +248,17 @@ bool RowRing::append(std::int64_t id, std::string_view text) noexcept {
   pieces[count++] = {&entry, ring + place % kRing, sizeof entry};
   pieces[count++] = {text.data(), ring + place % kRing + sizeof entry, text.size()};
   pieces[count++] = {places, mapping_ + offsetof(Places, first), sizeof places};  // last: only now it counts
-  if (!copy({pieces.data(), count})) return false;
+  if (!copy({pieces.data(), count})) return std::nullopt;
   first_ = first;
   next_ = next;
-  return true;
+  return place;
+}
+
+void RowRing::drop(std::uint64_t place) noexcept {
+  const MutexLock lock(mutex_);
+  if (mapping_ == nullptr || place < first_ || place >= next_) return;
+  const Piece piece = {&kDropped, mapping_ + kPage + place % kRing + offsetof(Entry, dropped), sizeof kDropped};
+  copy({&piece, 1});
 }
 
 bool RowRing::crowded() const noexcept {

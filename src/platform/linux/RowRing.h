@@ -34,12 +34,15 @@ class RowRing final : public RowBuffer {
 
   LeftOver leftOver() override;
   void prepare() override;
-  bool append(std::int64_t id, std::string_view text) noexcept override;
+  std::optional<std::uint64_t> append(std::int64_t id, std::string_view text) noexcept override;
+  void drop(std::uint64_t place) noexcept override;
   bool crowded() const noexcept override;
   std::uint64_t end() const noexcept override { return next_; }
   void release(std::uint64_t place) noexcept override;
 
  private:
+  static constexpr std::size_t kRing = kSize - kPage;
+
   void readEntries(const std::string& content, LeftOver& found) ZUL_REQUIRES(mutex_);
   bool writePlaces() noexcept ZUL_REQUIRES(mutex_);
 
@@ -47,8 +50,8 @@ class RowRing final : public RowBuffer {
   Mutex mutex_;
   char* mapping_ ZUL_GUARDED_BY(mutex_) = nullptr;
   // Changed under the mutex.
-  std::atomic<std::uint64_t> first_{0};
-  std::atomic<std::uint64_t> next_{0};
+  std::atomic<std::uint64_t> first_{kRing};
+  std::atomic<std::uint64_t> next_{kRing};
 };
 
 }  // namespace zul::platform

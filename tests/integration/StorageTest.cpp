@@ -71,6 +71,26 @@ TEST_F(StorageTest, ADamagedDatabaseIsSetAside) {
   EXPECT_EQ(phone.query("PRAGMA integrity_check"), "ok");
 }
 
+// Neither has become a row when the process dies, which is as if its folder were copied; one of them the collector has.
+TEST_F(StorageTest, WhatWasDeliveredBeforeAnOlderUploadEndedDoesNotComeBack) {
+  phone.startUp();
+  EXPECT_TRUE(upload(collector, ""));
+  EXPECT_TRUE(eventually([&] { return phone.keeps(""); }));
+  collector.setAnswers(R"({"upload":[{"delay":60000},{}]})");
+  phone.event("a");
+  EXPECT_TRUE(upload(collector, "a"));
+  phone.event("b");
+  EXPECT_TRUE(upload(collector, "b"));
+  EXPECT_TRUE(eventually([&] { return phone.log->count("[Data Sending Status]") == 2; }));
+  const auto left = phone.folder.path("left");
+  std::filesystem::copy(phone.store, left);
+  phone.exit();
+  phone.store = left;
+  collector.setAnswers(R"({"upload":[{"body":{"code":"ERR9"}}]})");
+  phone.startUp();
+  EXPECT_TRUE(eventually([&] { return phone.queued() == "a"; })) << phone.queued();
+}
+
 TEST_F(StorageTest, WithoutAFolderTheLibraryLivesInMemory) {
   std::ofstream(phone.folder.path("file")) << "x";
   phone.store = phone.folder.path("file") + "/store";

@@ -1,4 +1,4 @@
-// The upload queue: a row a payload, and the document "Json" that is computed from them.
+// The upload queue: what is in the buffer, in memory and in rows, and the document "Json" that is computed from them.
 
 #include <algorithm>
 #include <boost/json/object.hpp>
@@ -386,8 +386,8 @@ bool LocalDB::loadShortQueue() {
       for (auto row = found.begin(); row != found.end();) {
         row = gone_.contains(row->first) ? found.erase(row) : std::next(row);
       }
-      for (auto& [id, row] : rows_)
-        row.stored = row.stored || found.contains(id);  // drained by a process that was killed
+      // A process that was killed may have drained what it still had in the buffer.
+      for (auto& [id, row] : rows_) row.stored = row.stored || found.contains(id);
       rows_.merge(found);
       complete_ = true;
     } else {

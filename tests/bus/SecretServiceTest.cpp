@@ -114,10 +114,15 @@ TEST_F(SecretServiceTest, NobodyWaitsForAServiceThatDoesNotAnswer) {
   EXPECT_EQ(account(*secretServiceKeychain("com.example.shop")), "A");
 }
 
-// GLib would end the process together with the bus.
+// GLib would end the process together with the bus. Each round ends the bus as soon as the call is on its way, which is
+// before or after the connection is open.
 TEST_F(SecretServiceTest, TheBusMayGoAway) {
-  bus.run("end|keyring");  // as soon as the call is on its way
-  EXPECT_EQ(keychain->SecItemAdd(uuid("A")), Status::failed);
+  for (int round = 0; round < 10; ++round) {
+    test::PrivateBus another;
+    another.run("keyring");
+    another.run("end|keyring");
+    EXPECT_EQ(keychain->SecItemAdd(uuid("A")), Status::failed);
+  }
   EXPECT_EQ(secretServiceKeychain("a")->SecItemAdd(uuid("A")), Status::failed);
 }
 

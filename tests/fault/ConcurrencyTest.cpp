@@ -5,12 +5,15 @@
 #include <functional>
 #include <future>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <set>
 #include <sstream>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Events.h"
@@ -218,73 +221,42 @@ TEST_F(ConcurrencyTest, AnyOperationOnAnyThreadAtAnyTime) {
   std::cout << reported.size() << " numbered events in " << collector.counts().total << " requests\n";
 }
 
-// A record that is made while sessions begin shows one of them as a whole.
-TEST(RecordConcurrencyTest, ShowsOneSessionWhileAnotherBegins) {
-  const TemporaryFolder folder;
-  HostPlatform host({.data = folder.path("store"),
-                     .bundle = folder.path(),
-                     .collector = "http://127.0.0.1:9",
-                     .log = std::make_shared<KeptLog>()});
-  Runtime runtime(std::move(host.platform));
-  const auto begin = [&](std::int64_t visit) {
-    runtime.db().transaction([&] {
-      runtime.db().update("Behavior", [&](MutableDocument& behavior) {
-        behavior.setInteger(visit, "lifeCriteriaVisit");
-        behavior.setInteger(visit, "vtTz");
-      });
-      runtime.db().update("Identify", [&](MutableDocument& identify) {
-        identify.setString(std::to_string(visit), "sid");
-        identify.setInteger(1, "appId");
-      });
-    });
-    std::this_thread::sleep_for(std::chrono::microseconds(50));  // a record may be made just here
-    runtime.record().clearInstance();
-  };
-  begin(1);
-  std::atomic<bool> done = false;
-  std::thread sessions([&] {
-    for (std::int64_t visit = 2; visit < kCalls * 4; ++visit) begin(visit);
-    done = true;
-  });
-  while (!done) {
-    runtime.record().clearInstance();
-    const auto record = runtime.record().sharedInstance();
-    EXPECT_EQ(record->sid, std::to_string(record->ltvt));
-    EXPECT_EQ(record->vtTz, record->ltvt);
+class RecordConcurrencyTest : public testing::Test {
+ protected:
+  RecordConcurrencyTest() {
+    runtime.db().update("Identify", [](MutableDocument& identify) { identify.setInteger(1, "appId"); });
   }
-  sessions.join();
-}
 
-// Whoever finds a session begun gets its record, not that of the one before it.
-TEST(RecordConcurrencyTest, ShowsTheSessionThatIsStored) {
   const TemporaryFolder folder;
-  HostPlatform host({.data = folder.path("store"),
-                     .bundle = folder.path(),
-                     .collector = "http://127.0.0.1:9",
-                     .log = std::make_shared<KeptLog>()});
-  Runtime runtime(std::move(host.platform));
-  runtime.db().update("Identify", [](MutableDocument& identify) { identify.setInteger(1, "appId"); });
+  Runtime runtime{HostPlatform({.data = folder.path("store"),
+                                .bundle = folder.path(),
+                                .collector = "http://127.0.0.1:9",
+                                .log = std::make_shared<KeptLog>()})
+                      .platform};
+};
+
+// A record that is made while sessions begin shows one of them as a whole, and whoever finds a session begun gets its
+// record, not that of the one before it.
+TEST_F(RecordConcurrencyTest, ShowsTheSessionThatIsStored) {
+  runtime.tracker().occurNewSessionWithType(2);  // before the first, a record counts as one without a session
   std::atomic<bool> done = false;
   std::thread sessions([&] {
-    for (int visit = 0; visit < kCalls * 2; ++visit) runtime.tracker().occurNewSessionWithType(2);
+    for (int visit = 0; visit < kCalls * 8; ++visit) runtime.tracker().occurNewSessionWithType(2);
     done = true;
   });
+  std::map<std::int64_t, std::pair<std::optional<std::string>, std::int64_t>> seen;
   while (!done) {
     const auto stored = runtime.db().documentWithID("Behavior").integerForKey("lifeCriteriaVisit");
-    EXPECT_GE(runtime.record().sharedInstance()->ltvt, stored);
+    const auto record = runtime.record().sharedInstance();
+    EXPECT_GE(record->ltvt, stored);
+    const std::pair session(record->sid, record->vtTz);
+    EXPECT_EQ(seen.try_emplace(record->ltvt, session).first->second, session);
   }
   sessions.join();
 }
 
 // A record shows one member as a whole while others sign in and sessions begin, and in the end the one that is stored.
-TEST(RecordConcurrencyTest, ShowsOneMemberWhileAnotherSignsIn) {
-  const TemporaryFolder folder;
-  HostPlatform host({.data = folder.path("store"),
-                     .bundle = folder.path(),
-                     .collector = "http://127.0.0.1:9",
-                     .log = std::make_shared<KeptLog>()});
-  Runtime runtime(std::move(host.platform));
-  runtime.db().update("Identify", [](MutableDocument& identify) { identify.setInteger(1, "appId"); });
+TEST_F(RecordConcurrencyTest, ShowsOneMemberWhileAnotherSignsIn) {
   std::atomic<int> working = 3;
   std::vector<std::thread> threads;
   for (int n = 0; n < 3; ++n) {

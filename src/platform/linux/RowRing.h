@@ -15,8 +15,9 @@ namespace zul::platform {
 /// The file is a page with the places of the first and the next entry, and a ring of entries. A place counts the bytes
 /// since the file was made; an entry never wraps, and a ring that is empty begins at its first page again, so that few
 /// pages are in use as a rule. Each has its length and a checksum, and counts only once the page
-/// names a place behind it, so that a death in the middle of an append leaves nothing. A file of another format, or
-/// of another machine's byte order, is damage.
+/// names a place behind it, so that a death in the middle of an append leaves nothing. Room is given back in the order
+/// of the entries; one that is dropped before its turn is marked, and not found again. A file of another format, or of
+/// another machine's byte order, is damage.
 ///
 /// The kernel does the copying, as for another process's memory: where the file has lost its ground, as when the disk
 /// fails, that is an error rather than a signal that would end the host. The file's blocks are reserved beforehand.

@@ -13,11 +13,12 @@
 
 namespace zul::platform {
 
-struct UnrefObject {
+struct Unref {
+  void operator()(GMainContext* context) const { g_main_context_unref(context); }
   void operator()(gpointer object) const { g_object_unref(object); }
 };
 template <typename Object>
-using Ref = std::unique_ptr<Object, UnrefObject>;
+using Ref = std::unique_ptr<Object, Unref>;
 
 /// What the service, or the bus, answered instead of doing what it was asked.
 struct SecretFailure : std::runtime_error {
@@ -38,8 +39,8 @@ class SecretCall {
   /// Connects, and finds the service.
   SecretService* open();
 
-  /// Calls `start(cancellable, callback, data)`, which begins an asynchronous operation, and waits for its result. A
-  /// result that does not come in time is left to itself, since not every operation can be cancelled.
+  /// Calls `start(cancellable, callback, data)`, which begins an asynchronous operation, and waits for its result. What
+  /// does not come in time is cancelled, and shortly after that left to itself, since not every operation heeds it.
   template <typename Start>
   Ref<GAsyncResult> await(Start start) {
     auto* const slot = new Slot;
@@ -50,7 +51,7 @@ class SecretCall {
   /// Throws what `error` says, if there is one, and frees it.
   static void check(GError* error);
 
-  bool isLate() const { return late_; }
+  bool isLate() const { return g_cancellable_is_cancelled(cancellable_.get()) != FALSE; }
 
  private:
   struct Slot {
@@ -58,14 +59,20 @@ class SecretCall {
     bool isAbandoned = false;  // then it is the callback's
   };
 
+  Ref<GDBusConnection> connect();
   static void note(GObject*, GAsyncResult* result, gpointer slot);
   static gboolean expire(gpointer self);
   Ref<GAsyncResult> wait(Slot* slot);
 
-  GMainContext* const context_;
+  const Ref<GMainContext> context_{g_main_context_new()};
+  /// GLib's shared connection to the bus ends the process when it is closed, unless told otherwise; and that can only
+  /// be told to an open one, which may be closed again by then. It does so in the context in which it was asked for
+  /// first: this one, in which nothing happens before it is told.
+  const Ref<GMainContext> connecting_{g_main_context_new()};
+  bool isOpening_ = false;
   const Ref<GCancellable> cancellable_;
   GSource* const timer_;
-  bool late_ = false;
+  bool hasGivenUp_ = false;
   Ref<SecretService> service_;
 };
 

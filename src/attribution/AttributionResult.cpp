@@ -85,6 +85,7 @@ void AttributionResult::saveAttributedInfo(const Object& answer) {
 }
 
 void AttributionResult::selfValidation(std::string_view payloads) const {
+  if (!log_.wants(LogLevel::debug)) return;  // which is all that it is for
   const auto list = NetworkManager::getResponseArray(std::string(payloads));
   const auto* const payload = list && !list->empty() ? list->front().if_object() : nullptr;
   if (!payload) return;

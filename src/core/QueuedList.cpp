@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 #include <utility>
 
 #include "Json.h"
@@ -11,8 +10,9 @@ namespace zul {
 
 namespace {
 
-// Payloads read at a time. Of a list whose upload finds no collector there is one.
-constexpr std::size_t kFirstPage = 1;
+// Payloads read at a time. Of a list whose upload finds no collector it is the first page only: enough to see whether
+// there is more than one.
+constexpr std::size_t kFirstPage = 2;
 constexpr std::size_t kPage = 16;
 
 }  // namespace
@@ -27,27 +27,33 @@ LocalDB::Page QueueReader::payloads(std::int64_t after, std::int64_t through, st
   return db_ != nullptr ? db_->payloads(after, through, most) : LocalDB::Page{true, {}, {}};
 }
 
-QueuedList::QueuedList(std::shared_ptr<QueueReader> queue, IdSet ids) : queue_(std::move(queue)), ids_(std::move(ids)) {
-  after_ = std::numeric_limits<std::int64_t>::min();  // no id is as low
-}
+QueuedList::QueuedList(std::shared_ptr<QueueReader> queue, IdSet ids)
+    : queue_(std::move(queue)), ids_(std::move(ids)) {}
 
 bool QueuedList::empty() {
   read();
   return page_.empty();
 }
 
+bool QueuedList::isSingle() {
+  read();
+  return page_.size() == 1 && unread() == nullptr;
+}
+
+const IdSet::Interval* QueuedList::unread() const {
+  const auto& all = ids_.intervals();
+  const auto ids =
+      std::find_if(all.begin(), all.end(), [this](const auto& interval) { return interval.last > after_; });
+  return ids != all.end() ? &*ids : nullptr;
+}
+
 // Until there is a payload, or none is left.
 void QueuedList::read() {
-  while (page_.empty() && after_ && !unreadable_) {
-    const auto& all = ids_.intervals();
-    const auto ids =
-        std::find_if(all.begin(), all.end(), [this](const auto& interval) { return interval.last > *after_; });
-    if (ids == all.end()) {
-      after_ = std::nullopt;
-      return;
-    }
-    if (ids->first > *after_) after_ = ids->first - 1;
-    auto page = queue_->payloads(*after_, ids->last, begun_ ? kPage : kFirstPage);
+  while (page_.empty() && !unreadable_) {
+    const auto* const ids = unread();
+    if (ids == nullptr) return;
+    if (ids->first > after_) after_ = ids->first - 1;
+    auto page = queue_->payloads(after_, ids->last, begun_ ? kPage : kFirstPage);
     after_ = page.last.value_or(ids->last);
     fromMemory_ = fromMemory_ || (page.failed && !begun_);
     unreadable_ = page.failed && !fromMemory_;

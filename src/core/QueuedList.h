@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,6 +34,8 @@ class QueuedList {
 
   /// Whether there is none of the payloads. Where the store cannot be read, those in memory are all there is for now.
   bool empty();
+  /// Whether there is but one, for now.
+  bool isSingle();
 
   /// The document's next piece: empty behind the last, none when a payload cannot be read.
   std::optional<std::string_view> next();
@@ -46,11 +49,13 @@ class QueuedList {
 
  private:
   void read();
+  /// The interval in which to read on; null behind the last.
+  const IdSet::Interval* unread() const;
 
   const std::shared_ptr<QueueReader> queue_;
   const IdSet ids_;
   std::deque<LocalDB::Queued> page_;
-  std::optional<std::int64_t> after_;  // where to read on; none behind the last
+  std::int64_t after_ = std::numeric_limits<std::int64_t>::min();  // where to read on; no id is as low
   bool begun_ = false;
   bool fromMemory_ = false;  // the store cannot be read, and memory is what there is
   bool unreadable_ = false;

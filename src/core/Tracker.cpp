@@ -164,7 +164,6 @@ UploadQueue::Owner Tracker::uploadOwner() {
 
 void Tracker::takeAccepted(const Object& answer, const std::string& oldest, const std::string& newest,
                            const std::function<void()>& clear) {
-  const auto reported = sessionOf(newest);
   // The platform is called first, outside of everything: what it makes of it keeps no payload in the queue.
   log_.guard([&] { updatePostbackConversionValue(answer); }, ZUL_HERE);
   services_.record.sharedInstance();  // made here if need be, not inside the transaction
@@ -173,12 +172,12 @@ void Tracker::takeAccepted(const Object& answer, const std::string& oldest, cons
     if (attributed && attributed->is_object()) saveAttributedInfo(answer);
     services_.db.afterCommit([&] { selfValidation("[" + oldest + "]"); });
     clear();
-    keepAccepted(reported);
+    keepAccepted(newest);
   });
 }
 
 // The session lasts on from the upload that was accepted, and what was to be told once has been told.
-void Tracker::keepAccepted(const Object& reported) {
+void Tracker::keepAccepted(const std::string& newest) {
   auto& db = services_.db;
   const bool found = db.documentWithID(behavior::kDocument).exists();
   db.updateExisting(behavior::kDocument, [&](MutableDocument& document) {
@@ -192,7 +191,7 @@ void Tracker::keepAccepted(const Object& reported) {
   if (const auto record = services_.record.getSharedInstance()) {
     if (record->isVisitNew == "Y") sessionController_.resetAboutNewVisitInfo();
     if (record->aidChange == "Y") sessionController_.resetAidChange();
-    resetReportedLinks(*record, reported);
+    resetReportedLinks(*record, newest);
   }
   sessionController_.resetSaveToken();
   sessionController_.resetUptAfv();
@@ -201,7 +200,10 @@ void Tracker::keepAccepted(const Object& reported) {
 
 // A link that came while the upload was under way has not been reported: what the newest payload says has been. The
 // stored link may be yet another than the record's, which a fingerprint's answer does not touch.
-void Tracker::resetReportedLinks(const SessionJson& record, const Object& reported) {
+void Tracker::resetReportedLinks(const SessionJson& record, const std::string& newest) {
+  const bool hasOpened = !record.openDl.value_or("").empty();
+  if (record.isDrUpdate != "Y" && record.isIrUpdate != "Y" && !hasOpened) return;
+  const auto reported = sessionOf(newest);
   const auto link = services_.db.documentWithID(deeplink::kDocument);
   if (record.isDrUpdate == "Y" && json::string(reported, "isDrUpdate") == "Y" &&
       json::integer(reported, "qzclkTime") == record.qzclkTime && same(json::string(reported, "qzs"), record.qzs)) {
@@ -214,7 +216,7 @@ void Tracker::resetReportedLinks(const SessionJson& record, const Object& report
     }
   }
   if (record.isIrUpdate == "Y" && json::string(reported, "isIrUpdate") == "Y") sessionController_.resetIrUpdate();
-  if (!record.openDl.value_or("").empty() && same(json::string(reported, "openDl"), record.openDl)) {
+  if (hasOpened && same(json::string(reported, "openDl"), record.openDl)) {
     sessionController_.resetOpenDl();
   }
 }

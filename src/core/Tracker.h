@@ -274,8 +274,8 @@ class Tracker {
   void upload(const Payload& entireJson);
   void takeAccepted(const Object& answer, const std::string& oldest, const std::string& newest,
                     const std::function<void()>& clear);
-  void keepAccepted(const Object& reported);
-  void resetReportedLinks(const SessionJson& record, const Object& reported);
+  void keepAccepted(const std::string& newest);
+  void resetReportedLinks(const SessionJson& record, const std::string& newest);
   void tell(const std::string& what, const std::string& problem);
   UploadQueue::Owner uploadOwner();
   Fingerprint::Owner fingerprintOwner();

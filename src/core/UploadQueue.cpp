@@ -141,7 +141,8 @@ void UploadQueue::startRequest(const RequestPtr& request) {
     return;
   }
   logList(request->ids);
-  network_.sendDocument([list = request->list] { return list->next(); }, owner_.sender(),
+  const auto& list = request->list;
+  network_.sendDocument([list] { return list->next(); }, list->isSingle(), owner_.sender(),
                         [this, request](bool success, const auto& response) {
                           log_.guard([&] { complete(*request->list, success, response); }, ZUL_HERE);
                           log_.debug("[Data Sending Status] : Completed. ", ZUL_HERE);

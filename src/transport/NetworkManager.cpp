@@ -24,6 +24,8 @@ namespace {
 using platform::HttpRequest;
 using platform::HttpResponse;
 
+constexpr std::size_t kSmallDocument = 16 * 1024;  // that of a payload of ordinary size has 4 KB
+
 void addHeader(HttpRequest& request, std::string_view name, std::optional<std::string> value) {
   if (value && NetworkManager::fitsHeader(*value)) request.headers.emplace_back(name, *std::move(value));
 }
@@ -106,15 +108,15 @@ void NetworkManager::requestAccessTokenWithServiceNumber(std::int64_t serviceNum
 
 void NetworkManager::sendDocument(std::string document, const Sender& sender, Completion completion) {
   const auto text = std::make_shared<const std::string>(std::move(document));
-  sendDocument([text, rest = std::string_view(*text)]() mutable { return std::exchange(rest, {}); }, sender,
-               std::move(completion));
+  sendDocument([text, rest = std::string_view(*text)]() mutable { return std::exchange(rest, {}); },
+               text->size() <= kSmallDocument, sender, std::move(completion));
 }
 
-void NetworkManager::sendDocument(TextPieces document, const Sender& sender, Completion completion) {
+void NetworkManager::sendDocument(TextPieces document, bool isSmall, const Sender& sender, Completion completion) {
   start(Success::noError, std::move(completion), [&] {
     auto upload = request(wire::kUpload, "", sender);
     addHeader(upload, wire::kContentType, std::string(wire::kUploadContentType));
-    upload.bodySource = std::make_shared<UploadBody>(std::move(document));
+    upload.bodySource = std::make_shared<UploadBody>(std::move(document), isSmall);
     upload.cookies = false;
     return upload;
   });

@@ -63,8 +63,8 @@ class NetworkManager {
                                            Completion completion);
 
   /// Uploads a document, percent-encoded and compressed. That work is done while it is sent, by the HTTP client, which
-  /// reads the pieces only then; it drops them with the end of the request.
-  void sendDocument(TextPieces document, const Sender& sender, Completion completion);
+  /// reads the pieces only then, or at once where the document is small; it drops them with the end of the request.
+  void sendDocument(TextPieces document, bool isSmall, const Sender& sender, Completion completion);
   void sendDocument(std::string document, const Sender& sender, Completion completion);
 
   void sendErrorLogWithErrParams(const boost::json::object& params, const Sender& sender, Completion completion);

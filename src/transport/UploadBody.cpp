@@ -35,7 +35,7 @@ void UploadBody::add(std::string_view piece) {
 
 std::optional<std::string> uploadBody(std::string_view document) {
   if (document.empty()) return std::nullopt;
-  return UploadBody([&document] { return std::exchange(document, {}); }).readAll();
+  return UploadBody([&document] { return std::exchange(document, {}); }, true).readAll();
 }
 
 }  // namespace zul

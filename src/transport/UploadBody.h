@@ -20,13 +20,15 @@ using TextPieces = std::function<std::optional<std::string_view>()>;
 /// Bytes that are not UTF-8 are encoded as they stand. One thread at a time.
 class UploadBody final : public platform::BodySource {
  public:
-  explicit UploadBody(TextPieces document) : document_(std::move(document)) {}
+  UploadBody(TextPieces document, bool isSmall) : document_(std::move(document)), isSmall_(isSmall) {}
   std::optional<std::size_t> read(std::span<char> buffer) override;
+  bool isSmall() const override { return isSmall_; }
 
  private:
   void add(std::string_view piece);
 
   const TextPieces document_;
+  const bool isSmall_;
   std::optional<Deflater> deflater_;  // as of the first read: it takes a quarter of a megabyte
   std::string encoded_;
   std::string out_;

@@ -43,7 +43,8 @@ HttpRequest post(const std::string& url, std::string body) {
 /// A text in pieces, and then its end, or a failure.
 class TextSource final : public BodySource {
  public:
-  explicit TextSource(std::string text, bool fails = false) : text_(std::move(text)), fails_(fails) {}
+  TextSource(std::string text, bool isSmall, bool fails) : text_(std::move(text)), isSmall_(isSmall), fails_(fails) {}
+  bool isSmall() const override { return isSmall_; }
   std::optional<std::size_t> read(std::span<char> buffer) override {
     const auto size = text_.copy(buffer.data(), std::min<std::size_t>(buffer.size(), 1000));
     text_.erase(0, size);
@@ -53,13 +54,14 @@ class TextSource final : public BodySource {
 
  private:
   std::string text_;
+  const bool isSmall_;
   const bool fails_;
 };
 
-HttpRequest streamed(const std::string& url, std::string body, bool fails = false) {
+HttpRequest streamed(const std::string& url, std::string body, bool isSmall, bool fails = false) {
   HttpRequest request = get(url);
   request.method = "POST";
-  request.bodySource = std::make_shared<TextSource>(std::move(body), fails);
+  request.bodySource = std::make_shared<TextSource>(std::move(body), isSmall, fails);
   return request;
 }
 
@@ -104,17 +106,17 @@ TEST(CurlHttpClient, SendsWhatTheRequestSaysAndNoMore) {
               ElementsAre("Host", "Accept", "X-Zed", "Content-Encoding", "X-Empty", "A-Header", "Content-Length"));
   EXPECT_TRUE(sent.body == large);
 
-  sent = exchange(streamed(server.url("/streamed"), large));
-  EXPECT_EQ(sent.line, "POST /streamed HTTP/1.1");
-  EXPECT_EQ(sent.header("Transfer-Encoding"), "chunked");
-  EXPECT_EQ(sent.header("Content-Length") + sent.header("Content-Type") + sent.header("Expect"), "");
-  EXPECT_TRUE(sent.body == large);
-
-  sent = exchange(streamed(server.url("/"), ""));
-  EXPECT_EQ(sent.header("Transfer-Encoding"), "chunked");
-  EXPECT_EQ(sent.body, "");
-
-  EXPECT_EQ(await(send(client, streamed(server.url("/broken"), large, true))).error, "the body could not be made");
+  for (const bool isSmall : {false, true}) {
+    for (const auto& body : {large, std::string("little"), std::string()}) {
+      sent = exchange(streamed(server.url("/streamed"), body, isSmall));
+      EXPECT_EQ(sent.line, "POST /streamed HTTP/1.1");
+      EXPECT_EQ(sent.header("Transfer-Encoding"), "chunked");
+      EXPECT_EQ(sent.header("Content-Length") + sent.header("Content-Type") + sent.header("Expect"), "");
+      EXPECT_TRUE(sent.body == body);
+    }
+    EXPECT_EQ(await(send(client, streamed(server.url("/broken"), large, isSmall, true))).error,
+              "the body could not be made");
+  }
 
   HttpRequest bare = post(server.url("/bare"), "");
   bare.body.reset();
@@ -284,7 +286,7 @@ TEST(CurlHttpClient, SendsAgainWhenAKeptConnectionIsGoneButNoUpload) {
   CurlHttpClient client;
   for (int i = 0; i < 5; ++i) {
     EXPECT_TRUE(client.fetch(post(server.url("/"), "small")).ok());
-    EXPECT_TRUE(client.fetch(streamed(server.url("/"), "small")).ok());
+    EXPECT_TRUE(client.fetch(streamed(server.url("/"), "small", i % 2 == 0)).ok());
   }
   EXPECT_EQ(server.connections(), 1u);
 
@@ -299,7 +301,9 @@ TEST(CurlHttpClient, SendsAgainWhenAKeptConnectionIsGoneButNoUpload) {
   EXPECT_EQ(requestsOf(get(server.url("/")), true), 2u);
   for (const auto& body : {std::string(300'000, 'r'), std::string()}) {
     EXPECT_EQ(requestsOf(post(server.url("/"), body), false), 1u);
-    EXPECT_EQ(requestsOf(streamed(server.url("/"), body), false), 1u);
+    for (const bool isSmall : {false, true}) {
+      EXPECT_EQ(requestsOf(streamed(server.url("/"), body, isSmall), false), 1u);
+    }
   }
 }
 

@@ -24,6 +24,10 @@ class BodySource {
   /// cannot be made, which fails the request. Called on the client's own thread.
   virtual std::optional<std::size_t> read(std::span<char> buffer) = 0;
 
+  /// Whether the whole body is so little that it may as well be made before the server is there to take it: then it
+  /// can go out together with the headers.
+  virtual bool isSmall() const { return false; }
+
   /// The rest of the body at once, for clients that want it so; none as above.
   std::optional<std::string> readAll() {
     std::string body;
@@ -41,7 +45,8 @@ struct HttpRequest {
   std::string url;  ///< absolute, http or https; anything else fails the request
   std::vector<std::pair<std::string, std::string>> headers;
   std::optional<std::string> body;
-  /// In the place of `body`: sent without announcing its length, and read once, when the server is there to take it.
+  /// In the place of `body`: sent without announcing its length, and read once, when the server is there to take it
+  /// unless it is small.
   std::shared_ptr<BodySource> bodySource;
   bool cookies = true;             ///< false: neither send nor keep cookies
   std::shared_ptr<CookieJar> jar;  ///< where the cookies are; null: with those of all requests that name none

@@ -19,6 +19,7 @@ constexpr long kConnectSeconds = 60;
 constexpr double kWholeSeconds = 7 * 86400;
 constexpr double kMostSeconds = 1e6;  // what fits libcurl's milliseconds everywhere
 constexpr long kMaxRedirects = 10;
+constexpr const char* kNoBody = "the body could not be made";
 
 bool isWebUrl(std::string_view url) {
   const auto startsWith = [&](std::string_view scheme) {
@@ -87,14 +88,20 @@ std::string CurlTransfer::prepare(HttpRequest request, CURLSH* cookies) {
   curl_easy_setopt(easy, CURLOPT_SHARE, cookies);
   if (cookies != nullptr) curl_easy_setopt(easy, CURLOPT_COOKIEFILE, "");
 
-  prepareBody();
+  if (!prepareBody()) return kNoBody;
   return prepareHeaders();
 }
 
-void CurlTransfer::prepareBody() {
+bool CurlTransfer::prepareBody() {
   CURL* const easy = easy_.get();
   const bool sends = request_.method == "POST" || request_.method == "PUT" || request_.method == "PATCH";
-  if (request_.bodySource) {
+  small_.reset();
+  if (request_.bodySource && request_.bodySource->isSmall()) {
+    small_ = request_.bodySource->readAll();
+    if (!small_) return false;
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(small_->size()));
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, small_->data());
+  } else if (request_.bodySource) {
     // libcurl then asks for the body piece by piece, in chunks over HTTP/1.1 and in plain frames over HTTP/2.
     curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
     curl_easy_setopt(easy, CURLOPT_READFUNCTION, &onRead);
@@ -114,6 +121,7 @@ void CurlTransfer::prepareBody() {
     curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &onStart);
     curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
   }
+  return true;
 }
 
 std::string CurlTransfer::prepareHeaders() {
@@ -125,6 +133,7 @@ std::string CurlTransfer::prepareHeaders() {
   // A name without a value takes away the header that libcurl would add of itself.
   if (!hasHeader("Content-Type")) addHeader("Content-Type:");
   if (!hasHeader("Expect")) addHeader("Expect:");
+  if (small_) addHeader("Transfer-Encoding: chunked");  // rather than its length
   curl_easy_setopt(easy_.get(), CURLOPT_HTTPHEADER, headers_.get());
   return {};
 }
@@ -167,7 +176,7 @@ HttpResponse CurlTransfer::response(CURLcode result) {
   if (tooLarge_ || result == CURLE_FILESIZE_EXCEEDED) {
     response.error = "answer larger than 8 MiB";
   } else if (bodyFailed_) {
-    response.error = "the body could not be made";
+    response.error = kNoBody;
   } else if (result == CURLE_ABORTED_BY_CALLBACK || result == CURLE_SEND_FAIL_REWIND) {
     response.error = "connection closed without an answer";
   } else if (result != CURLE_OK) {
@@ -191,6 +200,7 @@ std::string CurlTransfer::text(CURLINFO info) const {
 
 HttpClient::Completion CurlTransfer::finish() {
   request_ = {};
+  small_.reset();
   answer_ = {};
   tooLarge_ = false;
   started_ = false;

@@ -52,7 +52,7 @@ class CurlTransfer {
 
   std::string prepareHeaders();
   std::string text(CURLINFO info) const;
-  void prepareBody();
+  bool prepareBody();
   bool hasHeader(std::string_view name) const;
   void addHeader(const std::string& line);
 
@@ -62,6 +62,7 @@ class CurlTransfer {
 
   std::unique_ptr<curl_slist, Free> headers_;
   HttpRequest request_;
+  std::optional<std::string> small_;  // the body of a small source
   HttpClient::Completion completion_;
   std::string answer_;
   bool tooLarge_ = false;

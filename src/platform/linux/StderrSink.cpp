@@ -18,6 +18,9 @@ namespace {
 constexpr unsigned kMemoryDevices = 1;
 constexpr unsigned kNullDevice = 3;
 
+// Seconds, at most, after which a host that has turned the stream from nowhere to somewhere is heard.
+constexpr std::int64_t kAskAgainAfter = 1;
+
 /// Returns false when the reader of a pipe or socket is gone.
 bool writeAll(std::string_view line, std::atomic<bool>& cut) noexcept {
   const bool endsCut = cut.exchange(false);
@@ -68,11 +71,15 @@ void writeWithoutSignal(std::string_view line, std::atomic<bool>& cut) noexcept 
 }  // namespace
 
 bool StderrSink::wants(LogLevel) const noexcept {
+  timespec now{};
+  ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  if (now.tv_sec < askAgain_) return false;
   const int error = errno;
   struct stat stream {};
   const bool leadsNowhere = ::fstat(STDERR_FILENO, &stream) != 0 ||
                             (S_ISCHR(stream.st_mode) && stream.st_rdev == makedev(kMemoryDevices, kNullDevice));
   errno = error;
+  if (leadsNowhere) askAgain_ = now.tv_sec + kAskAgainAfter;
   return !leadsNowhere;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 
 #include "zul/platform/LogSink.h"
 
@@ -16,7 +17,8 @@ class StderrSink final : public LogSink {
   bool wants(LogLevel level) const noexcept override;
 
  private:
-  std::atomic<bool> cut_ = false;  // the last line has no end yet
+  std::atomic<bool> cut_ = false;                   // the last line has no end yet
+  mutable std::atomic<std::int64_t> askAgain_ = 0;  // seconds since the machine's start; until then it leads nowhere
 };
 
 }  // namespace zul::platform

@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "Tracker.h"
+#include "zul/platform/Bundle.h"
 #include "zul/platform/Dispatcher.h"
 #include "zul/platform/HttpClient.h"
 
@@ -120,6 +121,14 @@ bool Runtime::setProcessPlatform(Platform platform) {
 Tracker& Runtime::tracker() {
   bool made = false;
   std::call_once(trackerOnce_, [&] {
+    // Two files at once, where there are two processors: this thread reads the store.
+    log_.guard(
+        [&] {
+          tasks_.async(
+              Tasks::Queue::global, [this] { platform_.bundle->infoDictionary(); }, ZUL_HERE);
+        },
+        ZUL_HERE);
+    db_.isReadable();
     tracker_ = std::make_unique<Tracker>(TrackerServices{tasks_, platform_, db_, identifiers_, record_, util_,
                                                          reachability_, *networkClock_, attribution_, deferredLinks_,
                                                          webView_, debugMode_, stopping_, log_});

@@ -252,8 +252,16 @@ void AsioCore::sleep(Duration duration) {
 /// Also tries again for the other queue, whose tasks may have come when there was no thread to be had.
 void AsioCore::ensureThread(Queue queue) {
   (queue == Queue::main ? wantsMain_ : wantsWorker_) = true;
-  if (wantsMain_ && !hasMainThread_) hasMainThread_ = startOwn("zul-main", &AsioCore::runMain, *main_);
-  if (wantsWorker_ && workers_ == 0 && startOwn("zul-work", &AsioCore::runWorker, *global_)) ++workers_;
+  if (wantsWorker_ && workers_ == 0 && startOwn("zul-work", &AsioCore::runWorker, *global_)) {
+    ++workers_;
+    // A thread costs its maker some 50 us, so the worker makes the other one, which is always wanted sooner or later.
+    if (!hasMainThread_) owesMainThread_ = hasMainThread_ = wantsMain_ = true;
+  }
+  if (wantsMain_ && !hasMainThread_) startMain();
+}
+
+void AsioCore::startMain() {
+  hasMainThread_ = startOwn("zul-main", &AsioCore::runMain, *main_);
 }
 
 bool AsioCore::startOwn(const char* name, void (AsioCore::*body)(Context&), Context& context) {
@@ -293,6 +301,7 @@ void AsioCore::runWorker(Context& global) {
     {
       const MutexLock lock(mutex_);
       if (stopped_) break;
+      if (std::exchange(owesMainThread_, false)) startMain();
       last = workers_ == 1 && hasMainThread_ == wantsMain_;
     }
     try {

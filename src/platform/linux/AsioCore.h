@@ -98,6 +98,7 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   Remains abandon() noexcept ZUL_REQUIRES(mutex_);
   bool startOwn(const char* name, void (AsioCore::*body)(Context&), Context& context) ZUL_REQUIRES(mutex_);
   void ensureThread(Queue queue) ZUL_REQUIRES(mutex_);
+  void startMain() ZUL_REQUIRES(mutex_);
   void enqueueGlobal(Task task) ZUL_REQUIRES(mutex_);
   void runOnMain(Task task);
   void runOnWorker(Task task);
@@ -123,6 +124,7 @@ class AsioCore : public std::enable_shared_from_this<AsioCore> {
   bool wantsMain_ ZUL_GUARDED_BY(mutex_) = false;
   bool wantsWorker_ ZUL_GUARDED_BY(mutex_) = false;
   bool hasMainThread_ ZUL_GUARDED_BY(mutex_) = false;
+  bool owesMainThread_ ZUL_GUARDED_BY(mutex_) = false;  // the first worker, which has yet to make it
   bool watching_ ZUL_GUARDED_BY(mutex_) = false;
   int threads_ ZUL_GUARDED_BY(mutex_) = 0;
   int running_ ZUL_GUARDED_BY(mutex_) = 0;  // tasks, on any thread
